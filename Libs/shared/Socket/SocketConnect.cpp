@@ -1,0 +1,228 @@
+// Resolving a name and connecting to one of its addresses.
+//
+// The resolver's order is kept. The list of addresses has an owner, and a descriptor that did not connect
+// is closed before the next address is tried.
+#include "SocketUtil.h"
+
+#include "Source/Utility/rbDebug.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+struct AddressListDeleter {
+    void operator()(addrinfo *list) const { freeaddrinfo(list); }
+};
+using AddressList = std::unique_ptr<addrinfo, AddressListDeleter>;
+
+struct ConnectRequest {
+    int socketType;
+    int protocol;
+    bool nonBlocking;
+};
+
+enum class Attempt { kConnected, kInProgress, kRefused, kNoSocket };
+
+// What the last attempt failed of; empty when none was made.
+using ErrorText = char[200];
+
+} // namespace
+
+// Keeps, and traces, what went wrong. The format takes the error's number and its text.
+static void Report(ErrorText &errorText, const char *format, int error)
+{
+    std::snprintf(errorText, sizeof errorText, format, error, strerror(error));
+    TRACE(errorText);
+}
+
+static int PortOf(const addrinfo &entry)
+{
+    sockaddr_union record = {};
+    std::memcpy(&record, entry.ai_addr, std::min<std::size_t>(entry.ai_addrlen, sizeof record));
+    return GetSocketAddressPort(record);
+}
+
+// Two lines: the address as text under the label, and the port.
+static void LogAddress(const char *label, const addrinfo &entry)
+{
+    char text[INET6_ADDRSTRLEN];
+    sockaddr_to_text(entry.ai_addr, text);
+    LogMessage(label, text);
+    LogMessage("port", PortOf(entry));
+}
+
+static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, int &sock, ErrorText &errorText)
+{
+    sock = socket(entry.ai_family, request.socketType, request.protocol);
+    int error = errno;
+    TRACE("sock", sock);
+    if (sock == -1) {
+        Report(errorText, "Socket creation failed with error %d: %s", error);
+        return Attempt::kNoSocket;
+    }
+    MarkCloseOnExec(sock);
+    MarkNoSignal(sock);
+    if (request.nonBlocking) MarkNonBlocking(sock);
+    if (gDebugging) LogAddress("Connect to ", entry);
+
+    int result = connect(sock, entry.ai_addr, entry.ai_addrlen);
+    error = errno;
+    TRACE("connect returns", result, error);
+    if (result == 0) return Attempt::kConnected;
+    TRACE("ConnectError", error);
+    if (request.nonBlocking && (error == EINPROGRESS || error == EAGAIN)) return Attempt::kInProgress;
+
+    Report(errorText, "Socket connect failed with error %d: %s", error);
+    TRACE("close socket", sock);
+    close(sock);
+    sock = -1;
+    return Attempt::kRefused;
+}
+
+// Asks for the addresses of both families. Result: 0, or the resolver's error code.
+static int Resolve(const char *host, int port, const ConnectRequest &request, AddressList &list)
+{
+    char portText[20];
+    std::snprintf(portText, sizeof portText, "%d", port);
+    addrinfo hints = {};
+    hints.ai_socktype = request.socketType;
+    hints.ai_protocol = request.protocol;
+    addrinfo *found = nullptr;
+    int code = getaddrinfo(host, portText, &hints, &found);
+    if (code == 0) list.reset(found);
+    return code;
+}
+
+static bool HasFamily(const addrinfo *entry, int family)
+{
+    while (entry != nullptr && entry->ai_family != family)
+        entry = entry->ai_next;
+    return entry != nullptr;
+}
+
+// The preference, unless the name has no address of that family.
+static SocketProtocolPreference UsablePreference(const addrinfo *list, SocketProtocolPreference preference)
+{
+    TRACE("ProtocolPreference", static_cast<int>(preference));
+    bool hasIPv4 = HasFamily(list, AF_INET);
+    bool hasIPv6 = HasFamily(list, AF_INET6);
+    TRACE("HasIPv6", hasIPv6);
+    TRACE("HasIPv4", hasIPv4);
+    if (preference == kPreferIPv4 && !hasIPv4) {
+        TRACE("No IPv4, so ignore preference.");
+        return kNoProtocolPreference;
+    }
+    if (preference == kPreferIPv6 && !hasIPv6) {
+        TRACE("No IPv6, so ignore preference.");
+        return kNoProtocolPreference;
+    }
+    return preference;
+}
+
+static bool IsWanted(int family, SocketProtocolPreference preference)
+{
+    if (preference == kPreferIPv6 && family == AF_INET) {
+        TRACE("Skip IPv4");
+        return false;
+    }
+    if (preference == kPreferIPv4 && family == AF_INET6) {
+        TRACE("Skip IPv6");
+        return false;
+    }
+    return family == AF_INET || family == AF_INET6;
+}
+
+bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &sock, bool nonBlocking, bool &inProgress,
+                   int &family, int socketType, int protocol, SocketProtocolPreference preference)
+{
+    ConnectRequest request = {socketType, protocol, nonBlocking};
+    AddressList list;
+    int code = Resolve(host, port, request, list);
+    if (code != 0) {
+        TRACE("getaddrinfo", code);
+        std::string reason = gai_errorstring(code);
+        TRACE("error message", reason.c_str());
+        errorMessage = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
+        return false;
+    }
+    LogAddInfo(list.get());
+    preference = UsablePreference(list.get(), preference);
+
+    ErrorText errorText = "";
+    Attempt attempt = Attempt::kRefused;
+    for (const addrinfo *entry = list.get(); entry != nullptr && attempt == Attempt::kRefused; entry = entry->ai_next) {
+        if (!IsWanted(entry->ai_family, preference)) continue;
+        family = entry->ai_family;
+        attempt = TryAddress(*entry, request, sock, errorText);
+    }
+    if (attempt == Attempt::kInProgress) inProgress = true;
+    if (attempt == Attempt::kConnected || attempt == Attempt::kInProgress) return true;
+    errorMessage = errorText;
+    return false;
+}
+
+namespace {
+
+// A number that the log knows by name.
+struct NamedNumber {
+    int number;
+    const char *line;
+};
+
+constexpr NamedNumber socketTypes[] = {
+    {0, "Socket type: Unspecified"},
+    {SOCK_STREAM, "Socket type: SOCK_STREAM (stream)"},
+    {SOCK_DGRAM, "Socket type: SOCK_DGRAM (datagram)"},
+    {SOCK_RAW, "Socket type: SOCK_RAW (raw)"},
+    {SOCK_RDM, "Socket type: SOCK_RDM (reliable message datagram)"},
+    {SOCK_SEQPACKET, "Socket type: SOCK_SEQPACKET (pseudo-stream packet)"},
+};
+
+constexpr NamedNumber protocols[] = {
+    {0, "Protocol: Unspecified"},
+    {IPPROTO_TCP, "Protocol: IPPROTO_TCP (TCP)"},
+    {IPPROTO_UDP, "Protocol: IPPROTO_UDP (UDP)"},
+};
+
+template <std::size_t count>
+void LogNumber(const NamedNumber (&rows)[count], int number, const char *labelOfOthers)
+{
+    for (const NamedNumber &row : rows) {
+        if (row.number == number) return LogMessage(row.line);
+    }
+    LogMessage(labelOfOthers, number);
+}
+
+void LogFamily(const addrinfo &entry)
+{
+    switch (entry.ai_family) {
+    case AF_INET:
+        return LogAddress("Family: AF_INET (IPv4)", entry);
+    case AF_INET6:
+        return LogAddress("Family: AF_INET6 (IPv6): ", entry);
+    case AF_UNSPEC:
+        return LogMessage("Family: Unspecified");
+    default:
+        return LogMessage("Other ", entry.ai_family);
+    }
+}
+
+} // namespace
+
+void LogAddInfo(const addrinfo *list)
+{
+    if (!gDebugging) return;
+    for (const addrinfo *entry = list; entry != nullptr; entry = entry->ai_next) {
+        LogMessage("Flags: ", entry->ai_flags);
+        LogFamily(*entry);
+        LogNumber(socketTypes, entry->ai_socktype, "Socket type: ");
+        LogNumber(protocols, entry->ai_protocol, "Protocol: ");
+        LogMessage("Length of this sockaddr: ", entry->ai_addrlen);
+        LogMessage("Canonical name: ", entry->ai_canonname);
+    }
+}

@@ -1,0 +1,243 @@
+#include "SocketUtil.h"
+
+#include "Source/Utility/rbDebug.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <strings.h>
+
+void InitSocketUtil() {}
+
+int WSAGetLastError()
+{
+    return errno;
+}
+
+// Sets and clears status flags of the descriptor.
+static int ChangeStatusFlags(int fd, int set, int clear)
+{
+    int flags = fcntl(fd, F_GETFL);
+    if (flags == -1) return -1;
+    TRACE("fcntl", flags);
+    return fcntl(fd, F_SETFL, (flags & ~clear) | set);
+}
+
+int MarkNonBlocking(int fd)
+{
+    return ChangeStatusFlags(fd, O_NONBLOCK, 0);
+}
+
+int MarkBlocking(int fd)
+{
+    return ChangeStatusFlags(fd, 0, O_NONBLOCK);
+}
+
+void MarkCloseOnExec(int fd)
+{
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+}
+
+void MarkNoSignal(int) {}
+
+// Sets an option that is a 32-bit number. Result: errno, 0 on success.
+static int SetOption(int fd, int level, int option, int value)
+{
+    return setsockopt(fd, level, option, &value, sizeof value) == -1 ? errno : 0;
+}
+
+void MarkIPv6andIPv4(int fd)
+{
+    int error = SetOption(fd, IPPROTO_IPV6, IPV6_V6ONLY, 0);
+    if (error == 0) return;
+    TRACE("setsockopt with IPV6_V6ONLY", error);
+    TRACE("error message", strerror(error));
+}
+
+void SetKeepAlive(int fd)
+{
+    TRACE("SetKeepAlive", fd);
+    int error = SetOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
+    if (error != 0) TRACE("setsockopt for keep alive", error);
+}
+
+int GetSocketAddressPort(const sockaddr_union &record)
+{
+    // The port stands at the same place in both forms.
+    return GetSocketAddressSize(record) != 0 ? ntohs(record.v4.sin_port) : 0;
+}
+
+int GetSocketAddressSize(const sockaddr_union &record)
+{
+    switch (record.any.sa_family) {
+    case AF_INET6:
+        return sizeof record.v6;
+    case AF_INET:
+        return sizeof record.v4;
+    default:
+        return 0;
+    }
+}
+
+static in_port_t NetworkPort(int port)
+{
+    return htons(static_cast<in_port_t>(port));
+}
+
+static void NameIPv4(sockaddr_union &record, int port)
+{
+    record.v4.sin_family = AF_INET;
+    record.v4.sin_port = NetworkPort(port);
+}
+
+static void NameIPv6(sockaddr_union &record, int port)
+{
+    record.v6.sin6_family = AF_INET6;
+    record.v6.sin6_port = NetworkPort(port);
+}
+
+void SetAnySocketAddress(int family, sockaddr_union &record, int port)
+{
+    TRACE("SetAnySocketAddress", port);
+    if (family == AF_INET6) {
+        SetAnySocketAddressIPv6(record, port);
+    } else {
+        SetAnySocketAddressIPv4(record, port);
+    }
+}
+
+void SetAnySocketAddressIPv4(sockaddr_union &record, int port)
+{
+    TRACE("SetAnySocketAddressIPv4", port);
+    record = {};
+    NameIPv4(record, port);
+}
+
+void SetAnySocketAddressIPv6(sockaddr_union &record, int port)
+{
+    TRACE("SetAnySocketAddressIPv6", port);
+    record = {};
+    NameIPv6(record, port);
+}
+
+void SetLoopbackSocketAddress(int family, sockaddr_union &record, int port)
+{
+    TRACE("SetLoopbackSocketAddress", port);
+    if (family == AF_INET6) {
+        SetLoopbackSocketAddressIPv6(record, port);
+    } else {
+        SetLoopbackSocketAddressIPv4(record, port);
+    }
+}
+
+void SetLoopbackSocketAddressIPv4(sockaddr_union &record, int port)
+{
+    TRACE("SetLoopbackSocketAddressIPv4", port);
+    record = {};
+    NameIPv4(record, port);
+    record.v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+}
+
+void SetLoopbackSocketAddressIPv6(sockaddr_union &record, int port)
+{
+    TRACE("SetLoopbackSocketAddressIPv6", port);
+    record = {};
+    NameIPv6(record, port);
+    record.v6.sin6_addr = in6addr_loopback;
+}
+
+int ParseSocketAddress(int family, sockaddr_union &record, const char *text, int port)
+{
+    record = {};
+    return family == AF_INET6 ? ParseSocketAddressIPv6(record, text, port) : ParseSocketAddressIPv4(record, text, port);
+}
+
+static bool IsLocalhost(const char *text)
+{
+    return strcasecmp(text, "localhost") == 0;
+}
+
+static bool ReadNumericIPv4(sockaddr_union &record, const char *text, int port)
+{
+    int result = inet_pton(AF_INET, text, &record.v4.sin_addr);
+    TRACE("inet_pton AF_INET", result);
+    if (result == 1) NameIPv4(record, port);
+    return result == 1;
+}
+
+static bool ReadNumericIPv6(sockaddr_union &record, const char *text, int port)
+{
+    int result = inet_pton(AF_INET6, text, &record.v6.sin6_addr);
+    TRACE("inet_pton AF_INET6", result);
+    if (result == 1) NameIPv6(record, port);
+    return result == 1;
+}
+
+int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port)
+{
+    if (ReadNumericIPv4(record, text, port)) return 0;
+    if (!IsLocalhost(text)) return 1;
+    SetLoopbackSocketAddress(AF_INET, record, port);
+    return 0;
+}
+
+int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port)
+{
+    if (ReadNumericIPv6(record, text, port) || ReadNumericIPv4(record, text, port)) return 0;
+    if (!IsLocalhost(text)) return 1;
+    SetLoopbackSocketAddress(AF_INET6, record, port);
+    return 0;
+}
+
+// Writes a byte as a decimal number. Result: the end of the text.
+static char *WriteNumber(char *text, unsigned char value)
+{
+    if (value >= 100) *text++ = static_cast<char>('0' + value / 100);
+    if (value >= 10) *text++ = static_cast<char>('0' + value / 10 % 10);
+    *text++ = static_cast<char>('0' + value % 10);
+    return text;
+}
+
+// A dotted quad, as inet_ntop writes it, which takes some forty times as long: it goes through printf.
+static std::size_t WriteIPv4(const unsigned char *address, char *text)
+{
+    char *end = text;
+    for (int i = 0; i < 4; i++) {
+        end = WriteNumber(end, address[i]);
+        *end++ = '.';
+    }
+    *--end = 0;
+    return static_cast<std::size_t>(end - text);
+}
+
+std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN])
+{
+    text[0] = 0;
+    if (address == nullptr) return 0;
+    auto record = reinterpret_cast<const unsigned char *>(address);
+    switch (address->sa_family) {
+    case AF_INET:
+        return WriteIPv4(record + offsetof(sockaddr_in, sin_addr), text);
+    case AF_INET6:
+        if (inet_ntop(AF_INET6, record + offsetof(sockaddr_in6, sin6_addr), text, sizeof text) == nullptr) return 0;
+        return strlen(text);
+    default:
+        return 0;
+    }
+}
+
+std::string sockaddr_to_text(const sockaddr *address)
+{
+    char text[INET6_ADDRSTRLEN];
+    std::size_t length = sockaddr_to_text(address, text);
+    return std::string(text, length);
+}
+
+std::string gai_errorstring(int code)
+{
+    const char *text = gai_strerror(code);
+    if (text == nullptr) text = "";
+    TRACE("error message", text);
+    return text;
+}

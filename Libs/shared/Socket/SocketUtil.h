@@ -1,0 +1,104 @@
+// Socket addresses, descriptor flags, and connecting to a name: what the socket classes share of the
+// system's socket interface.
+//
+// Nothing here knows the host, keeps state or raises. Ports are in host byte order, and their low 16 bits
+// count: whoever cares about the range checks it before. Traces go to the debug log.
+#pragma once
+
+#include <cstddef>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <string>
+#include <sys/socket.h>
+
+// A socket address of either IP family, to be handed to the system as it is. The largest form comes
+// first, so that `= {}` clears the whole record.
+union sockaddr_union {
+    sockaddr_in6 v6;
+    sockaddr_in v4;
+    sockaddr any;
+};
+
+static_assert(sizeof(sockaddr_union) == 28 && sizeof(sockaddr_in) == 16);
+static_assert(offsetof(sockaddr_in, sin_port) == 2 && offsetof(sockaddr_in6, sin6_port) == 2);
+static_assert(offsetof(sockaddr_in, sin_addr) == 4 && offsetof(sockaddr_in6, sin6_addr) == 8);
+
+// --- descriptors ---------------------------------------------------------------------------------------
+
+void InitSocketUtil(); // nothing to do on this platform
+
+// errno, for use as the first act after a failed call.
+int WSAGetLastError();
+
+// Switch O_NONBLOCK of the descriptor on and off. Result: that of the last fcntl call, -1 on failure.
+int MarkNonBlocking(int fd);
+int MarkBlocking(int fd);
+
+// Keeps the descriptor from programs that this process starts. A failure shows nowhere.
+void MarkCloseOnExec(int fd);
+
+// Would keep sends on this descriptor from raising SIGPIPE; this platform has no such mark.
+void MarkNoSignal(int fd);
+
+// Lets an IPv6 socket serve IPv4 as well. A failure shows in the trace alone.
+void MarkIPv6andIPv4(int fd);
+
+// Switches SO_KEEPALIVE on. A failure shows in the trace alone.
+void SetKeepAlive(int fd);
+
+// --- address records -----------------------------------------------------------------------------------
+
+// Port and size in bytes of a record; 0 for a family other than AF_INET and AF_INET6.
+int GetSocketAddressPort(const sockaddr_union &record);
+int GetSocketAddressSize(const sockaddr_union &record);
+
+// Fill the whole record. A family other than AF_INET6 counts as AF_INET.
+void SetAnySocketAddress(int family, sockaddr_union &record, int port);
+void SetAnySocketAddressIPv4(sockaddr_union &record, int port);
+void SetAnySocketAddressIPv6(sockaddr_union &record, int port);
+void SetLoopbackSocketAddress(int family, sockaddr_union &record, int port);
+void SetLoopbackSocketAddressIPv4(sockaddr_union &record, int port);
+void SetLoopbackSocketAddressIPv6(sockaddr_union &record, int port);
+
+// Fill the record from numeric text, or from "localhost" in any case; other names are not resolved. A
+// dotted IPv4 text makes an IPv4 record for AF_INET6 too. Result: 0 on success, else 1 and the record
+// cleared. The forms for one family touch no field but family, port and address, and none on failure.
+int ParseSocketAddress(int family, sockaddr_union &record, const char *text, int port);
+int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port);
+int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port);
+
+// --- texts ---------------------------------------------------------------------------------------------
+
+// The address alone as numeric text, as inet_ntop writes it; empty for null and for other families. The
+// second form fills the caller's buffer, zero-terminated, and answers the length of the text.
+std::string sockaddr_to_text(const sockaddr *address);
+std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN]);
+
+// The system's text for a result of getaddrinfo; empty when it has none.
+std::string gai_errorstring(int code);
+
+// UTF-8 of a zero-terminated wide text. Needs the host, alone here, and stands in SocketUtilText.cpp.
+std::string ConvertWCharToUTF8(const wchar_t *text);
+
+// --- connecting ----------------------------------------------------------------------------------------
+
+// Which IP family is tried alone, when the name has addresses of it. Other values are no preference.
+enum SocketProtocolPreference : int {
+    kNoProtocolPreference = 0,
+    kPreferIPv4 = 4,
+    kPreferIPv6 = 6,
+};
+
+// Resolves `host`, a name or numeric text, and tries its addresses in the resolver's order until one
+// connects; waits for the resolver and, unless nonBlocking, for each connection.
+//
+// Result: true when `sock` is connected or, with nonBlocking, on the way; the caller owns it, and
+// `inProgress` is set when it is on the way. False: no descriptor is left open, `errorMessage` says what
+// failed last (empty when no address was usable), and `sock` is -1 if any address was tried.
+// `family` is that of the last address tried; `inProgress` is never cleared. Descriptors are
+// close-on-exec. A socket that can't be made ends the attempt, a refused connection does not.
+bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &sock, bool nonBlocking, bool &inProgress,
+                   int &family, int socketType, int protocol, SocketProtocolPreference preference);
+
+// Writes every entry of a resolver's list to the debug log while that is on; nothing for null.
+void LogAddInfo(const addrinfo *list);

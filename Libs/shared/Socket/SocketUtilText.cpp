@@ -1,0 +1,13 @@
+// The one socket helper that needs the host: it converts text by way of a host string.
+#include "SocketUtil.h"
+
+#include "Source/Utility/rbData.h"
+#include "Source/Utility/rbText.h"
+#include "Source/Utility/rbUtil.h"
+
+std::string ConvertWCharToUTF8(const wchar_t *text)
+{
+    REALstringStruct *string = UnicodeCString2RB(text);
+    rbFreeLater release(nullptr, &string);
+    return rbText(string).GetUTF8();
+}

@@ -1,0 +1,105 @@
+// What UDPSocketVYN and RAWSocketVYN share: the instance data, the functions that serve both classes,
+// and how an operation reports its outcome.
+//
+// The outcome rule. An operation sets Lasterror to -1 first; without a socket (Handle 0) it ends there.
+// Otherwise it makes its system call and sets Lasterror to 0 or to errno, which is read as the first act
+// after the call. BeginOperation and FinishOperation are that rule.
+#pragma once
+
+#include "Source/SDK/GlueCode/HostRecords.h"
+
+#include <utility>
+
+// The instance data of both classes.
+struct SocketRecord {
+    std::int64_t Handle;           // the descriptor; 0: no socket. Programs may write anything here
+    std::int64_t Lasterror;        // outcome of the last operation
+    bool sendPending;              // a send succeeded since SendComplete was last fired
+    std::int64_t backgroundTask;   // the host's number for the task that polls this object; 0: none
+    REALstringStruct *BindAddress; // one reference
+    std::int64_t BindPort;
+    std::int64_t AddressFamily;
+    std::int64_t SocketType;
+    std::int64_t Protocol;
+};
+
+static_assert(sizeof(SocketRecord) == 0x48 && offsetof(SocketRecord, Lasterror) == 8);
+static_assert(offsetof(SocketRecord, sendPending) == 16 && offsetof(SocketRecord, backgroundTask) == 24);
+static_assert(offsetof(SocketRecord, BindAddress) == 32 && offsetof(SocketRecord, BindPort) == 40);
+static_assert(offsetof(SocketRecord, AddressFamily) == 48 && offsetof(SocketRecord, SocketType) == 56);
+static_assert(offsetof(SocketRecord, Protocol) == 64);
+
+extern REALclassDefinition UDPSocketClass; // in UDPSocket.cpp
+extern REALclassDefinition RAWSocketClass; // in RAWSocket.cpp
+
+// The order of the events in both classes.
+enum SocketEvent { kDataAvailable, kSendComplete, kError };
+
+// Whether the object is a RAWSocketVYN; a host that can't tell has UDPSocketVYN objects only.
+bool IsRAWSocket(REALobjectStruct *object);
+
+SocketRecord &GetSocketRecord(REALobjectStruct *object);
+
+// The descriptor to hand to the system: what can't be one becomes -1, which the system refuses.
+int Descriptor(const SocketRecord &socket);
+
+// The record with Lasterror at -1; null when there is no socket.
+SocketRecord *BeginOperation(REALobjectStruct *object);
+
+// Stores what a system call came to. Result: whether it succeeded. A failure is traced under this label
+// when there is one.
+bool FinishOperation(SocketRecord &socket, int error, const char *failureLabel = nullptr);
+
+// errno after a call that failed with -1, else 0.
+int ErrorOf(long result);
+
+// Owns a descriptor until it is released.
+class OwnedDescriptor {
+  public:
+    explicit OwnedDescriptor(int descriptor) : fd(descriptor) {}
+    OwnedDescriptor(const OwnedDescriptor &) = delete;
+    OwnedDescriptor &operator=(const OwnedDescriptor &) = delete;
+    ~OwnedDescriptor();
+    int Get() const { return fd; }
+    int Release() { return std::exchange(fd, -1); }
+
+  private:
+    int fd;
+};
+
+// Makes a new descriptor fit for a Handle: close-on-exec, and above 0, for 0 means "no socket". Result:
+// the descriptor, which may have another number now, or -1 with errno set.
+int PrepareDescriptor(int fd);
+
+// Stores the descriptor in Handle and closes the one that stood there, if that was one.
+void ReplaceDescriptor(SocketRecord &socket, int fd);
+
+// Has the host poll the object from now on, unless it does already.
+void WatchSocket(REALobjectStruct *object, SocketRecord &socket);
+
+// Raises what a program is told of a port that is none. Result: whether the port is one.
+bool CheckPort(std::int64_t port);
+
+// --- members of both classes, in the terms of their declarations --------------------------------------
+
+void Destructor(REALobjectStruct *object); // "Destructor" and "Close"
+void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address);
+void Poll(REALobjectStruct *object);
+
+// Bytes sent; -1 with errno in Lasterror; 0 when nothing was tried.
+std::int64_t SendMessageS(REALobjectStruct *object, REALstringStruct *data, REALstringStruct *address,
+                          std::int64_t port);
+std::int64_t SendMessageM(REALobjectStruct *object, REALmemoryBlockStruct *data, REALstringStruct *address,
+                          std::int64_t port);
+std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram);
+
+// The next datagram with one reference for the caller, or nil. With `peek` it stays queued.
+REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek);
+
+// The procedure of every socket's background task: polls the object. Nothing leaves it.
+void MyBackgroundTaskProcSocket(void *object);
+
+// Property accessors: the object and the property's parameter word, which none of them needs.
+long GetLocalPort(REALobjectStruct *object, long parameter);
+REALstringStruct *GetLocalIP(REALobjectStruct *object, long parameter);
+long AvailableBytes(REALobjectStruct *object, long parameter);

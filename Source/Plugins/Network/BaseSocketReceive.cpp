@@ -1,0 +1,127 @@
+// Reading the next datagram.
+//
+// Nothing is taken off the queue that was not looked at before: what arrives between the size query and
+// the receive call is neither cut nor lost.
+#include "BaseSocket.h"
+#include "Datagram.h"
+
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/MyMemory.h"
+#include "Source/Utility/rbData.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbException.h"
+#include "Source/Utility/rbMemoryBlock.h"
+#include "Source/Utility/rbUtil.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <sys/ioctl.h>
+
+// Asks how many bytes the next datagram has. The system writes the low 32 bits of `size` alone.
+static int QuerySize(const SocketRecord &socket, std::int64_t &size)
+{
+    size = 0;
+    return ioctl(Descriptor(socket), FIONREAD, &size);
+}
+
+// Whether a failed receive only says that there is nothing to receive here, or never can be.
+static bool IsNothingThere(int error)
+{
+    return error == EAGAIN || error == ENOTCONN || error == ENOTSOCK;
+}
+
+// Size 0 means an empty queue, an empty datagram, a pending error or the end of a stream. An empty
+// datagram is taken off, so that it can't block those behind it; a pending error is reported, for looking
+// takes it away. A receive of no bytes never eats from a stream, and none of the calls waits.
+static void TakeEmptyDatagram(SocketRecord &socket)
+{
+    char nothing;
+    ssize_t size = recv(Descriptor(socket), &nothing, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+    int error = ErrorOf(size);
+    if (size == 0) {
+        recv(Descriptor(socket), &nothing, 0, MSG_DONTWAIT);
+    } else if (error != 0 && !IsNothingThere(error)) {
+        FinishOperation(socket, error);
+    }
+}
+
+// The program's view of what was received.
+static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_union &peer, socklen_t peerLength,
+                                       const unsigned char *payload, ssize_t length)
+{
+    char text[INET6_ADDRSTRLEN];
+    sockaddr_to_text(&peer.any, text);
+    REALstringStruct *address = CString2RB(text, kEncodingASCII);
+    rbFreeLater releaseAddress(nullptr, &address);
+    REALmemoryBlockStruct *rawAddress =
+        REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
+    REALobjectStruct *rawAddressObject = AsObject(rawAddress);
+    rbFreeLater releaseRawAddress(&rawAddressObject, nullptr);
+    FinishOperation(socket, 0);
+
+    REALstringStruct *data = REALBuildUnicodeString(payload, length, kEncodingNone);
+    rbFreeLater releaseData(nullptr, &data);
+    if (data == nullptr) return nullptr;
+    REALobjectStruct *datagram = NewDatagramVYN(address, GetSocketAddressPort(peer), data, length, rawAddress);
+    TRACE("datagram", static_cast<const void *>(datagram));
+    return datagram;
+}
+
+static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)
+{
+    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
+    if (buffer == nullptr) {
+        char message[100] = {};
+        std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
+        RaiseException("OutOfMemoryException", message, kEncodingASCII);
+        return nullptr;
+    }
+    sockaddr_union peer = {};
+    socklen_t peerLength = sizeof peer;
+    ssize_t received = recvfrom(Descriptor(socket), buffer.get(), static_cast<std::size_t>(size), peek ? MSG_PEEK : 0,
+                                &peer.any, &peerLength);
+    int error = ErrorOf(received);
+    TRACE("rread", received);
+    if (error != 0) {
+        FinishOperation(socket, error);
+        return nullptr;
+    }
+    return BuildDatagram(socket, peer, peerLength, buffer.get(), received);
+}
+
+REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)
+{
+    TRACE("ReadMessage");
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return nullptr;
+
+    std::int64_t size;
+    int result = QuerySize(*socket, size);
+    int error = ErrorOf(result);
+    TRACE("size", size);
+    TRACE("error", result);
+    if (error != 0) {
+        FinishOperation(*socket, error);
+        return nullptr;
+    }
+    if (size == 0) {
+        TRACE("Size is zero!?");
+        if (!peek) TakeEmptyDatagram(*socket);
+        return nullptr;
+    }
+    return Guarded([&] { return ReceiveDatagram(*socket, size, peek != 0); });
+}
+
+long AvailableBytes(REALobjectStruct *object, long)
+{
+    TRACE("AvailableBytes");
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return 0;
+
+    std::int64_t size;
+    int error = ErrorOf(QuerySize(*socket, size));
+    FinishOperation(*socket, error, "errno");
+    if (size != 0) TRACE("size", size);
+    return size;
+}

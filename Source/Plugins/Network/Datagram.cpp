@@ -1,0 +1,52 @@
+#include "Datagram.h"
+
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/Utility/RecordRows.h"
+
+#include <iterator>
+#include <utility>
+
+static void DatagramDestructor(REALobjectStruct *object);
+
+// The host writes into the records when they are registered.
+static constinit REALproperty properties[] = {
+    Field("Address", "String", offsetof(DatagramRecord, Address)),
+    Field("Data", "String", offsetof(DatagramRecord, Data)),
+    Field("Port", "Integer", offsetof(DatagramRecord, Port)),
+    Field("Length", "Integer", offsetof(DatagramRecord, Length)),
+    Field("rawAddress", "MemoryBlock", offsetof(DatagramRecord, rawAddress)),
+};
+
+constinit REALclassDefinition DatagramClass = {
+    .name = "DatagramVYN",
+    .dataSize = sizeof(DatagramRecord),
+    .destructor = DatagramDestructor,
+    .properties = properties,
+    .propertyCount = std::size(properties),
+    .flags = kConsoleSafe,
+};
+
+DatagramRecord &GetDatagramRecord(REALobjectStruct *datagram)
+{
+    return *reinterpret_cast<DatagramRecord *>(reinterpret_cast<char *>(datagram) + DatagramClass.forSystemUse);
+}
+
+REALobjectStruct *NewDatagramVYN(REALstringStruct *address, std::int64_t port, REALstringStruct *data,
+                                 std::int64_t length, REALmemoryBlockStruct *rawAddress)
+{
+    REALobjectStruct *datagram = REALnewInstance("DatagramVYN");
+    if (datagram == nullptr) return nullptr;
+    GetDatagramRecord(datagram) = {address, data, port, length, rawAddress};
+    if (rawAddress != nullptr) REALLockObject(AsObject(rawAddress));
+    if (data != nullptr) REALLockString(data);
+    if (address != nullptr) REALLockString(address);
+    return datagram;
+}
+
+static void DatagramDestructor(REALobjectStruct *object)
+{
+    DatagramRecord &datagram = GetDatagramRecord(object);
+    if (datagram.Address != nullptr) REALUnlockString(std::exchange(datagram.Address, nullptr));
+    if (datagram.Data != nullptr) REALUnlockString(std::exchange(datagram.Data, nullptr));
+    if (datagram.rawAddress != nullptr) REALUnlockObject(AsObject(std::exchange(datagram.rawAddress, nullptr)));
+}

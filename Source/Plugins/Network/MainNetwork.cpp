@@ -1,0 +1,130 @@
+// The plugin's entry: what is registered, in which order. And the DNS functions.
+#include "BaseSocket.h"
+#include "Datagram.h"
+#include "MainSocket.h"
+
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/RecordRows.h"
+#include "Source/Utility/rbText.h"
+#include "Source/Utility/rbUtil.h"
+#include "Source/Utility/rbclassutil.h"
+
+#include <arpa/inet.h>
+#include <iterator>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+// Names and addresses, by the system's resolver. Every failure is nil; nothing is raised.
+static REALstringStruct *DNSNameToAddress4(REALstringStruct *name);
+static REALstringStruct *DNSAddressToName4(REALstringStruct *address);
+static REALstringStruct *DNSNameToAddress6(REALstringStruct *name);
+static REALstringStruct *DNSAddressToName6(REALstringStruct *address);
+
+// The host writes into the records when they are registered.
+// clang-format off
+static REALmethodDefinition methods[] = {
+    METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                           GetReusePortVYN),
+    METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",            SetReusePortVYN),
+    METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                        GetReuseAddressVYN),
+    METHOD("OptionReuseAddressVYN(extends s as SocketCore, assigns value as Boolean)",         SetReuseAddressVYN),
+    METHOD("DNSNameToAddressVYN(HostName as string) as string",                                DNSNameToAddress4),
+    METHOD("DNSAddressToNameVYN(HostAddress as string) as string",                             DNSAddressToName4),
+    METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                            DNSNameToAddress6),
+    METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                         DNSAddressToName6),
+    METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                           GetOptionKeepAliveVYN),
+    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer",                  GetOptionMaximumSegmentSizeVYN),
+    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",   SetOptionMaximumSegmentSizeVYN),
+    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer",                   GetOptionReceiveBufferSizeVYN),
+    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",    SetOptionReceiveBufferSizeVYN),
+    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer",                      GetOptionSendBufferSizeVYN),
+    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)",       SetOptionSendBufferSizeVYN),
+    METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                GetOptionTypeVYN),
+    METHOD("ClearOptionsVYN(extends s as SocketCore)",                                         ClearOptionsVYN),
+    METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                 GetOptionTOSVYN),
+    METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                 GetOptionTTLVYN),
+    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer",                        GetOptionMutliCastTTLVYN),
+    METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTOSVYN),
+    METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTTLVYN),
+    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)",         SetOptionMutliCastTTLVYN),
+    METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",            SetOptionKeepAliveVYN),
+};
+// clang-format on
+
+extern "C" __attribute__((visibility("default"))) void PluginEntry()
+{
+    MyPluginStart("Network");
+    MyREALRegisterMethodArray(methods, std::size(methods));
+    MyREALRegisterClass(&UDPSocketClass);
+    MyREALRegisterClass(&RAWSocketClass);
+    MyREALRegisterClass(&DatagramClass);
+    MyPluginEnde();
+}
+
+namespace {
+
+// Where an address of each family lies in its socket address.
+struct IPv4 {
+    static constexpr int family = AF_INET;
+    using SocketAddress = sockaddr_in;
+    static void *Address(SocketAddress &address) { return &address.sin_addr; }
+    static void SetFamily(SocketAddress &address) { address.sin_family = AF_INET; }
+};
+struct IPv6 {
+    static constexpr int family = AF_INET6;
+    using SocketAddress = sockaddr_in6;
+    static void *Address(SocketAddress &address) { return &address.sin6_addr; }
+    static void SetFamily(SocketAddress &address) { address.sin6_family = AF_INET6; }
+};
+
+// The first address that the resolver lists.
+template <typename Family>
+REALstringStruct *NameToAddress(REALstringStruct *name)
+{
+    rbText text(name);
+    addrinfo hints = {};
+    hints.ai_family = Family::family;
+    addrinfo *found = nullptr;
+    if (getaddrinfo(text.GetUTF8(), nullptr, &hints, &found) != 0) return nullptr;
+    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
+
+    auto &address = *reinterpret_cast<typename Family::SocketAddress *>(list->ai_addr);
+    char buffer[99] = {};
+    if (inet_ntop(Family::family, Family::Address(address), buffer, sizeof buffer) == nullptr) return nullptr;
+    return CString2RB(buffer, kEncodingASCII);
+}
+
+// The name of a numeric address. One without a name has none: the number is not given back.
+template <typename Family>
+REALstringStruct *AddressToName(REALstringStruct *numeric)
+{
+    rbText text(numeric);
+    typename Family::SocketAddress address = {};
+    Family::SetFamily(address);
+    if (inet_pton(Family::family, text.GetUTF8(), Family::Address(address)) != 1) return nullptr;
+
+    char name[1025] = {};
+    int code =
+        getnameinfo(reinterpret_cast<sockaddr *>(&address), sizeof address, name, sizeof name, nullptr, 0, NI_NAMEREQD);
+    return code == 0 ? CString2RB(name, kEncodingASCII) : nullptr;
+}
+
+} // namespace
+
+static REALstringStruct *DNSNameToAddress4(REALstringStruct *name)
+{
+    return NameToAddress<IPv4>(name);
+}
+static REALstringStruct *DNSAddressToName4(REALstringStruct *address)
+{
+    return AddressToName<IPv4>(address);
+}
+static REALstringStruct *DNSNameToAddress6(REALstringStruct *name)
+{
+    return NameToAddress<IPv6>(name);
+}
+static REALstringStruct *DNSAddressToName6(REALstringStruct *address)
+{
+    return AddressToName<IPv6>(address);
+}

@@ -1,0 +1,148 @@
+// The class as the host sees it, and its constructor.
+#include "RAWSocket.h"
+
+#include "Checksum.h"
+#include "SocketOptions.h"
+
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/RecordRows.h"
+#include "Source/Utility/rbException.h"
+
+#include <cerrno>
+#include <iterator>
+#include <sys/socket.h>
+
+static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol);
+
+// The host writes into the records when they are registered.
+// clang-format off
+static constinit REALproperty properties[] = {
+    Field   ("Handle",            "Integer", offsetof(SocketRecord, Handle)),
+    Field   ("Lasterror",         "Integer", offsetof(SocketRecord, Lasterror)),
+    Computed("AvailableBytes",    "Integer", AvailableBytes),
+    Computed("SendBufferSize",    "Integer", GetSendBufferSize,    SetSendBufferSize),
+    Computed("ReceiveBufferSize", "Integer", GetReceiveBufferSize, SetReceiveBufferSize),
+    Computed("ReuseAddress",      "Boolean", GetReuseAddress,      SetReuseAddress),
+    Computed("ReusePort",         "Boolean", GetReusePort,         SetReusePort),
+    Computed("SocketError",       "Integer", GetSocketError),
+    Computed("Broadcast",         "Boolean", GetBroadcast,         SetBroadcast),
+    Computed("IPHeaderIncluded",  "Boolean", getIPHeaderIncluded,  setIPHeaderIncluded),
+    Computed("LocalIP",           "String",  GetLocalIP),
+    Computed("LocalPort",         "Integer", GetLocalPort),
+    Field   ("SocketType",        "Integer", offsetof(SocketRecord, SocketType)),
+    Field   ("AddressFamily",     "Integer", offsetof(SocketRecord, AddressFamily)),
+    Field   ("Protocol",          "Integer", offsetof(SocketRecord, Protocol)),
+};
+
+static REALmethodDefinition methods[] = {
+    METHOD("Listen(BackLog as Integer = 2)", Listen),
+    METHOD("Accept(byref RemoteAddress as String, byref RemotePort as Integer, NewSocket as RAWSocketVYN) as RAWSocketVYN", Accept),
+    METHOD("Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean", Connect1),
+    METHOD("Bind(DestAddr as Ptr, DestAddrByteSize as Integer) as Boolean", BindDirect),
+    METHOD("Connect(DestAddr as Ptr, DestAddrByteSize as Integer) as Boolean", Connect2),
+    METHOD("Read(ByteSize as Integer, peek as boolean = false) as MemoryBlock", Read),
+    METHOD("ReadAll(peek as boolean = false) as MemoryBlock", ReadAll),
+    METHOD("Send(Data as Ptr, DataByteSize as Integer, Flags as Integer = 0) as Integer", xojo_send),
+    METHOD("SendTo(Data as Ptr, DataByteSize as Integer, Flags as Integer, DestAddr as Ptr, DestAddrByteSize as Integer) as Integer", xojo_sendto),
+    METHOD("Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)", Constructor),
+    METHOD("Poll", Poll),
+    METHOD("Destructor", Destructor),
+    METHOD("Close", Destructor),
+    METHOD("SendMessage(Data as string, IP as String, Port as Integer) as Integer", SendMessageS),
+    METHOD("SendMessage(Data as MemoryBlock, IP as String, Port as Integer) as Integer", SendMessageM),
+    METHOD("SendMessage(Data as DatagramVYN) as Integer", SendMessageD),
+    METHOD("Bind(Port as Integer, IP as string = \"\")", Bind),
+    METHOD("ReadDatagram(peek as boolean = false) as DatagramVYN", ReadMessage),
+};
+
+static constinit REALevent events[] = {
+    Event("DataAvailable"),
+    Event("SendComplete"),
+    Event("Error"),
+};
+
+static constinit REALconstant constants[] = {
+    Constant("AddressFamilyINet = 2"),
+    Constant("SocketTypeStream = 1"),
+    Constant("SocketTypeDatagram = 2"),
+    Constant("SocketTypeRaw = 3"),
+    Constant("ProtocolIP = 0"),
+    Constant("ProtocolUDP = 17"),
+    Constant("ProtocolICMP = 1"),
+    Constant("ProtocolTCP = 6"),
+    Constant("ProtocolIPv6 = 41"),
+    Constant("ProtocolRaw = 255"),
+};
+
+static REALmethodDefinition sharedMethods[] = {
+    METHOD("AddressFamilyINet6 as Integer", AddressFamilyINet6),
+    METHOD("CalcChecksum(data as ptr, ByteCount as Integer) as UInt16", CalcChecksum),
+    METHOD("htons(value as UInt16) as UInt16", xojo_htons),
+    METHOD("ntohs(value as UInt16) as UInt16", xojo_ntohs),
+    METHOD("htonl(value as UInt32) as UInt32", xojo_htonl),
+    METHOD("ntohl(value as UInt32) as UInt32", xojo_ntohl),
+    METHOD("inet_addr(IPv4 as String) as UInt32", xojo_inet_addr),
+    METHOD("inet_ntoa(IPv4 as UInt32) as String", xojo_inet_ntoa),
+};
+// clang-format on
+
+constinit REALclassDefinition RAWSocketClass = {
+    .name = "RAWSocketVYN",
+    .dataSize = sizeof(SocketRecord),
+    .properties = properties,
+    .propertyCount = std::size(properties),
+    .methods = methods,
+    .methodCount = std::size(methods),
+    .events = events,
+    .eventCount = std::size(events),
+    .constants = constants,
+    .constantCount = std::size(constants),
+    .flags = kConsoleSafe,
+    .sharedMethods = sharedMethods,
+    .sharedMethodCount = std::size(sharedMethods),
+};
+
+// What a program is told when its socket can't be made.
+static const char *CreationMessage(int error)
+{
+    switch (error) {
+    case EPROTOTYPE:
+        return "The socket type is not supported by the protocol.";
+    case EOPNOTSUPP:
+        return "Operation not supported on socket.";
+    case EAFNOSUPPORT:
+        return "The specified address family is not supported.";
+    case ENOBUFS:
+        return "Insufficient buffer space is available.  "
+               "The socket cannot be created until sufficient resources are freed.";
+    case EPROTONOSUPPORT:
+        return "The protocol type or the specified protocol is not supported within this domain.";
+    case EACCES:
+        return "Permission to create a socket of the specified type and/or protocol is denied.";
+    case ENFILE:
+        return "The system file table is full.";
+    case EMFILE:
+        return "The per-process descriptor table is full.";
+    case ENOMEM:
+        return "Insufficient memory was available to fulfill the request.";
+    default:
+        return "Failed to create socket!";
+    }
+}
+
+static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol)
+{
+    SocketRecord &socket = GetSocketRecord(object);
+    WatchSocket(object, socket);
+    int fd = PrepareDescriptor(::socket(static_cast<int>(family), static_cast<int>(type), static_cast<int>(protocol)));
+    int error = ErrorOf(fd);
+    if (fd == -1) {
+        RaiseException("UnsupportedOperationException", CreationMessage(error), kEncodingASCII);
+        return;
+    }
+    socket.AddressFamily = family;
+    socket.SocketType = type;
+    socket.Protocol = protocol;
+    ReplaceDescriptor(socket, fd);
+    MarkNonBlocking(fd);
+}

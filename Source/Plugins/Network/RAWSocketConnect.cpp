@@ -1,0 +1,150 @@
+// Connecting, binding by raw address, listening and accepting.
+#include "RAWSocket.h"
+
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbException.h"
+#include "Source/Utility/rbText.h"
+#include "Source/Utility/rbUtil.h"
+
+#include <netinet/in.h>
+#include <string>
+#include <sys/socket.h>
+
+// Takes the string out of a variable of the program.
+static void ClearString(REALstringStruct **variable)
+{
+    if (*variable != nullptr) REALUnlockString(std::exchange(*variable, nullptr));
+}
+
+// What the resolver and socket(2) need to know and the program left open. The resolver takes a protocol
+// only together with a type that carries it.
+static void FillInDefaults(SocketRecord &socket)
+{
+    if (socket.SocketType == 0) {
+        switch (socket.Protocol) {
+        case IPPROTO_UDP:
+            socket.SocketType = SOCK_DGRAM;
+            break;
+        case IPPROTO_ICMP:
+        case IPPROTO_RAW:
+            socket.SocketType = SOCK_RAW;
+            break;
+        default:
+            socket.SocketType = SOCK_STREAM;
+        }
+    }
+    if (socket.Protocol == 0) {
+        if (socket.SocketType == SOCK_STREAM) socket.Protocol = IPPROTO_TCP;
+        if (socket.SocketType == SOCK_DGRAM) socket.Protocol = IPPROTO_UDP;
+    }
+}
+
+// Result: whether the socket is connected now; if not, the reason.
+static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t port, std::string &errorText)
+{
+    int fd = -1;
+    bool inProgress = false;
+    int family = 0;
+    if (!ConnectSocket(errorText, host, static_cast<int>(port), fd, false, inProgress, family,
+                       static_cast<int>(socket.SocketType), static_cast<int>(socket.Protocol), kNoProtocolPreference))
+        return false;
+    fd = PrepareDescriptor(fd);
+    if (fd == -1) return false;
+    socket.AddressFamily = family;
+    ReplaceDescriptor(socket, fd);
+    FinishOperation(socket, 0);
+    return true;
+}
+
+HostBoolean Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
+                     REALstringStruct **errorMessage)
+{
+    return Guarded([&]() -> HostBoolean {
+        ClearString(errorMessage);
+        SocketRecord &socket = GetSocketRecord(object);
+        socket.Lasterror = -1;
+        if (!CheckPort(port)) {
+            *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
+            return false;
+        }
+        rbText host(address);
+        const char *hostText = host.GetUTF8();
+        FillInDefaults(socket);
+        std::string errorText;
+        if (ConnectByName(socket, hostText, port, errorText)) return true;
+        *errorMessage = CString2RB(errorText.c_str(), kEncodingUTF8);
+        return false;
+    });
+}
+
+// A call that takes the program's own socket address.
+static HostBoolean CallWithAddress(REALobjectStruct *object, int (*call)(int, const sockaddr *, socklen_t),
+                                   const void *address, std::int64_t addressSize)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return false;
+    int result = call(Descriptor(*socket), static_cast<const sockaddr *>(address), static_cast<socklen_t>(addressSize));
+    return FinishOperation(*socket, ErrorOf(result));
+}
+
+HostBoolean Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize)
+{
+    return CallWithAddress(object, connect, address, addressSize);
+}
+
+HostBoolean BindDirect(REALobjectStruct *object, const void *address, std::int64_t addressSize)
+{
+    return CallWithAddress(object, bind, address, addressSize);
+}
+
+void Listen(REALobjectStruct *object, std::int64_t backlog)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return;
+    int result = listen(Descriptor(*socket), static_cast<int>(backlog));
+    FinishOperation(*socket, ErrorOf(result));
+}
+
+// The object that gets an accepted descriptor, with one reference for the caller.
+static REALobjectStruct *ObjectForAccepted(REALobjectStruct *newSocket)
+{
+    if (newSocket == nullptr) return REALnewInstance("RAWSocketVYN");
+    REALLockObject(newSocket);
+    return newSocket;
+}
+
+static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_union &peer,
+                                      REALstringStruct **remoteAddress, std::int64_t *remotePort,
+                                      REALobjectStruct *newSocket)
+{
+    *remoteAddress = CString2RB(sockaddr_to_text(&peer.any).c_str(), kEncodingASCII);
+    *remotePort = GetSocketAddressPort(peer);
+    MarkNonBlocking(accepted.Get());
+    REALobjectStruct *result = ObjectForAccepted(newSocket);
+    if (result == nullptr) return nullptr;
+    SocketRecord &socket = GetSocketRecord(result);
+    ReplaceDescriptor(socket, accepted.Release());
+    WatchSocket(result, socket);
+    return result;
+}
+
+REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddress, std::int64_t *remotePort,
+                         REALobjectStruct *newSocket)
+{
+    return Guarded([&]() -> REALobjectStruct * {
+        ClearString(remoteAddress);
+        *remotePort = 0;
+        SocketRecord *socket = BeginOperation(object);
+        if (socket == nullptr) return nullptr;
+
+        sockaddr_union peer = {};
+        socklen_t length = sizeof peer;
+        int fd = PrepareDescriptor(accept(Descriptor(*socket), &peer.any, &length));
+        int error = ErrorOf(fd);
+        if (!FinishOperation(*socket, error)) return nullptr;
+        OwnedDescriptor accepted(fd);
+        return AcceptResult(accepted, peer, remoteAddress, remotePort, newSocket);
+    });
+}

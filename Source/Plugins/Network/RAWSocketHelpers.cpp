@@ -1,0 +1,50 @@
+// The class-level methods: what a program needs to build packets of its own.
+#include "RAWSocket.h"
+
+#include "Checksum.h"
+
+#include "Source/Utility/rbText.h"
+#include "Source/Utility/rbUtil.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+std::int64_t AddressFamilyINet6()
+{
+    return AF_INET6;
+}
+
+std::uint16_t CalcChecksum(const void *data, std::int64_t byteCount)
+{
+    // The count counts by its low 32 bits, as the parameter of csumb says; no data has no bytes.
+    return csumb(data, data != nullptr ? static_cast<std::int32_t>(byteCount) : 0);
+}
+
+std::uint16_t xojo_htons(std::uint16_t value)
+{
+    return htons(value);
+}
+std::uint16_t xojo_ntohs(std::uint16_t value)
+{
+    return ntohs(value);
+}
+std::uint32_t xojo_htonl(std::uint32_t value)
+{
+    return htonl(value);
+}
+std::uint32_t xojo_ntohl(std::uint32_t value)
+{
+    return ntohl(value);
+}
+
+std::uint32_t xojo_inet_addr(REALstringStruct *text)
+{
+    rbText address(text);
+    return inet_addr(address.GetUTF8());
+}
+
+REALstringStruct *xojo_inet_ntoa(std::uint32_t address)
+{
+    in_addr value = {address};
+    return CString2RB(inet_ntoa(value), kEncodingASCII);
+}

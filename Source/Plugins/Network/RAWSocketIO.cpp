@@ -1,0 +1,72 @@
+// Reads and writes of bytes as they are: no framing, no retry, no address parsing.
+#include "RAWSocket.h"
+
+#include "Source/Utility/MyMemory.h"
+#include "Source/Utility/rbException.h"
+#include "Source/Utility/rbMemoryBlock.h"
+
+#include <cstdio>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+// What a send came to.
+static std::int64_t FinishSend(SocketRecord &socket, ssize_t sent)
+{
+    if (!FinishOperation(socket, ErrorOf(sent))) return -1;
+    socket.sendPending = true;
+    return sent;
+}
+
+std::int64_t xojo_send(REALobjectStruct *object, const void *data, std::int64_t dataSize, std::int64_t flags)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return 0;
+    return FinishSend(*socket,
+                      send(Descriptor(*socket), data, static_cast<std::size_t>(dataSize), static_cast<int>(flags)));
+}
+
+std::int64_t xojo_sendto(REALobjectStruct *object, const void *data, std::int64_t dataSize, std::int64_t flags,
+                         const void *address, std::int64_t addressSize)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return 0;
+    return FinishSend(*socket,
+                      sendto(Descriptor(*socket), data, static_cast<std::size_t>(dataSize), static_cast<int>(flags),
+                             static_cast<const sockaddr *>(address), static_cast<socklen_t>(addressSize)));
+}
+
+// Receives up to `byteSize` bytes, at least 1, as a new memory block; nil for none.
+static REALmemoryBlockStruct *Receive(SocketRecord &socket, std::int64_t byteSize, HostBoolean peek)
+{
+    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(byteSize);
+    if (buffer == nullptr) {
+        char message[100] = {};
+        std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(byteSize));
+        RaiseException("OutOfMemoryException", message, kEncodingASCII);
+        return nullptr;
+    }
+    ssize_t received =
+        recv(Descriptor(socket), buffer.get(), static_cast<std::size_t>(byteSize), peek != 0 ? MSG_PEEK : 0);
+    if (!FinishOperation(socket, ErrorOf(received))) return nullptr;
+    return REALBuildMemoryblock(buffer.get(), received);
+}
+
+REALmemoryBlockStruct *Read(REALobjectStruct *object, std::int64_t byteSize, HostBoolean peek)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr || byteSize <= 0) return nullptr;
+    return Receive(*socket, byteSize, peek);
+}
+
+REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
+{
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return nullptr;
+    std::int64_t count = 0;
+    int error = ErrorOf(ioctl(Descriptor(*socket), FIONREAD, &count));
+    if (error != 0) {
+        FinishOperation(*socket, error);
+        return nullptr;
+    }
+    return count != 0 ? Receive(*socket, count, peek) : nullptr;
+}

@@ -1,0 +1,149 @@
+// UDPSocketVYN: one IPv4 datagram socket, watched by a background task of the host.
+#include "BaseSocket.h"
+#include "SocketOptions.h"
+
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/RecordRows.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbException.h"
+#include "Source/Utility/rbText.h"
+
+#include <arpa/inet.h>
+#include <iterator>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
+static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
+static void Constructor(REALobjectStruct *object);
+
+// The host writes into the records when they are registered.
+// clang-format off
+static REALmethodDefinition methods[] = {
+    METHOD("AddMembership(MultiAddress as string, InterfaceAddress as string = \"\")",    AddMembership),
+    METHOD("DropMembership(MultiAddress as string, InterfaceAddress as string = \"\")",   DropMembership),
+    METHOD("Read(peek as boolean = false) as DatagramVYN",                                ReadMessage),
+    METHOD("SendMessage(Data as string, IP as String, Port as Integer) as Integer",       SendMessageS),
+    METHOD("SendMessage(Data as MemoryBlock, IP as String, Port as Integer) as Integer",  SendMessageM),
+    METHOD("SendMessage(Data as DatagramVYN) as Integer",                                 SendMessageD),
+    METHOD("Constructor",                                                                 Constructor),
+    METHOD("Destructor",                                                                  Destructor),
+    METHOD("Poll",                                                                        Poll),
+    METHOD("Bind(Port as Integer, IP as string = \"\")",                                  Bind),
+};
+
+static constinit REALproperty properties[] = {
+    Computed("LocalIP",             "String",  GetLocalIP),
+    Computed("LocalPort",           "Integer", GetLocalPort),
+    Field   ("BindPort",            "Integer", offsetof(SocketRecord, BindPort)),
+    Field   ("BindAddress",         "String",  offsetof(SocketRecord, BindAddress)),
+    Field   ("Handle",              "Integer", offsetof(SocketRecord, Handle)),
+    Field   ("Lasterror",           "Integer", offsetof(SocketRecord, Lasterror)),
+    Computed("AvailableBytes",      "Integer", AvailableBytes),
+    Computed("TypeOfService",       "Integer", GetTOS,                SetTOS),
+    Computed("TimeToLive",          "Integer", GetTTL,                SetTTL),
+    Computed("MulticastTimeToLive", "Integer", GetMulticastTTL,       SetMulticastTTL),
+    Computed("Type",                "Integer", GetType),
+    Computed("SendBufferSize",      "Integer", GetSendBufferSize,     SetSendBufferSize),
+    Computed("ReceiveBufferSize",   "Integer", GetReceiveBufferSize,  SetReceiveBufferSize),
+    Computed("MulticastLoop",       "Boolean", GetMulticastLoop,      SetMulticastLoop),
+    Computed("MulticastInterface",  "String",  getMulticastInterface, setMulticastInterface),
+    Computed("ReuseAddress",        "Boolean", GetReuseAddress,       SetReuseAddress),
+    Computed("ReusePort",           "Boolean", GetReusePort,          SetReusePort),
+    Computed("SocketError",         "Integer", GetSocketError),
+    Computed("Broadcast",           "Boolean", GetBroadcast,          SetBroadcast),
+    Field   ("SocketType",          "Integer", offsetof(SocketRecord, SocketType)),
+    Field   ("AddressFamily",       "Integer", offsetof(SocketRecord, AddressFamily)),
+    Field   ("Protocol",            "Integer", offsetof(SocketRecord, Protocol)),
+};
+
+static constinit REALevent events[] = {
+    Event("DataAvailable"),
+    Event("SendComplete"),
+    Event("Error"),
+};
+// clang-format on
+
+constinit REALclassDefinition UDPSocketClass = {
+    .name = "UDPSocketVYN",
+    .dataSize = sizeof(SocketRecord),
+    .properties = properties,
+    .propertyCount = std::size(properties),
+    .methods = methods,
+    .methodCount = std::size(methods),
+    .events = events,
+    .eventCount = std::size(events),
+    .flags = kConsoleSafe,
+    .sharedProperties = gDebuggingProperty,
+    .sharedPropertyCount = std::size(gDebuggingProperty),
+};
+
+static void Constructor(REALobjectStruct *object)
+{
+    TRACE("Constructor");
+    InitSocketUtil();
+    SocketRecord &socket = GetSocketRecord(object);
+    WatchSocket(object, socket);
+
+    int fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
+    int error = ErrorOf(fd);
+    if (fd == -1) {
+        TRACE("Failed with error", error);
+        RaiseException("UnsupportedOperationException", "Failed to create socket!", kEncodingASCII);
+        return;
+    }
+    TRACE("Created IPv4 socket: ", fd);
+    socket.Protocol = IPPROTO_UDP;
+    socket.AddressFamily = AF_INET;
+    socket.SocketType = SOCK_DGRAM;
+    ReplaceDescriptor(socket, fd);
+    MarkNonBlocking(fd);
+}
+
+// An IPv4 address in the debug log, as a number and as text.
+static void TraceAddress(const char *label, in_addr address)
+{
+    TRACE(label, address.s_addr);
+    TRACE(label, inet_ntoa(address));
+}
+
+// Joins or leaves a group. A group that is none is left for the system to refuse.
+static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface, int option)
+{
+    TRACE("ChangeMembership", option);
+    SocketRecord *socket = BeginOperation(object);
+    if (socket == nullptr) return;
+
+    ip_mreq request = {};
+    rbText groupText(group);
+    TRACE("ip", groupText.GetASCII());
+    request.imr_multiaddr.s_addr = inet_addr(groupText.GetASCII());
+    if (interface != nullptr) {
+        rbText interfaceText(interface);
+        TRACE("interface", interfaceText.GetASCII());
+        request.imr_interface.s_addr = inet_addr(interfaceText.GetASCII());
+        if (request.imr_interface.s_addr == INADDR_NONE) {
+            RaiseException("UnsupportedOperationException", "Invalid address.", kEncodingASCII);
+            return;
+        }
+    } else {
+        TRACE("any interface");
+    }
+    TraceAddress("group.imr_multiaddr.s_addr", request.imr_multiaddr);
+    TraceAddress("group.imr_interface", request.imr_interface);
+
+    int result = setsockopt(Descriptor(*socket), IPPROTO_IP, option, &request, sizeof request);
+    int error = ErrorOf(result);
+    TRACE("setsockopt returned", result);
+    if (FinishOperation(*socket, error, "errno")) TRACE("OK");
+}
+
+static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface)
+{
+    ChangeMembership(object, group, interface, IP_ADD_MEMBERSHIP);
+}
+
+static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface)
+{
+    ChangeMembership(object, group, interface, IP_DROP_MEMBERSHIP);
+}

@@ -1,0 +1,208 @@
+// The bridge to the host: one slot an entry, found by name on first use. Nothing else in the library
+// knows the names of entries, and the one cast from an address to a function stands here.
+#include "HostOperations.h"
+
+#include "PluginMain.h"
+
+namespace {
+
+template <typename Signature>
+class HostEntry;
+
+// One entry of the host. Once found it stays; one that is missing is asked for again on every call.
+// The slot is a plain word: threads that fill it at the same time write the same value.
+template <typename Result, typename... Arguments>
+class HostEntry<Result(Arguments...)> {
+  public:
+    using Function = Result (*)(Arguments...);
+
+    constexpr explicit HostEntry(const char *entryName) : name(entryName) {}
+
+    Function Find()
+    {
+        if (slot == nullptr) slot = gHostResolver(name);
+        return reinterpret_cast<Function>(slot);
+    }
+
+    Result Call(Arguments... arguments)
+    {
+        Function function = Find();
+        return function != nullptr ? function(arguments...) : Result();
+    }
+
+  private:
+    const char *name;
+    void *slot = nullptr;
+};
+
+// Of a yes/no answer only the low byte is defined, except for the five whole-word getters.
+constexpr bool IsYes(unsigned long answer)
+{
+    return (answer & 0xFF) != 0;
+}
+
+// How an element procedure answers: a Boolean is a yes/no answer, every other element itself.
+template <typename Element>
+struct ElementAnswer {
+    using Type = Element;
+    static Element Value(Element answer) { return answer; }
+};
+template <>
+struct ElementAnswer<bool> {
+    using Type = unsigned long;
+    static bool Value(unsigned long answer) { return IsYes(answer); }
+};
+
+} // namespace
+
+#define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
+    static constinit HostEntry<result parameters> operation##Entry{entry};                                             \
+    result operation parameters                                                                                        \
+    {                                                                                                                  \
+        return operation##Entry.Call arguments;                                                                        \
+    }
+#define HOST_CALL(result, operation, parameters, arguments)                                                            \
+    HOST_CALL_AS(result, operation, parameters, arguments, #operation)
+#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry)                                         \
+    static constinit HostEntry<result parameters> operation##Entry{entry};                                             \
+    result operation parameters                                                                                        \
+    {                                                                                                                  \
+        return operation##Entry.Find() != nullptr ? operation##Entry.Call arguments : missing;                         \
+    }
+#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
+    static constinit HostEntry<unsigned long parameters> operation##Entry{entry};                                      \
+    bool operation parameters                                                                                          \
+    {                                                                                                                  \
+        return IsYes(operation##Entry.Call arguments);                                                                 \
+    }
+#define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
+#define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entry)                                                   \
+    static constinit HostEntry<unsigned long parameters> operation##Entry{entry};                                      \
+    bool operation parameters                                                                                          \
+    {                                                                                                                  \
+        return operation##Entry.Call arguments != 0;                                                                   \
+    }
+#define HOST_YES_NO_WORD(operation, parameters, arguments)                                                             \
+    HOST_YES_NO_WORD_AS(operation, parameters, arguments, #operation)
+#define HOST_ENTRY(result, operation, parameters, entry)                                                               \
+    static constinit HostEntry<result parameters> operation##Entry{entry};
+
+// Elements go in two stages: the host's entry names the procedure that moves an element of this array.
+#define HOST_ARRAY_FIXED(type, element)                                                                                \
+    void REALGetArrayValue##type(void *array, long index, element *out)                                                \
+    {                                                                                                                  \
+        static constinit HostEntry<void *(void *, long, element *)> entry{"Plugin" #type "ArrayGetProc"};              \
+        using Answer = ElementAnswer<element>;                                                                         \
+        auto get = reinterpret_cast<Answer::Type (*)(void *, long)>(entry.Call(array, index, out));                    \
+        if (get != nullptr && out != nullptr) *out = Answer::Value(get(array, index));                                 \
+    }                                                                                                                  \
+    void REALSetArrayValue##type(void *array, long index, element value)                                               \
+    {                                                                                                                  \
+        static constinit HostEntry<void *(void *, long, element)> entry{"Plugin" #type "ArraySetProc"};                \
+        auto set = reinterpret_cast<void (*)(void *, element, long)>(entry.Call(array, index, value));                 \
+        if (set != nullptr) set(array, value, index);                                                                  \
+    }
+#define HOST_ARRAY_ELEMENT(type, element)                                                                              \
+    HOST_ARRAY_FIXED(type, element)                                                                                    \
+    void REALInsertArrayValue##type(void *array, long index, element value)                                            \
+    {                                                                                                                  \
+        static constinit HostEntry<void *(void *, long, element)> entry{"Plugin" #type "ArrayInsertProc"};             \
+        auto insert = reinterpret_cast<void (*)(void *, long, element)>(entry.Call(array, index, value));              \
+        if (insert != nullptr) insert(array, index, value);                                                            \
+    }
+
+#include "HostOperations.inc"
+#include "HostOperationsEnd.inc"
+
+REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int encoding)
+{
+    return REALBuildStringWithEncoding(bytes, count, encoding);
+}
+
+const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length)
+{
+    using LengthFunction = long (*)(REALstringStruct *);
+    static constinit void *lengthSlot = nullptr;
+
+    if (string == nullptr) return nullptr;
+    auto contents = StringGetCStringEntry.Find();
+    if (lengthSlot == nullptr) lengthSlot = REALLoadFrameworkMethod("LenB( s as string ) as integer");
+    if (length != nullptr && lengthSlot != nullptr) *length = reinterpret_cast<LengthFunction>(lengthSlot)(string);
+    return contents != nullptr ? contents(string) : nullptr;
+}
+
+REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef)
+{
+    return REALnewInstanceWithClass(classRef);
+}
+
+REALobjectStruct *REALnewInstanceWithClass(REALclassRefStruct *classRef)
+{
+    return classRef != nullptr ? CreateInstanceEntry.Call(classRef) : nullptr;
+}
+
+void *REALLoadFrameworkMethod(const char *prototype)
+{
+    return REALLoadGlobalMethodEntry.Call(nullptr, prototype);
+}
+
+void *REALGetEventInstance(REALobjectStruct *object, REALevent *event)
+{
+    if (gSDKVersion == 9) event = static_cast<REALevent *>(event->token);
+    return GetEventInstanceEntry.Call(object, event->token);
+}
+
+REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data)
+{
+    if (auto guarded = PluginCallFunctionWithExceptionHandlerEntry.Find()) return guarded(function, data);
+    function(data);
+    return nullptr;
+}
+
+bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)
+{
+    unsigned char byte = 0;
+    bool found = IsYes(REALGetPropValueBoolEntry.Call(object, name, &byte));
+    if (found) *value = byte != 0;
+    return found;
+}
+
+void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width)
+{
+    if (gHostVersion >= 2018.02) {
+        RuntimeGraphicsDrawStringDoubleEntry.Call(graphics, text, x, y, width, x, y, width);
+    } else {
+        RuntimeGraphicsDrawStringEntry.Call(graphics, text, x, y, width);
+    }
+}
+
+double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text)
+{
+    if (gHostVersion >= 2007.02) return RuntimeGraphicsStringWidthDoubleEntry.Call(graphics, text);
+    return RuntimeGraphicsStringWidthEntry.Call(graphics, text);
+}
+
+// Looks an entry up through the resolver for scripts, which is asked for once per process.
+static void *FindScriptEntry(const char *name)
+{
+    static const auto resolver = reinterpret_cast<HostResolver>(GetRBScriptResolverEntry.Call());
+    return resolver != nullptr ? resolver(name) : nullptr;
+}
+
+static REALclassRefStruct *ClassOf(REALobjectStruct *object)
+{
+    auto classOf = reinterpret_cast<REALclassRefStruct *(*)(REALobjectStruct *)>(FindScriptEntry("RuntimeClassOf"));
+    return classOf != nullptr ? classOf(object) : nullptr;
+}
+
+int REALCountClassProperties(REALobjectStruct *object)
+{
+    auto count = reinterpret_cast<int (*)(REALclassRefStruct *)>(FindScriptEntry("REALCountClassProperties"));
+    return count != nullptr ? count(ClassOf(object)) : 0;
+}
+
+void *REALGetClassProperty(REALobjectStruct *object, int index)
+{
+    auto property = reinterpret_cast<void *(*)(REALclassRefStruct *, int)>(FindScriptEntry("REALGetClassProperty"));
+    return property != nullptr ? property(ClassOf(object), index) : nullptr;
+}

@@ -1,0 +1,60 @@
+// The host operations: one plain function for each thing that the library asks of the host.
+//
+// Each finds its entry by name on first use and keeps it; a host without the entry gets nothing and
+// the caller the missing value: null, 0, false. No operation logs or raises. The rows stand in
+// HostOperations.inc; below them are the operations with logic of their own.
+#pragma once
+
+#include "HostRecords.h"
+
+#define HOST_CALL(result, operation, parameters, arguments) result operation parameters;
+#define HOST_CALL_AS(result, operation, parameters, arguments, entry) result operation parameters;
+#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry) result operation parameters;
+#define HOST_YES_NO(operation, parameters, arguments) bool operation parameters;
+#define HOST_YES_NO_AS(operation, parameters, arguments, entry) bool operation parameters;
+#define HOST_YES_NO_WORD(operation, parameters, arguments) bool operation parameters;
+#define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entry) bool operation parameters;
+#define HOST_ENTRY(result, operation, parameters, entry)
+#define HOST_ARRAY_FIXED(type, element)                                                                                \
+    void REALGetArrayValue##type(void *array, long index, element *out);                                               \
+    void REALSetArrayValue##type(void *array, long index, element value);
+#define HOST_ARRAY_ELEMENT(type, element)                                                                              \
+    HOST_ARRAY_FIXED(type, element)                                                                                    \
+    void REALInsertArrayValue##type(void *array, long index, element value);
+#include "HostOperations.inc"
+#include "HostOperationsEnd.inc"
+
+// Forwards to REALBuildStringWithEncoding.
+REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int encoding);
+
+// The string's bytes, which stay the host's; null when the host has no way to give them. The length in
+// bytes goes to `length` when that is not null and the host can tell it; otherwise it stays untouched.
+const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length);
+
+// Forwards to REALnewInstanceWithClass.
+REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef);
+
+// A new object of the class; null for a null reference, without asking the host.
+REALobjectStruct *REALnewInstanceWithClass(REALclassRefStruct *classRef);
+
+// The address of a function of the host's framework, such as "LenB( s as string ) as integer".
+void *REALLoadFrameworkMethod(const char *prototype);
+
+// The function that fires the event on this object, or null when the program does not handle it.
+// With SDK version 9 the record given stands one step before the one that holds the host's token.
+void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
+
+// Lets the host run function(data) and answers the exception that stopped it, with one reference for
+// the caller, or null. A host that can't do that: the function simply runs.
+REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data);
+
+bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
+
+// Text drawing: the form in which the entry is called depends on the host's version.
+void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width);
+double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text);
+
+// How many properties the object's class has, and one of them by number from 0. Both go through the
+// host's second resolver; 0 and null without it.
+int REALCountClassProperties(REALobjectStruct *object);
+void *REALGetClassProperty(REALobjectStruct *object, int index);

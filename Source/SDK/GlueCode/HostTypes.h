@@ -1,0 +1,87 @@
+// The values that cross the door between host and library.
+//
+// Every handle is opaque: the host owns and counts it, the library only passes it back. A null
+// handle is a valid value everywhere and means nil (for a string: the empty string).
+#pragma once
+
+#include <cstdint>
+
+struct REALobjectStruct;      // an instance of a host class or of a class of this library
+struct REALstringStruct;      // bytes with an encoding code
+struct RuntimeText;           // a Unicode text value
+struct REALmemoryBlockStruct; // a MemoryBlock, which is an object too
+struct REALfolderItemStruct;
+struct REALclassRefStruct; // a class, for creating instances and for type tests
+struct REALgraphicsStruct;
+struct REALpictureStruct;
+struct REALpictureDescription;
+struct REALcontrolInstanceStruct;
+struct REALwindowStruct;
+struct REALdbCursorStruct;
+struct REALdbDatabaseStruct;
+struct _REALdate;
+struct _REALdateTime;
+struct _REALdictionary;
+
+struct _REALarrayInteger;
+struct _REALarrayInt8;
+struct _REALarrayUInt8;
+struct _REALarrayInt16;
+struct _REALarrayUInt16;
+struct _REALarrayInt32;
+struct _REALarrayUInt32;
+struct _REALarrayInt64;
+struct _REALarrayUInt64;
+struct _REALarrayBoolean;
+struct _REALarraySingle;
+struct _REALarrayDouble;
+struct _REALarrayColor;
+struct _REALarrayCurrency;
+struct _REALarrayString;
+struct _REALarrayText;
+struct _REALarrayObject;
+struct _REALarrayDate;
+struct _REALarrayDateTime;
+struct _REALarrayDictionary;
+struct _REALarrayFolderitem;
+struct _REALarrayMemoryBlock;
+struct _REALarrayPtr;
+
+// A MemoryBlock is an object: its handle may be locked, unlocked and asked like one.
+inline REALobjectStruct *AsObject(REALmemoryBlockStruct *block)
+{
+    return reinterpret_cast<REALobjectStruct *>(block);
+}
+inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
+{
+    return reinterpret_cast<REALmemoryBlockStruct *>(object);
+}
+
+// A Boolean argument or result: one byte of the register counts, any non-zero value is true.
+using HostBoolean = signed char;
+
+// Encoding codes of host strings.
+enum HostEncoding : unsigned int {
+    kEncodingMacRoman = 0x0000,
+    kEncodingUTF16 = 0x0100,
+    kEncodingLatin1 = 0x0201,
+    kEncodingWindows = 0x0500,
+    kEncodingASCII = 0x0600,
+    kEncodingUTF8 = 0x08000100,
+    kEncodingUTF32 = 0x0C000100,
+    kEncodingNone = 0xFFFF, // no declared encoding
+};
+
+// What "PluginGetStringData" fills in and "PluginDisposeStringData" gives back. The library reads
+// the first two fields; the rest is the host's.
+struct REALstringData {
+    const void *data;
+    std::int64_t length; // in bytes
+    std::uint32_t encoding;
+    void *reserved[5];
+};
+
+// What "PluginGetTextData" answers; only the first field is read here.
+struct REALtextData {
+    const char *characters;
+};

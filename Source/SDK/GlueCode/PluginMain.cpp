@@ -1,0 +1,43 @@
+#include "PluginMain.h"
+
+#define EXPORTED __attribute__((visibility("default")))
+
+HostResolver gHostResolver = nullptr;
+double gHostVersion = 0.0;
+int gSDKVersion = 0;
+const char *const gPluginVersionMarker = "$$ Plugin version: 23.5 (2023) $$";
+
+// The SDK version that a host of this version speaks.
+static int ChooseSDKVersion(double hostVersion)
+{
+    struct Row {
+        double hostVersion;
+        int sdkVersion;
+    };
+    static constexpr Row rows[] = {
+        {2013.04, 13},
+        {2013.03, 12},
+        {2013.0, 11},
+        {2012.0, 10},
+    };
+    for (const Row &row : rows) {
+        if (hostVersion >= row.hostVersion) return row.sdkVersion;
+    }
+    return 9;
+}
+
+extern "C" EXPORTED void REALPluginMain(HostResolver resolver)
+{
+    gHostResolver = resolver;
+    if (resolver != nullptr) {
+        if (auto hostVersion = reinterpret_cast<double (*)()>(resolver("REALGetRBVersion"))) {
+            gHostVersion = hostVersion();
+        }
+    }
+    gSDKVersion = ChooseSDKVersion(gHostVersion);
+    if (resolver == nullptr) return;
+
+    // A host that does not want to know is spared the announcement; it still gets the classes.
+    if (auto announce = reinterpret_cast<void (*)(int)>(resolver("RegisterPluginVersion"))) announce(gSDKVersion);
+    PluginEntry();
+}

@@ -1,0 +1,40 @@
+// Heap blocks for the rest of the library. A shortage always shows as a null result, never as an
+// exception. Nothing here knows the host or keeps state.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+void ClearMemory(void *p, std::size_t n);
+void FillMemory(void *p, unsigned char value, std::size_t n);
+void MoveMemory(void *dst, const void *src, std::size_t n); // the ranges may overlap
+
+// A zero-filled block of `size` bytes for FreeMemoryNow; null for 0, a negative size or no memory.
+void *AllocateClearMemory(long size);
+void FreeMemoryNow(const void *p);
+void *ReallocateMemory(void *p, long size);
+
+// The owner of a block from AllocateClearMemory.
+struct MemoryDeleter {
+    void operator()(void *p) const { std::free(p); }
+};
+template <typename T>
+using MemoryOwner = std::unique_ptr<T[], MemoryDeleter>;
+
+template <typename T>
+MemoryOwner<T> AllocateOwned(long size)
+{
+    return MemoryOwner<T>(static_cast<T *>(AllocateClearMemory(size)));
+}
+
+// Handles: blocks that know their size, kept in a 64-bit word before the data.
+char **allocateHandle(long size); // zero-filled; null for a negative size or no memory
+long getHandleSize(char **h);     // 0 for null
+char *lockHandle(char **h);       // the data; null for null
+void unlockHandle(char **h);      // nothing to do: blocks don't move
+void freeHandle(char **h);
+
+// The block, moved perhaps, with another size and its old data kept. A negative size frees it and gives
+// null; no memory gives null too and leaves the block as it was.
+char **resizeHandle(char **h, long size);

@@ -1,0 +1,142 @@
+#include "rbData.h"
+
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "rbDebug.h"
+#include "rbMemoryBlock.h"
+#include "rbUtil.h"
+
+#include <algorithm>
+#include <utility>
+
+rbFreeLater::~rbFreeLater()
+{
+    if (objectSlot != nullptr && *objectSlot != nullptr) REALUnlockObject(std::exchange(*objectSlot, nullptr));
+    if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));
+}
+
+rbData::rbData(const void *bytes, std::uint64_t byteCount)
+{
+    Clear();
+    data = bytes;
+    size = byteCount;
+    FixSize();
+}
+
+rbData::rbData(REALstringStruct *s)
+{
+    Clear();
+    if (s == nullptr) return;
+    REALLockString(s);
+    string = s;
+    std::int64_t length = 0;
+    data = REALGetStringContents(s, &length);
+    size = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
+    FixSize();
+}
+
+rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length)
+{
+    Clear();
+    if (m == nullptr) return;
+    memoryBlock = m;
+    REALLockObject(AsObject(m));
+    auto blockSize = static_cast<std::uint64_t>(std::max(MyREALMemoryBlockGetSize(m), 0L));
+    auto bytes = static_cast<const char *>(MyREALMemoryBlockGetPtr(m));
+    if (bytes == nullptr) return;
+    offset = std::min(offset, blockSize);
+    std::uint64_t rest = blockSize - offset;
+    data = bytes + offset;
+    size = length == 0 ? rest : std::min(length, rest);
+}
+
+rbData::~rbData()
+{
+    clear();
+    Clear();
+}
+
+void rbData::Clear()
+{
+    string = nullptr;
+    memoryBlock = nullptr;
+    data = nullptr;
+    size = 0;
+    next = nullptr;
+}
+
+void rbData::clear()
+{
+    if (string != nullptr) REALUnlockString(std::exchange(string, nullptr));
+    if (memoryBlock != nullptr) REALUnlockObject(AsObject(std::exchange(memoryBlock, nullptr)));
+}
+
+void rbData::leak()
+{
+    TRACE("leak");
+    string = nullptr;
+    memoryBlock = nullptr;
+}
+
+void rbData::FixSize()
+{
+    if (data != nullptr || size == 0) return;
+    size = 0;
+    TRACE("data is NULL, so size fixed to zero.");
+}
+
+template <typename... Arguments>
+static rbData *NewView(Arguments... arguments)
+{
+    try {
+        return new rbData(arguments...);
+    } catch (...) {
+        TRACE("Failed to allocate rbData object.");
+        return nullptr;
+    }
+}
+
+rbData *NewData(REALstringStruct *s)
+{
+    return NewView(s);
+}
+
+rbData *NewData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length)
+{
+    return NewView(m, offset, length);
+}
+
+void AddDataChain(rbData *&head, rbData *item)
+{
+    TRACE("AddDataChain", static_cast<const void *>(item));
+    item->next = head;
+    head = item;
+}
+
+template <typename Handle>
+static rbData *FindData(rbData *head, Handle *rbData::*field, Handle *value)
+{
+    while (head != nullptr && head->*field != value)
+        head = head->next;
+    return head;
+}
+
+rbData *RecylceData(rbData *head, REALstringStruct *s)
+{
+    return FindData(head, &rbData::string, s);
+}
+
+rbData *RecylceData(rbData *head, REALmemoryBlockStruct *m)
+{
+    return FindData(head, &rbData::memoryBlock, m);
+}
+
+void FreeDataChain(rbData *head)
+{
+    while (head != nullptr)
+        delete std::exchange(head, head->next);
+}
+
+bool IsASCIIText(const rbData &view)
+{
+    return IsASCII(static_cast<const char *>(view.data), view.size);
+}

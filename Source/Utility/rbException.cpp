@@ -1,0 +1,129 @@
+#include "rbException.h"
+
+#include "MyMemory.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "rbData.h"
+#include "rbDebug.h"
+#include "rbUtil.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+void RaiseException(const char *className, REALstringStruct *message, long errorNumber)
+{
+    REALobjectStruct *exception = REALnewInstance(className);
+    if (exception == nullptr) exception = REALnewInstance("RuntimeException");
+    if (exception == nullptr) return;
+    rbFreeLater release(&exception, nullptr);
+
+    REALSetPropValueString(exception, "Message", message);
+    REALSetPropValueInteger(exception, "ErrorNumber", errorNumber);
+    REALRaiseException(exception);
+}
+
+void RaiseException(const char *className, REALstringStruct *message)
+{
+    RaiseException(className, message, 0);
+}
+
+void RaiseException(const char *className, REALstringStruct *part1, REALstringStruct *part2, REALstringStruct *part3)
+{
+    REALstringStruct *start = REALAddStrings(part1, part2);
+    rbFreeLater releaseStart(nullptr, &start);
+    REALstringStruct *message = REALAddStrings(start, part3);
+    rbFreeLater releaseMessage(nullptr, &message);
+    RaiseException(className, message, 0);
+}
+
+void RaiseException(const char *className, const char *part1, const char *part2, const char *part3,
+                    unsigned int encoding)
+{
+    REALstringStruct *first = CString2RB(part1, encoding);
+    rbFreeLater releaseFirst(nullptr, &first);
+    REALstringStruct *second = CString2RB(part2, encoding);
+    rbFreeLater releaseSecond(nullptr, &second);
+    REALstringStruct *third = CString2RB(part3, encoding);
+    rbFreeLater releaseThird(nullptr, &third);
+    RaiseException(className, first, second, third);
+}
+
+void RaiseException(const char *className, const char *message, unsigned int, long errorNumber)
+{
+    REALstringStruct *text = CString2RB(message, kEncodingUTF8);
+    rbFreeLater release(nullptr, &text);
+    RaiseException(className, text, errorNumber);
+}
+
+void RaiseException(const char *className, const char *message, unsigned int encoding)
+{
+    RaiseException(className, message, encoding, 0);
+}
+
+void RaiseOutOfBoundsException(long value, long minimum, long end, const char *parameterName, const char *methodName)
+{
+    const char *name = parameterName != nullptr ? parameterName : "?";
+    const char *method = methodName != nullptr ? methodName : "";
+    std::size_t size = std::strlen(name) + 200 + std::strlen(method);
+    MemoryOwner<char> message = AllocateOwned<char>(static_cast<long>(size));
+    if (message == nullptr) {
+        RaiseException("OutOfBoundsException", "Out of Bounds", kEncodingASCII);
+        return;
+    }
+    long long maximum = static_cast<long long>(static_cast<unsigned long>(end) - 1);
+    std::snprintf(message.get(), size, "The parameter %s %s%s is too %s. Range is %lld to %lld, but value is %lld.",
+                  name, *method != 0 ? "to method " : "", method, value < minimum ? "small" : "big",
+                  static_cast<long long>(minimum), maximum, static_cast<long long>(value));
+    RaiseException("OutOfBoundsException", message.get(), kEncodingASCII);
+}
+
+namespace {
+
+template <typename Native>
+bool Is(const std::exception &error)
+{
+    return dynamic_cast<const Native *>(&error) != nullptr;
+}
+
+// What a native exception becomes; the first row that matches decides.
+struct ExceptionRow {
+    bool (*matches)(const std::exception &error);
+    const char *messageStart;
+    const char *className;
+};
+
+constexpr ExceptionRow exceptionRows[] = {
+    {Is<std::bad_alloc>, "Failed to allocate memory", "OutOfMemoryException"},
+    {Is<std::range_error>, "C++ reports range error", "OutOfBoundsException"},
+    {Is<std::out_of_range>, "C++ reports range error", "OutOfBoundsException"},
+    {Is<std::overflow_error>, "C++ reports overflow error", "OutOfBoundsException"},
+    {Is<std::underflow_error>, "C++ reports underflow error", "OutOfBoundsException"},
+    {[](const std::exception &) { return true; }, "C++ Exception", "RuntimeException"},
+};
+
+} // namespace
+
+void RaiseRuntimeException(const std::exception &error)
+{
+    const ExceptionRow *row = exceptionRows;
+    while (!row->matches(error))
+        row++;
+
+    const char *what = error.what();
+    bool hasText = what != nullptr && *what != 0;
+    std::size_t size = std::strlen(row->messageStart) + (hasText ? std::strlen(what) : 0) + 3;
+    MemoryOwner<char> message = AllocateOwned<char>(static_cast<long>(size));
+    if (message == nullptr) {
+        RaiseException(row->className, row->messageStart, kEncodingASCII);
+        return;
+    }
+    std::snprintf(message.get(), size, "%s%s%s", row->messageStart, hasText ? ": " : ".", hasText ? what : "");
+    RaiseException(row->className, message.get(), kEncodingASCII);
+}
+
+void RaiseUnnamedException()
+{
+    TRACE("Unnamed C++ Exception.");
+    RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.", kEncodingASCII);
+}

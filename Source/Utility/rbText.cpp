@@ -1,0 +1,327 @@
+// Taking hold of a host string, and its byte views. The wide views stand in rbTextUnicode.cpp.
+#include "rbText.h"
+
+#include "MyMemory.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "rbDebug.h"
+#include "rbTextViews.h"
+#include "rbUtil.h"
+
+#include <algorithm>
+#include <utility>
+
+static constexpr std::uint64_t kGuard = 0x56594E54;
+
+template <typename Visit>
+void rbText::ForEachView(Visit visit)
+{
+    visit(windows);
+    visit(macRoman);
+    visit(ascii);
+    visit(utf8);
+    visit(latin1);
+    visit(utf16);
+    visit(utf32);
+}
+
+rbText::rbText(REALstringStruct *string)
+{
+    guard1 = guard2 = kGuard;
+    next = nullptr;
+    Clear();
+    if (string == nullptr) return;
+
+    REALLockString(string);
+    source = string;
+    encoding = REALGetStringEncoding(string);
+    ForEachView([](auto &view) { view.length = -1; });
+    Classify();
+}
+
+rbText::rbText(const rbText &other)
+{
+    guard1 = guard2 = kGuard;
+    next = nullptr;
+    Clear();
+    if (other.source == nullptr) return;
+
+    REALLockString(other.source);
+    source = other.source;
+    encoding = other.encoding;
+    asciiState = other.asciiState;
+    ForEachView([](auto &view) { view.length = -1; });
+    // The byte views of a 7-bit source are never converted one by one: they are its bytes.
+    if (asciiState == kASCII) {
+        asciiState = kToBeTested;
+        TestASCII();
+    }
+}
+
+rbText::~rbText()
+{
+    if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
+    if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);
+    Release();
+    Clear();
+}
+
+// The empty text.
+void rbText::Clear()
+{
+    source = nullptr;
+    for (REALstringStruct *&string : converted)
+        string = nullptr;
+    ForEachView([]<typename Unit>(View<Unit> &view) {
+        view.length = 0;
+        view.text = EmptyText<Unit>();
+        view.owned = nullptr;
+        view.held = false;
+    });
+    failed = false;
+    encoding = kEncodingASCII;
+    asciiState = kASCII;
+}
+
+void rbText::Release()
+{
+    if (source != nullptr) REALUnlockString(source);
+    for (REALstringStruct *string : converted) {
+        if (string != nullptr) REALUnlockString(string);
+    }
+    ForEachView([](auto &view) {
+        if (view.held) REALDisposeStringData(&view.data);
+        if (view.owned != nullptr) FreeMemoryNow(view.owned);
+    });
+}
+
+void rbText::SetNext(rbText *text)
+{
+    if (next == nullptr) {
+        next = text;
+    } else {
+        TRACE("Warning: Next already set!");
+    }
+}
+
+void rbText::AddTextChain(rbText *&head, rbText *text)
+{
+    text->SetNext(head);
+    head = text;
+}
+
+void rbText::FreeTextChain(rbText *head)
+{
+    while (head != nullptr)
+        delete std::exchange(head, head->next);
+}
+
+// What can be said of the source from its encoding alone.
+void rbText::Classify()
+{
+    asciiState = kNotTested;
+    switch (encoding) {
+    case kEncodingASCII:
+        asciiState = kToBeTested;
+        PointAtSource(ascii);
+        if (ascii.length >= 0) {
+            utf8.length = ascii.length;
+            utf8.text = ascii.text;
+        }
+        break;
+    case kEncodingUTF8:
+        asciiState = kToBeTested;
+        PointAtSource(utf8);
+        break;
+    case kEncodingMacRoman:
+    case kEncodingLatin1:
+    case kEncodingWindows:
+        asciiState = kToBeTested;
+        break;
+    case kEncodingNone:
+        asciiState = kToBeTested;
+        AdoptTextWithoutEncoding();
+        break;
+    case kEncodingUTF16:
+    case kEncodingUTF32:
+    case 0x10000100: // the other UTF-16 and UTF-32 forms
+    case 0x14000100:
+    case 0x18000100:
+    case 0x1C000100:
+        asciiState = kNotASCII;
+        break;
+    default:
+        break;
+    }
+}
+
+// The view is the source's bytes; it stays unconverted when the host does not give them.
+void rbText::PointAtSource(View<char> &view)
+{
+    std::int64_t length = 0;
+    const char *bytes = REALGetStringContents(source, &length);
+    if (bytes == nullptr) return;
+    view.text = bytes;
+    view.length = std::max<std::int64_t>(length, 0);
+}
+
+// A source of 7-bit bytes serves all byte views as it is.
+void rbText::TestASCII()
+{
+    if (asciiState != kToBeTested) return;
+    std::int64_t length = 0;
+    REALLockString(source);
+    const char *bytes = REALGetStringContents(source, &length);
+    if (bytes == nullptr || length < 0) length = 0;
+    bool isASCII = IsASCII(bytes, static_cast<unsigned long>(length));
+    REALUnlockString(source);
+    if (!isASCII) {
+        asciiState = kNotASCII;
+        return;
+    }
+    asciiState = kASCII;
+    for (View<char> *view : {&windows, &macRoman, &ascii, &utf8, &latin1}) {
+        view->length = length;
+        view->text = bytes != nullptr ? bytes : EmptyText<char>();
+    }
+}
+
+// Bytes of no declared encoding that are not 7-bit are read as ISO Latin-1.
+void rbText::AdoptTextWithoutEncoding()
+{
+    TestASCII();
+    if (asciiState == kASCII) return;
+    std::int64_t length = 0;
+    const char *bytes = REALGetStringContents(source, &length);
+    // Building the string needs that much at least: better to find out before the host does.
+    MemoryOwner<char> trial = AllocateOwned<char>(length + 4);
+    if (trial == nullptr) {
+        TRACE("Out of Memory.");
+        failed = true;
+        return;
+    }
+    trial.reset();
+    REALstringStruct *latin = REALBuildUnicodeString(bytes, length, kEncodingLatin1);
+    if (latin == nullptr) {
+        TRACE("REALBuildUnicodeString failed");
+        failed = true;
+        return;
+    }
+    REALUnlockString(std::exchange(source, latin));
+}
+
+bool rbText::FetchHostData(REALstringData &data, bool &held, unsigned int code)
+{
+    data = {};
+    held = REALGetStringData(source, code, &data);
+    return held;
+}
+
+const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)
+{
+    if (view.length >= 0) return view;
+    view.length = 0;
+    view.text = EmptyText<char>();
+    TestASCII();
+    if (asciiState == kASCII) return view;
+
+    if (!FetchHostData(view.data, view.held, code)) {
+        Fail("REALGetStringData failed.", view);
+        return view;
+    }
+    UseHostData(view);
+    Terminate(view);
+    return view;
+}
+
+const char *rbText::GetWindows()
+{
+    return ByteView(windows, kEncodingWindows).text;
+}
+const char *rbText::GetMacRoman()
+{
+    return ByteView(macRoman, kEncodingMacRoman).text;
+}
+const char *rbText::GetASCII()
+{
+    return ByteView(ascii, kEncodingASCII).text;
+}
+const char *rbText::GetUTF8()
+{
+    return ByteView(utf8, kEncodingUTF8).text;
+}
+const char *rbText::GetLatin1()
+{
+    return ByteView(latin1, kEncodingLatin1).text;
+}
+
+long rbText::LengthWindows()
+{
+    return ByteView(windows, kEncodingWindows).length;
+}
+long rbText::LengthMacRoman()
+{
+    return ByteView(macRoman, kEncodingMacRoman).length;
+}
+long rbText::LengthASCII()
+{
+    return ByteView(ascii, kEncodingASCII).length;
+}
+long rbText::LengthUTF8()
+{
+    return ByteView(utf8, kEncodingUTF8).length;
+}
+long rbText::LengthLatin1()
+{
+    return ByteView(latin1, kEncodingLatin1).length;
+}
+
+template <typename Unit>
+static const Unit *NilIfEmpty(const Unit *text, long length)
+{
+    return length > 0 ? text : nullptr;
+}
+
+const char *rbText::GetWindowsNil()
+{
+    return NilIfEmpty(GetWindows(), LengthWindows());
+}
+const char *rbText::GetMacRomanNil()
+{
+    return NilIfEmpty(GetMacRoman(), LengthMacRoman());
+}
+const char *rbText::GetASCIINil()
+{
+    return NilIfEmpty(GetASCII(), LengthASCII());
+}
+const char *rbText::GetUTF8Nil()
+{
+    return NilIfEmpty(GetUTF8(), LengthUTF8());
+}
+const char *rbText::GetLatin1Nil()
+{
+    return NilIfEmpty(GetLatin1(), LengthLatin1());
+}
+const unsigned short *rbText::GetUTF16Nil()
+{
+    return NilIfEmpty(GetUTF16(), LengthUTF16());
+}
+const unsigned int *rbText::GetUTF32Nil()
+{
+    return NilIfEmpty(GetUTF32(), LengthUTF32());
+}
+const wchar_t *rbText::GetWCharNil()
+{
+    return NilIfEmpty(GetWChar(), LengthWChar());
+}
+
+void LogMessage(REALstringStruct *string)
+{
+    rbText text(string);
+    LogMessageX("%s%p: %s", gLinePrefix, static_cast<const void *>(string), text.GetUTF8());
+}
+
+void LogMessage(const char *label, REALstringStruct *string)
+{
+    rbText text(string);
+    LogMessageX("%s%s %p: %s", gLinePrefix, label, static_cast<const void *>(string), text.GetUTF8());
+}

@@ -1,0 +1,162 @@
+// One host string as zero-terminated text, in any of seven encodings.
+//
+// A view is made when it is first asked for and lives as long as the object. No view is ever null and
+// none raises: what can't be converted is an empty text, and hasFailed tells. A source of 7-bit bytes
+// serves all byte views without a copy. An object belongs to one thread.
+#pragma once
+
+#include "Source/SDK/GlueCode/HostTypes.h"
+
+class rbText {
+  public:
+    explicit rbText(REALstringStruct *source);
+
+    // The same source with a reference of its own, and no view converted yet.
+    rbText(const rbText &other);
+    rbText &operator=(const rbText &) = delete;
+    ~rbText();
+
+    // Chains of heap-allocated objects. A next pointer is set once.
+    void SetNext(rbText *text);
+    rbText *GetNext() const { return next; }
+    static void AddTextChain(rbText *&head, rbText *text); // in front
+    static void FreeTextChain(rbText *head);               // deletes every object of the chain
+
+    const char *GetWindows();
+    const char *GetMacRoman();
+    const char *GetASCII();
+    const char *GetUTF8();
+    const char *GetLatin1();
+    const unsigned short *GetUTF16();
+    const unsigned int *GetUTF32();
+    const wchar_t *GetWChar();
+    const char *GetNative() { return GetUTF8(); }
+
+    // The same texts, null when empty.
+    const char *GetWindowsNil();
+    const char *GetMacRomanNil();
+    const char *GetASCIINil();
+    const char *GetUTF8Nil();
+    const char *GetLatin1Nil();
+    const unsigned short *GetUTF16Nil();
+    const unsigned int *GetUTF32Nil();
+    const wchar_t *GetWCharNil();
+    const char *GetNativeNil() { return GetUTF8Nil(); }
+
+    // Their lengths in units, without the terminating zero.
+    long LengthWindows();
+    long LengthMacRoman();
+    long LengthASCII();
+    long LengthUTF8();
+    long LengthLatin1();
+    long LengthUTF16();
+    long LengthUTF32();
+    long LengthWChar() { return LengthUTF32(); }
+    long LengthNative() { return LengthUTF8(); }
+
+    REALstringStruct *GetText() const { return source; }
+    unsigned int getEncoding() const { return encoding; }
+    unsigned int getASCIIOnlyState() const { return asciiState; }
+    bool hasFailed() const { return failed; }
+
+  private:
+    enum ASCIIState : unsigned int { kNotTested = 0, kASCII = 1, kToBeTested = 2, kNotASCII = 3 };
+
+    template <typename Unit>
+    struct View {
+        long length;      // in units; -1: not converted yet
+        const Unit *text; // never null once converted
+        void *owned;      // a heap block of this object's, or null
+        REALstringData data;
+        bool held; // data is to be given back to the host
+    };
+    template <typename Visit>
+    void ForEachView(Visit visit);
+
+    void Clear();
+    void Classify();
+    void PointAtSource(View<char> &view);
+    void TestASCII();
+    void AdoptTextWithoutEncoding();
+    void Release();
+
+    const View<char> &ByteView(View<char> &view, unsigned int code);
+    const View<unsigned short> &UTF16View();
+    const View<unsigned int> &UTF32View();
+    void ConvertToUTF16();
+    void ConvertToUTF32();
+    bool FetchHostData(REALstringData &data, bool &held, unsigned int code);
+    bool IsDecodedHere() const { return encoding == kEncodingASCII || encoding == kEncodingUTF8; }
+    template <typename Unit>
+    void Fail(const char *message, View<Unit> &view);
+    template <typename Unit>
+    Unit *Own(View<Unit> &view, long units);
+    template <typename Unit>
+    void Terminate(View<Unit> &view);
+    template <typename Unit>
+    void Widen(View<Unit> &view);
+    template <typename Unit>
+    void Decode(View<Unit> &view);
+    template <typename Unit>
+    void FixByteOrder(View<Unit> &view, Unit swappedMark);
+
+    std::uint64_t guard1;
+    REALstringStruct *source;       // one reference
+    REALstringStruct *converted[7]; // one reference each, where set
+    View<char> windows;
+    View<char> macRoman;
+    View<char> ascii;
+    View<char> utf8;
+    View<char> latin1;
+    View<unsigned short> utf16;
+    View<unsigned int> utf32;
+    bool failed;
+    unsigned int encoding; // the source's code
+    unsigned int asciiState;
+    rbText *next;
+    std::uint64_t guard2;
+};
+
+// The same views as free functions.
+inline const char *GetWindows(rbText &text)
+{
+    return text.GetWindows();
+}
+inline const char *GetMacRoman(rbText &text)
+{
+    return text.GetMacRoman();
+}
+inline const char *GetASCII(rbText &text)
+{
+    return text.GetASCII();
+}
+inline const char *GetUTF8(rbText &text)
+{
+    return text.GetUTF8();
+}
+inline const char *GetLatin1(rbText &text)
+{
+    return text.GetLatin1();
+}
+inline const unsigned short *GetUTF16(rbText &text)
+{
+    return text.GetUTF16();
+}
+inline const unsigned int *GetUTF32(rbText &text)
+{
+    return text.GetUTF32();
+}
+inline const wchar_t *GetWChar(rbText &text)
+{
+    return text.GetWChar();
+}
+inline const char *GetNative(rbText &text)
+{
+    return text.GetNative();
+}
+
+// A password in the Windows encoding; null when empty.
+inline const char *GetPassword(rbText &text)
+{
+    return text.GetWindowsNil();
+}

@@ -1,0 +1,65 @@
+// What the byte views and the wide views of a text share. Only the two files of rbText include it.
+#pragma once
+
+#include "MyMemory.h"
+#include "rbDebug.h"
+#include "rbText.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+template <typename Unit>
+const Unit *EmptyText()
+{
+    static constexpr Unit zero = 0;
+    return &zero;
+}
+
+template <typename View>
+void UseHostData(View &view)
+{
+    using Pointer = decltype(view.text);
+    if (view.data.data == nullptr) return;
+    view.text = static_cast<Pointer>(view.data.data);
+    view.length = std::max<long>(view.data.length, 0) / static_cast<long>(sizeof *view.text);
+}
+
+template <typename Unit>
+void rbText::Fail(const char *message, View<Unit> &view)
+{
+    TRACE(message);
+    failed = true;
+    view.length = 0;
+    view.text = EmptyText<Unit>();
+}
+
+// A zero-filled buffer for `units` units and a terminating zero, which takes the place of the one that
+// the view owned; null without memory.
+template <typename Unit>
+Unit *rbText::Own(View<Unit> &view, long units)
+{
+    void *buffer = AllocateClearMemory(units * static_cast<long>(sizeof(Unit)) + 4);
+    if (buffer == nullptr) return nullptr;
+    FreeMemoryNow(view.owned);
+    view.owned = buffer;
+    return static_cast<Unit *>(buffer);
+}
+
+// A host may hand out text without a zero behind it.
+template <typename Unit>
+void rbText::Terminate(View<Unit> &view)
+{
+    if (view.length < 1 || view.text[view.length] == 0) return;
+    TRACE("String is not zero terminated. Fixed.");
+    const Unit *text = view.text;
+    Unit *copy = Own(view, view.length);
+    if (copy == nullptr) {
+        TRACE("Out of memory");
+        view.length = 0;
+        view.text = EmptyText<Unit>();
+        return;
+    }
+    std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
+    view.text = copy;
+}

@@ -1,0 +1,12 @@
+// The 7-bit test in every form that some machine has; rbUtil.h has the one to call.
+#pragma once
+
+#include <cstddef>
+
+bool IsASCIIPortable(const char *data, std::size_t count);
+#if defined(__x86_64__)
+bool IsASCIISSE2(const char *data, std::size_t count);
+bool IsASCIIAVX2(const char *data, std::size_t count);
+#elif defined(__aarch64__)
+bool IsASCIINEON(const char *data, std::size_t count);
+#endif

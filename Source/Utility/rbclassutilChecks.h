@@ -1,0 +1,73 @@
+// For the rbclassutil files alone: the rule for arrays and their counts, written once, and the small
+// steps that every front end takes.
+#pragma once
+
+#include "rbDebug.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+
+inline constexpr std::uint64_t kMaximum = 1000; // entries of a list, unless a row says otherwise
+inline constexpr std::uint64_t kMaximumConstants = 4000;
+inline constexpr std::uint64_t kNone = 0;              // the record may not have any
+inline constexpr std::uint64_t kMaximumWalked = 10000; // a longer list is taken for a wild count
+
+// Whether an array and its count belong together: neither is there, or both, with at most `limit` entries.
+constexpr bool IsPair(const void *array, std::uint64_t count, std::uint64_t limit)
+{
+    return array == nullptr ? count == 0 : count != 0 && count <= limit;
+}
+
+// A pair of a record, and the message that takes the record's name and the count.
+struct PairRow {
+    const void *array;
+    std::uint64_t count;
+    std::uint64_t limit;
+    const char *message;
+};
+
+// Reports every pair that is none.
+inline void CheckPairs(const char *name, std::initializer_list<PairRow> rows)
+{
+    for (const PairRow &row : rows) {
+        if (!IsPair(row.array, row.count, row.limit)) LogMessageX(row.message, name, static_cast<int>(row.count));
+    }
+}
+
+// A value that has to be zero, or not to be, and the message that takes the record's name and the value.
+inline void CheckThat(bool isGood, const char *message, const char *name, std::uint64_t value)
+{
+    if (!isGood) LogMessageX(message, name, static_cast<int>(value));
+}
+
+// Whether plugin start has set the part name; reported under the name of the record when it has not.
+inline bool HasPartName(const char *name)
+{
+    if (gpartname == nullptr) LogMessageX("Error: gpartname is nil!? %s", name);
+    return gpartname != nullptr;
+}
+
+// Reports a version other than the one that records are written with. The message takes the record's name
+// and both versions.
+inline void CheckVersion(const char *message, const char *name, std::uint32_t version)
+{
+    if (version != kCurrentREALControlVersion)
+        LogMessageX(message, name, static_cast<int>(version), static_cast<int>(kCurrentREALControlVersion));
+}
+
+// The members of a list; none of a list that is missing.
+template <typename Member>
+std::span<Member> Members(Member *members, std::uint64_t count)
+{
+    return members != nullptr ? std::span<Member>(members, count) : std::span<Member>();
+}
+
+// Hosts give instance data in multiples of 16 bytes.
+constexpr std::uint64_t RoundDataSize(std::uint64_t size)
+{
+    return (size + 15) / 16 * 16;
+}
+
+// The member checks of a class or control, in their order.
+void CheckMembers(const REALclassDefinition &definition);

@@ -1,0 +1,268 @@
+#include "Host/Runtime/Classes.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace host {
+namespace {
+
+constexpr std::size_t usualOffset = 48;
+constexpr std::size_t blockAlignment = 16;
+
+std::string TextOf(const char *text)
+{
+    return text != nullptr ? text : "";
+}
+
+// The members of a list; none where the array is missing.
+template <typename Member>
+std::span<Member> Members(Member *array, std::uint64_t count)
+{
+    return {array, array != nullptr ? count : 0};
+}
+
+std::size_t WidthOf(const Type &type)
+{
+    switch (type.kind) {
+    case TypeKind::Boolean: return 1;
+    case TypeKind::UInt16: return 2;
+    case TypeKind::UInt32: return 4;
+    default: return 8;
+    }
+}
+
+bool IsStandard(std::intptr_t accessor)
+{
+    return accessor == kStandardAccessor;
+}
+
+// A standard accessor stays within the instance block; without a block there is none.
+bool Fits(const Class *owner, const REALproperty &property, const Type &type)
+{
+    if (!IsStandard(property.getter.word) && !IsStandard(property.setter.word)) return true;
+    auto offset = static_cast<std::int32_t>(property.parameter);
+    return owner != nullptr && offset >= 0 && static_cast<std::size_t>(offset) + WidthOf(type) <= owner->dataSize;
+}
+
+// Looks in the class first, then in its superclasses.
+template <typename Search>
+auto InChain(const Class &type, Search search) -> decltype(search(type))
+{
+    for (const Class *level = &type; level != nullptr; level = level->super) {
+        if (auto found = search(*level)) return found;
+    }
+    return nullptr;
+}
+
+template <typename Member, typename Matches>
+const Member *FirstOf(const std::vector<Member> &members, Matches matches)
+{
+    auto found = std::find_if(members.begin(), members.end(), matches);
+    return found != members.end() ? &*found : nullptr;
+}
+
+} // namespace
+
+bool Property::Hidden() const
+{
+    auto attributes = Members(record->attributes, record->attributeCount);
+    auto hides = [](const REALattribute &attribute) { return SameName(TextOf(attribute.name), "Hidden"); };
+    return std::any_of(attributes.begin(), attributes.end(), hides);
+}
+
+bool Class::IsA(const Class &other) const
+{
+    return InChain(*this, [&](const Class &level) { return &level == &other ? &level : nullptr; }) != nullptr;
+}
+
+void Classes::Finding(const std::string &subject, const char *fault)
+{
+    findings.push_back(subject + ": " + fault);
+}
+
+void Classes::Note(const char *kind, const char *name, void *definition)
+{
+    registrations.push_back({kind, TextOf(name), definition});
+}
+
+Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
+{
+    auto type = std::make_unique<Class>();
+    type->name = TextOf(definition.name);
+    type->definition = &definition;
+    type->dataSize = definition.dataSize;
+    type->isOwn = isOwn;
+    if (definition.superName != nullptr) {
+        type->super = Find(definition.superName);
+        if (type->super == nullptr) Finding(type->name, "its superclass is not known");
+    }
+    if (auto chosen = offsets.find(type->name); chosen != offsets.end()) {
+        type->offset = chosen->second;
+    } else if (type->super != nullptr) {
+        auto end = type->super->offset + type->super->dataSize;
+        type->offset = (end + blockAlignment - 1) / blockAlignment * blockAlignment;
+    } else {
+        type->offset = usualOffset;
+    }
+    type->isMemoryBlock = SameName(type->name, "MemoryBlock") || (type->super != nullptr && type->super->isMemoryBlock);
+    definition.forSystemUse = static_cast<std::int64_t>(type->offset);
+
+    AddFunctions(type->methods, Members(definition.methods, definition.methodCount));
+    AddFunctions(type->sharedMethods, Members(definition.sharedMethods, definition.sharedMethodCount));
+    AddProperties(type->properties, type.get(), Members(definition.properties, definition.propertyCount));
+    AddProperties(type->sharedProperties, nullptr, Members(definition.sharedProperties, definition.sharedPropertyCount));
+    AddEvents(*type, Members(definition.events, definition.eventCount));
+    AddConstants(type->constants, Members(definition.constants, definition.constantCount));
+    auto isDestructor = [](const Function &method) { return SameName(method.declaration.name, "Destructor"); };
+    if (auto destructor = FirstOf(type->methods, isDestructor)) type->destructor = destructor->address;
+    return *classes.emplace_back(std::move(type));
+}
+
+void Classes::AddModule(REALmoduleDefinition &definition)
+{
+    auto module = std::make_unique<Module>();
+    module->name = TextOf(definition.name);
+    AddFunctions(module->functions, Members(definition.methods, definition.methodCount));
+    AddProperties(module->properties, nullptr, Members(definition.properties, definition.propertyCount));
+    AddConstants(module->constants, Members(definition.constants, definition.constantCount));
+    modules.push_back(std::move(module));
+}
+
+void Classes::AddFunction(REALmethodDefinition &method, bool isOwn)
+{
+    AddFunctions(functions, {&method, 1});
+    if (isOwn) ownFunctions = functions.size();
+}
+
+// The two halves of a method become two functions that extend the class.
+void Classes::AddExtension(REALclassDefinition &extension)
+{
+    auto first = static_cast<std::ptrdiff_t>(functions.size());
+    for (REALmethodDefinition &method : Members(extension.methods, extension.methodCount)) {
+        if (method.function != nullptr) AddFunction(functions, method.declaration, method.function);
+        if (method.setterFunction == nullptr) continue;
+        auto before = functions.size();
+        AddFunction(functions, method.declaration, method.setterFunction);
+        if (functions.size() == before) continue;
+        Declaration &setter = functions.back().declaration;
+        setter.parameters.push_back({"value", std::exchange(setter.result, Type{}), false, {}});
+        setter.assigns = true;
+    }
+    for (auto added = functions.begin() + first; added != functions.end(); ++added) {
+        added->declaration.extends = TextOf(extension.name);
+    }
+}
+
+void Classes::AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods)
+{
+    for (REALmethodDefinition &method : methods) AddFunction(to, method.declaration, method.function);
+}
+
+void Classes::AddFunction(std::vector<Function> &to, const char *declaration, void *address)
+{
+    auto parsed = ParseDeclaration(TextOf(declaration));
+    if (parsed && address != nullptr) {
+        to.push_back({std::move(*parsed), address});
+    } else {
+        Finding(TextOf(declaration), "no method can be made of it");
+    }
+}
+
+void Classes::AddProperties(std::vector<Property> &to, const Class *owner, std::span<REALproperty> properties)
+{
+    for (const REALproperty &property : properties) {
+        Type type = ParseType(TextOf(property.type));
+        if (property.name != nullptr && property.getter.word != 0 && Fits(owner, property, type)) {
+            to.push_back({owner, property.name, std::move(type), &property});
+        } else {
+            Finding(TextOf(property.name), "no property can be made of it");
+        }
+    }
+}
+
+void Classes::AddEvents(Class &type, std::span<REALevent> events)
+{
+    std::size_t number = 0;
+    for (const Class *level = type.super; level != nullptr; level = level->super) number += level->events.size();
+    for (REALevent &record : events) {
+        auto parsed = ParseDeclaration(TextOf(record.declaration));
+        if (!parsed) {
+            Finding(TextOf(record.declaration), "no event can be made of it");
+            continue;
+        }
+        auto &event = type.events.emplace_back(std::make_unique<Event>(Event{parsed->name, number++, {}}));
+        event->step.token = event.get();
+        record.token = sdkVersion == 9 ? static_cast<void *>(&event->step) : event.get();
+    }
+}
+
+void Classes::AddConstants(std::vector<Constant> &to, std::span<REALconstant> constants)
+{
+    for (const REALconstant &record : constants) {
+        std::string text = TextOf(record.declaration);
+        auto equals = text.find(" = ");
+        if (equals != std::string::npos) {
+            to.push_back({text.substr(0, equals), text.substr(equals + 3)});
+        } else {
+            Finding(text, "no constant can be made of it");
+        }
+    }
+}
+
+Class *Classes::Find(std::string_view name) const
+{
+    for (auto type = classes.rbegin(); type != classes.rend(); ++type) {
+        if (SameName((*type)->name, name)) return type->get();
+    }
+    return nullptr;
+}
+
+bool Classes::Owns(const Class *type) const
+{
+    return std::any_of(classes.begin(), classes.end(), [&](const auto &owned) { return owned.get() == type; });
+}
+
+std::span<const Function> Classes::PluginFunctions() const
+{
+    return std::span(functions).subspan(ownFunctions);
+}
+
+std::vector<const Function *> Classes::AllFunctions() const
+{
+    std::vector<const Function *> all;
+    for (const auto &module : modules) {
+        for (const Function &function : module->functions) all.push_back(&function);
+    }
+    for (const Function &function : functions) all.push_back(&function);
+    return all;
+}
+
+const Function *FindMethod(const Class &type, const Declaration &prototype)
+{
+    auto matches = [&](const Function &method) { return SamePrototype(method.declaration, prototype); };
+    return InChain(type, [&](const Class &level) { return FirstOf(level.methods, matches); });
+}
+
+const Function *FindMethod(const Class &type, std::string_view name)
+{
+    auto matches = [&](const Function &method) { return SameName(method.declaration.name, name); };
+    return InChain(type, [&](const Class &level) { return FirstOf(level.methods, matches); });
+}
+
+const Property *FindProperty(const Class &type, std::string_view name)
+{
+    auto matches = [&](const Property &property) { return SameName(property.name, name); };
+    return InChain(type, [&](const Class &level) { return FirstOf(level.properties, matches); });
+}
+
+const Event *FindEvent(const Class &type, std::string_view name)
+{
+    auto find = [&](const Class &level) -> const Event * {
+        auto matches = [&](const std::unique_ptr<Event> &event) { return SameName(event->name, name); };
+        auto found = FirstOf(level.events, matches);
+        return found != nullptr ? found->get() : nullptr;
+    };
+    return InChain(type, find);
+}
+
+} // namespace host

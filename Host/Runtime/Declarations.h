@@ -1,0 +1,48 @@
+// Declarations in the program's language, read once at registration.
+//
+// "SendMessage(Data as string, IP as String, Port as Integer) as Integer" becomes a name, parameters and
+// a result type. Type names and prototypes compare without regard to case; a name that is no known type
+// is the name of a class.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+enum class TypeKind { None, Boolean, Integer, UInt16, UInt32, String, Ptr, Object };
+
+struct Type {
+    TypeKind kind = TypeKind::None;
+    std::string name; // as it was written
+};
+
+struct Parameter {
+    std::string name;
+    Type type;
+    bool byref = false;
+    std::optional<std::string> defaultText; // as it was written: "", 2, false, nil
+};
+
+struct Declaration {
+    std::string text;
+    std::string name;
+    std::string extends;               // the class whose objects get the method; that parameter is not listed
+    std::vector<Parameter> parameters; // the assigned value is the last one
+    bool assigns = false;
+    Type result;
+};
+
+// Nothing when the text is no declaration.
+std::optional<Declaration> ParseDeclaration(std::string_view text);
+
+Type ParseType(std::string_view name);
+
+// The same name, parameter types and result type.
+bool SamePrototype(const Declaration &first, const Declaration &second);
+
+bool SameName(std::string_view first, std::string_view second);
+
+} // namespace host

@@ -1,0 +1,141 @@
+#include "Host/Runtime/Entries.h"
+
+#include "Host/Runtime/Host.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace host {
+namespace {
+
+#define PROVIDED(operation) &Provided<entry::operation, entry::operation##Name>::entry
+#define PROVIDED_ARRAY_FIXED(type) PROVIDED(REALGetArrayValue##type), PROVIDED(REALSetArrayValue##type)
+#define PROVIDED_ARRAY_ELEMENT(type) PROVIDED_ARRAY_FIXED(type), PROVIDED(REALInsertArrayValue##type)
+
+// What this host has, in the order and groups of the library's table.
+Entry *const entries[] = {
+    PROVIDED(REALGetRBVersion),
+    PROVIDED(RegisterPluginVersion),
+
+    PROVIDED(REALRegisterClass),
+    PROVIDED(REALRegisterModule),
+    PROVIDED(REALRegisterMethod),
+    PROVIDED(REALRegisterClassExtension),
+    PROVIDED(REALRegisterInterface),
+    PROVIDED(REALRegisterControl),
+    PROVIDED(REALRegisterDBEngine),
+    PROVIDED(REALRegisterDBCursor),
+
+    PROVIDED(REALLockString),
+    PROVIDED(REALUnlockString),
+    PROVIDED(REALGetStringData),
+    PROVIDED(REALDisposeStringData),
+    PROVIDED(originalREALBuildString),
+    PROVIDED(REALBuildStringWithEncoding),
+    PROVIDED(REALGetStringEncoding),
+    PROVIDED(REALConvertString),
+    PROVIDED(REALSetStringEncoding),
+    PROVIDED(REALAddStrings),
+    PROVIDED(REALGetTextData),
+    PROVIDED(REALDisposeTextData),
+    PROVIDED(StringGetCString),
+
+    PROVIDED(REALLockObject),
+    PROVIDED(REALUnlockObject),
+    PROVIDED(REALnewInstance),
+    PROVIDED(CreateInstance),
+    PROVIDED(REALGetClassRef),
+    PROVIDED(REALObjectIsA),
+    PROVIDED(REALLoadObjectMethod),
+    PROVIDED(REALLoadGlobalMethod),
+    PROVIDED(REALGetPropValueString),
+    PROVIDED(REALSetPropValueString),
+    PROVIDED(REALGetPropValueInteger),
+    PROVIDED(REALSetPropValueInteger),
+    PROVIDED(GetEventInstance),
+
+    PROVIDED(REALMemoryBlockGetPtr),
+    PROVIDED(REALMemoryBlockGetSize),
+    PROVIDED(REALPtrToMemoryBlock),
+
+    PROVIDED(REALCreateArray),
+    PROVIDED(REALGetArrayUBound),
+    PROVIDED(REALGetArrayInt),
+    PROVIDED(REALGetArrayString),
+    PROVIDED(REALGetArrayObject),
+    PROVIDED_ARRAY_FIXED(Color),
+    PROVIDED_ARRAY_ELEMENT(Integer),
+    PROVIDED_ARRAY_ELEMENT(UInteger),
+    PROVIDED_ARRAY_ELEMENT(Boolean),
+    PROVIDED_ARRAY_FIXED(Currency),
+    PROVIDED_ARRAY_ELEMENT(Int64),
+    PROVIDED_ARRAY_ELEMENT(Int32),
+    PROVIDED_ARRAY_ELEMENT(Int16),
+    PROVIDED_ARRAY_ELEMENT(Int8),
+    PROVIDED_ARRAY_ELEMENT(UInt64),
+    PROVIDED_ARRAY_ELEMENT(UInt32),
+    PROVIDED_ARRAY_ELEMENT(UInt16),
+    PROVIDED_ARRAY_ELEMENT(UInt8),
+    PROVIDED_ARRAY_ELEMENT(Single),
+    PROVIDED_ARRAY_ELEMENT(Double),
+    PROVIDED_ARRAY_ELEMENT(String),
+    PROVIDED_ARRAY_ELEMENT(Text),
+    PROVIDED_ARRAY_ELEMENT(Object),
+
+    PROVIDED(REALRegisterBackgroundTask),
+    PROVIDED(REALUnregisterBackgroundTask),
+
+    PROVIDED(REALRaiseException),
+    PROVIDED(PluginCallFunctionWithExceptionHandler),
+    PROVIDED(REALinRuntime),
+};
+
+std::set<std::string> unknownEntriesAsked;
+
+} // namespace
+
+void Faults::FailCall(long nth)
+{
+    countdown = nth;
+    failed = nullptr;
+}
+
+bool HitByFault(const char *name)
+{
+    return Host::Current().faults.Hits(name);
+}
+
+void *Resolve(const char *name)
+{
+    Entry *entry = FindEntry(name);
+    if (entry == nullptr) {
+        unknownEntriesAsked.insert(name);
+        return nullptr;
+    }
+    ++entry->asked;
+    return entry->missing ? nullptr : entry->function;
+}
+
+Entry *FindEntry(const std::string &name)
+{
+    auto found = std::find_if(std::begin(entries), std::end(entries), [&](Entry *entry) { return entry->name == name; });
+    return found != std::end(entries) ? *found : nullptr;
+}
+
+std::vector<Entry *> AllEntries()
+{
+    return {std::begin(entries), std::end(entries)};
+}
+
+const std::set<std::string> &UnknownEntriesAsked()
+{
+    return unknownEntriesAsked;
+}
+
+void ResetEntries()
+{
+    for (Entry *entry : entries) *entry = {entry->name, entry->function};
+    unknownEntriesAsked.clear();
+}
+
+} // namespace host

@@ -1,0 +1,50 @@
+// Exceptions of the program's language.
+//
+// A plugin raises one and returns; it stays pending until whoever called the plugin takes it and throws it on as
+// a C++ exception of the type below. That type is deliberately no std::exception: a plugin must take care of both.
+#pragma once
+
+#include "Source/SDK/GlueCode/HostTypes.h"
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct Exception {
+    std::string className;
+    std::string message;
+    long number = 0;
+
+    std::string Text() const { return className + ": " + message; }
+};
+
+class Exceptions {
+  public:
+    // Keeps the exception with a reference of its own. One that is pending already stays.
+    void Raise(REALobjectStruct *exception);
+
+    // The pending one with the reference that was kept; null when there is none.
+    REALobjectStruct *TakePending();
+
+    void ThrowPending()
+    {
+        if (pending != nullptr) Throw();
+    }
+
+    // Runs the function; answers the exception that left it or that it raised, with a reference, or null.
+    REALobjectStruct *RunGuarded(void (*function)(void *), void *data);
+
+    const std::vector<Exception> &Raised() const { return raised; } // all since the start, in order
+
+  private:
+    [[noreturn]] void Throw();
+
+    REALobjectStruct *pending = nullptr;
+    std::vector<Exception> raised;
+};
+
+// An object of the named class, or of RuntimeException when that is no exception class; one reference.
+REALobjectStruct *NewException(const Exception &exception);
+
+} // namespace host

@@ -1,0 +1,189 @@
+#include "Host/Runtime/Ledger.h"
+
+#include "Host/Runtime/Classes.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+
+// Under the address sanitiser even reading a resting value, or past the end of a living one, is an error.
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(address, size) ((void)(address), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(address, size) ((void)(address), (void)(size))
+#endif
+
+namespace host {
+namespace {
+
+constexpr unsigned char restingPattern = 0xDD;
+constexpr std::size_t restingBytes = 256 * 1024; // of each size class, before a place is used again
+constexpr std::size_t keptErrors = 100;
+
+std::size_t CellBytes(unsigned sizeClass)
+{
+    return std::size_t{1} << sizeClass;
+}
+
+// The class of the smallest cell that holds the header and `size` bytes.
+unsigned SizeClass(std::size_t size)
+{
+    return std::max(6u, static_cast<unsigned>(std::bit_width(sizeof(Value) + size - 1)));
+}
+
+bool IsUntouched(const unsigned char *bytes, std::size_t count)
+{
+    return count == 0 || (bytes[0] == restingPattern && std::memcmp(bytes, bytes + 1, count - 1) == 0);
+}
+
+std::string Describe(Value &value)
+{
+    if (value.kind == Kind::Object || value.kind == Kind::Dying) return "object " + value.type->name;
+    auto length = std::min<std::size_t>(static_cast<std::size_t>(value.size), 40);
+    std::string content(reinterpret_cast<char *>(value.Bytes()), length);
+    for (char &character : content) {
+        if (static_cast<unsigned char>(character) < ' ') character = '.';
+    }
+    return (value.kind == Kind::Text ? "text \"" : "string \"") + content + "\"";
+}
+
+} // namespace
+
+std::size_t AddressSet::Slot(const void *address) const
+{
+    auto hash = (reinterpret_cast<std::uintptr_t>(address) >> 4) * 0x9E3779B97F4A7C15u;
+    auto mask = slots.size() - 1;
+    auto slot = static_cast<std::size_t>(hash >> 32) & mask;
+    while (slots[slot] != nullptr && slots[slot] != address) slot = (slot + 1) & mask;
+    return slot;
+}
+
+bool AddressSet::Contains(const void *address) const
+{
+    return !slots.empty() && slots[Slot(address)] != nullptr;
+}
+
+void AddressSet::Insert(const void *address)
+{
+    if ((used + 1) * 2 > slots.size()) {
+        std::vector<const void *> old(std::max<std::size_t>(slots.size() * 2, 1024));
+        old.swap(slots);
+        for (const void *moved : old) {
+            if (moved != nullptr) slots[Slot(moved)] = moved;
+        }
+    }
+    slots[Slot(address)] = address;
+    ++used;
+}
+
+Ledger::~Ledger()
+{
+    for (const Cell &cell : cells) {
+        ASAN_UNPOISON_MEMORY_REGION(cell.value, CellBytes(cell.sizeClass));
+        std::free(cell.value);
+    }
+}
+
+// The value that has rested longest, if enough others of its size rest; null otherwise.
+Value *Ledger::TakeRested(unsigned sizeClass)
+{
+    auto &queue = resting[sizeClass];
+    if (queue.size() <= std::max<std::size_t>(restingBytes >> sizeClass, 2)) return nullptr;
+    Value *value = queue.front();
+    queue.pop_front();
+
+    auto bytes = CellBytes(sizeClass) - sizeof(Value);
+    ASAN_UNPOISON_MEMORY_REGION(value->Bytes(), bytes);
+    auto used = std::min(bytes, static_cast<std::size_t>(value->size));
+    if (!IsUntouched(value->Bytes(), used)) Error("a value was written to after its release");
+    std::memset(static_cast<void *>(value), 0, sizeof(Value) + used);
+    return value;
+}
+
+Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
+{
+    auto sizeClass = SizeClass(size);
+    Value *value = TakeRested(sizeClass);
+    if (value == nullptr) {
+        value = static_cast<Value *>(std::calloc(1, CellBytes(sizeClass)));
+        if (value == nullptr) return nullptr;
+        cells.push_back({value, sizeClass});
+        addresses.Insert(value);
+    }
+    value->kind = kind;
+    value->size = static_cast<std::int64_t>(size);
+    value->type = type;
+    value->references = 1;
+    ASAN_POISON_MEMORY_REGION(value->Bytes() + size, CellBytes(sizeClass) - sizeof(Value) - size);
+    Count(live, *value, 1);
+    Count(handedOut, *value, 1);
+    return value;
+}
+
+Value *Ledger::Find(const void *handle, Kind kind, const char *operation)
+{
+    if (handle == nullptr) return nullptr;
+    const char *fault = "was never handed out";
+    if (addresses.Contains(handle)) {
+        auto value = static_cast<Value *>(const_cast<void *>(handle));
+        if (value->kind == kind || (value->kind == Kind::Dying && kind == Kind::Object)) return value;
+        fault = value->kind == Kind::Dead ? "is released already" : "is of another kind";
+    }
+    Error(std::string(operation) + ": the handle " + fault);
+    return nullptr;
+}
+
+void Ledger::Lock(const void *handle, Kind kind, const char *operation)
+{
+    if (Value *value = Find(handle, kind, operation)) {
+        ++value->references;
+        Count(handedOut, *value, 1);
+    }
+}
+
+bool Ledger::Unlock(Value *value)
+{
+    --value->references;
+    if (value->kind != Kind::Dying) return value->references == 0;
+    if (value->references < 0) Error("a destructor released its own " + Describe(*value) + " without a lock");
+    return false;
+}
+
+void Ledger::Bury(Value *value)
+{
+    Count(live, *value, -1);
+    value->kind = Kind::Dead;
+    auto size = static_cast<std::size_t>(value->size);
+    std::memset(value->Bytes(), restingPattern, size);
+    ASAN_POISON_MEMORY_REGION(value->Bytes(), size);
+    resting[SizeClass(size)].push_back(value);
+}
+
+void Ledger::Error(std::string text)
+{
+    if (errors.size() < keptErrors) errors.push_back(std::move(text));
+}
+
+std::vector<std::string> Ledger::Leaks() const
+{
+    std::vector<std::string> leaks;
+    for (const Cell &cell : cells) {
+        if (cell.value->kind == Kind::Dead) continue;
+        auto count = cell.value->references;
+        leaks.push_back(Describe(*cell.value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
+    }
+    return leaks;
+}
+
+void Ledger::Count(References &account, const Value &value, long change)
+{
+    if (value.type == nullptr) {
+        account.strings += change;
+    } else {
+        (value.type->isMemoryBlock ? account.memoryBlocks : account.objects) += change;
+    }
+}
+
+} // namespace host

@@ -1,0 +1,105 @@
+// The account of everything the host hands out: which values live, who was released twice.
+//
+// Every value comes from here and goes back here. Its memory is never given back to the system while the
+// host lives: a released value rests, filled with a pattern, before its place is used again. So any handle
+// can be looked up safely, and whoever uses or changes a released value is found out and recorded.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct Class;
+
+enum class Kind : std::uint32_t { Dead, String, Text, Object, Dying };
+
+// What every value begins with. The two array layouts fix the place of the count.
+struct Value {
+    Kind kind;
+    std::uint32_t encoding; // of a string
+    std::int64_t size;      // in bytes, of what follows
+    const Class *type;      // of an object
+    std::int64_t references;
+
+    unsigned char *Bytes() { return reinterpret_cast<unsigned char *>(this + 1); }
+};
+static_assert(sizeof(Value) == 32 && offsetof(Value, references) == 24);
+
+struct References {
+    long strings = 0; // texts too
+    long objects = 0; // arrays too
+    long memoryBlocks = 0;
+
+    bool operator==(const References &) const = default;
+};
+
+// The addresses of all values, living and resting. Open addressing; nothing is ever taken out.
+class AddressSet {
+  public:
+    bool Contains(const void *address) const;
+    void Insert(const void *address);
+
+  private:
+    std::size_t Slot(const void *address) const;
+
+    std::vector<const void *> slots;
+    std::size_t used = 0;
+};
+
+class Ledger {
+  public:
+    Ledger() = default;
+    Ledger(const Ledger &) = delete;
+    Ledger &operator=(const Ledger &) = delete;
+    ~Ledger();
+
+    // A cleared value with one reference; null when there is no memory.
+    Value *Create(Kind kind, std::size_t size, const Class *type = nullptr);
+
+    // The living value behind a handle. Null for nil; null with an error recorded for a handle of anything
+    // else. A dying object is an object still.
+    Value *Find(const void *handle, Kind kind, const char *operation);
+
+    void Lock(const void *handle, Kind kind, const char *operation);
+
+    // Takes one reference away; true when it was the last one and the value is to be ended and buried.
+    bool Unlock(Value *value);
+
+    void Bury(Value *value);
+
+    void Error(std::string text);
+
+    // Living values, each counted once however often it is locked.
+    const References &Live() const { return live; }
+
+    // References handed out since the start, by creation or by locking; the same sorts as in Live.
+    const References &HandedOut() const { return handedOut; }
+
+    // One line for each living value: its kind, its content and its references.
+    std::vector<std::string> Leaks() const;
+
+    // What was done wrong with handles; the first hundred.
+    const std::vector<std::string> &Errors() const { return errors; }
+
+  private:
+    struct Cell {
+        Value *value;
+        unsigned sizeClass;
+    };
+
+    Value *TakeRested(unsigned sizeClass);
+    static void Count(References &account, const Value &value, long change);
+
+    AddressSet addresses;
+    std::vector<Cell> cells;
+    std::array<std::deque<Value *>, 64> resting; // by the power of two of their size
+    References live, handedOut;
+    std::vector<std::string> errors;
+};
+
+} // namespace host

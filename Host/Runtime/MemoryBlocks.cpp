@@ -1,0 +1,156 @@
+// The class MemoryBlock: bytes on the heap, or a view of memory that belongs to someone else.
+#include "Host/Runtime/Host.h"
+#include "Host/Runtime/OwnClasses.h"
+#include "Host/Runtime/Owned.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace host {
+namespace {
+
+struct Block {
+    unsigned char *data;
+    std::int64_t size;
+    bool owned;
+};
+
+const Class &BlockClass()
+{
+    return *Host::Current().classes.Find("MemoryBlock");
+}
+
+Block &BlockOf(REALobjectStruct *object)
+{
+    return *static_cast<Block *>(InstanceBlock(object, BlockClass()));
+}
+
+void Raise(const char *className, const char *message)
+{
+    Owned exception(NewException({className, message}));
+    Host::Current().exceptions.Raise(exception.Get());
+}
+
+void Destroy(REALobjectStruct *object)
+{
+    Block &block = BlockOf(object);
+    if (block.owned) std::free(block.data);
+    block = {};
+}
+
+// Even an empty block has an address.
+bool Allocate(REALobjectStruct *object, std::int64_t size)
+{
+    Destroy(object);
+    auto data = static_cast<unsigned char *>(std::calloc(static_cast<std::size_t>(size) + 1, 1));
+    if (data == nullptr) return false;
+    BlockOf(object) = {data, size, true};
+    return true;
+}
+
+unsigned long Construct(REALobjectStruct *object, long size)
+{
+    if (size < 0) {
+        Raise("OutOfBoundsException", "A memory block can't have a negative size.");
+    } else if (!Allocate(object, size)) {
+        Raise("OutOfMemoryException", "There is no memory for the memory block.");
+    }
+    return 0;
+}
+
+void ConstructFromString(REALobjectStruct *object, REALstringStruct *content)
+{
+    auto bytes = BytesOf(content);
+    Construct(object, static_cast<long>(bytes.size()));
+    if (BlockOf(object).data != nullptr) std::copy(bytes.begin(), bytes.end(), BlockOf(object).data);
+}
+
+void *ToPointer(REALobjectStruct *object)
+{
+    return BlockOf(object).data;
+}
+
+void FromPointer(REALobjectStruct *object, void *data)
+{
+    Destroy(object);
+    BlockOf(object) = {static_cast<unsigned char *>(data), -1, false};
+}
+
+long GetSize(REALobjectStruct *object, long)
+{
+    return BlockOf(object).size;
+}
+
+// The constructor is a call into the host like any entry: it can be made to fail.
+constexpr char constructorName[] = "MemoryBlock.Constructor";
+
+REALmethodDefinition methods[] = {
+    Method("Constructor(bytes as Integer)", Provided<Construct, constructorName>::Call),
+    Method("Constructor(content as String)", ConstructFromString),
+    Method("Operator_Convert() As Ptr", ToPointer),
+    Method("Operator_Convert(value as Ptr)", FromPointer),
+};
+
+REALproperty properties[] = {
+    Computed("Size", "Integer", GetSize),
+};
+
+REALclassDefinition definition{
+    .name = "MemoryBlock",
+    .dataSize = sizeof(Block),
+    .destructor = Destroy,
+    .properties = properties,
+    .propertyCount = std::size(properties),
+    .methods = methods,
+    .methodCount = std::size(methods),
+};
+
+bool IsBlock(REALobjectStruct *object, const char *operation)
+{
+    const Class *type = ClassOf(object, operation);
+    if (type != nullptr && !type->isMemoryBlock) Host::Current().ledger.Error("a memory block was expected, not a " + type->name);
+    return type != nullptr && type->isMemoryBlock;
+}
+
+} // namespace
+
+void AddMemoryBlockClass(Classes &classes)
+{
+    classes.AddClass(definition, true);
+}
+
+REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)
+{
+    Owned block(NewInstance(BlockClass()));
+    if (block.Get() == nullptr || !Allocate(block.Get(), static_cast<std::int64_t>(count))) return nullptr;
+    if (count != 0) std::memcpy(BlockOf(block.Get()).data, bytes, count);
+    return block.Leave();
+}
+
+MemoryBlockView ViewOf(REALobjectStruct *object)
+{
+    if (!IsBlock(object, "reading of a memory block")) return {};
+    const Block &block = BlockOf(object);
+    return {block.data, block.size};
+}
+
+// --- entries -----------------------------------------------------------------------------------------------
+
+void *entry::REALMemoryBlockGetPtr(REALmemoryBlockStruct *block)
+{
+    return IsBlock(AsObject(block), REALMemoryBlockGetPtrName) ? BlockOf(AsObject(block)).data : nullptr;
+}
+
+long entry::REALMemoryBlockGetSize(REALmemoryBlockStruct *block)
+{
+    return IsBlock(AsObject(block), REALMemoryBlockGetSizeName) ? BlockOf(AsObject(block)).size : 0;
+}
+
+REALmemoryBlockStruct *entry::REALPtrToMemoryBlock(void *data)
+{
+    REALobjectStruct *object = NewInstance(BlockClass());
+    if (object != nullptr) FromPointer(object, data);
+    return AsMemoryBlock(object);
+}
+
+} // namespace host

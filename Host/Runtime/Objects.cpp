@@ -1,0 +1,137 @@
+#include "Host/Runtime/Objects.h"
+
+#include "Host/Runtime/Host.h"
+#include "Host/Runtime/Owned.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace host {
+namespace {
+
+using Destructor = void (*)(REALobjectStruct *);
+
+Value *FindObject(const void *object, const char *operation)
+{
+    return Host::Current().ledger.Find(object, Kind::Object, operation);
+}
+
+void RunDestructors(REALobjectStruct *object, const Class &type)
+{
+    for (const Class *level = &type; level != nullptr; level = level->super) {
+        if (level->definition->destructor != nullptr) level->definition->destructor(object);
+        if (level->destructor != nullptr) reinterpret_cast<Destructor>(level->destructor)(object);
+    }
+}
+
+void End(Value *value)
+{
+    Host &host = Host::Current();
+    auto object = reinterpret_cast<REALobjectStruct *>(value);
+    value->kind = Kind::Dying;
+    RunDestructors(object, *value->type);
+    host.events.Forget(object);
+    if (value->references > 0) host.ledger.Error("a destructor kept its own object " + value->type->name);
+    host.ledger.Bury(value);
+}
+
+void Unlock(REALobjectStruct *object, const char *operation)
+{
+    Value *value = FindObject(object, operation);
+    if (value != nullptr && Host::Current().ledger.Unlock(value)) End(value);
+}
+
+const Function *FindPrototype(std::vector<const Function *> functions, const char *prototype)
+{
+    auto wanted = ParseDeclaration(prototype != nullptr ? prototype : "");
+    if (!wanted) return nullptr;
+    auto found = std::find_if(functions.begin(), functions.end(), [&](const Function *function) {
+        return SamePrototype(function->declaration, *wanted);
+    });
+    return found != functions.end() ? *found : nullptr;
+}
+
+} // namespace
+
+REALobjectStruct *NewInstance(const Class &type)
+{
+    auto size = type.offset + type.dataSize - sizeof(Value);
+    return reinterpret_cast<REALobjectStruct *>(Host::Current().ledger.Create(Kind::Object, size, &type));
+}
+
+void Lock(REALobjectStruct *object)
+{
+    entry::REALLockObject(object);
+}
+
+void Release(REALobjectStruct *object)
+{
+    Unlock(object, "release of an object");
+}
+
+const Class *ClassOf(const REALobjectStruct *object, const char *operation)
+{
+    Value *value = FindObject(object, operation);
+    return value != nullptr ? value->type : nullptr;
+}
+
+void *InstanceBlock(REALobjectStruct *object, const Class &type)
+{
+    return reinterpret_cast<unsigned char *>(object) + type.offset;
+}
+
+// --- entries -----------------------------------------------------------------------------------------------
+
+void entry::REALLockObject(REALobjectStruct *object)
+{
+    Host::Current().ledger.Lock(object, Kind::Object, REALLockObjectName);
+}
+
+void entry::REALUnlockObject(REALobjectStruct *object)
+{
+    Unlock(object, REALUnlockObjectName);
+}
+
+REALobjectStruct *entry::REALnewInstance(const char *className)
+{
+    const Class *type = Host::Current().classes.Find(className != nullptr ? className : "");
+    return type != nullptr ? NewInstance(*type) : nullptr;
+}
+
+REALobjectStruct *entry::CreateInstance(REALclassRefStruct *classRef)
+{
+    auto type = reinterpret_cast<const Class *>(classRef);
+    return Host::Current().classes.Owns(type) ? NewInstance(*type) : nullptr;
+}
+
+REALclassRefStruct *entry::REALGetClassRef(const char *className)
+{
+    return reinterpret_cast<REALclassRefStruct *>(Host::Current().classes.Find(className != nullptr ? className : ""));
+}
+
+unsigned long entry::REALObjectIsA(REALobjectStruct *object, REALclassRefStruct *classRef)
+{
+    const Class *type = ClassOf(object, REALObjectIsAName);
+    auto wanted = reinterpret_cast<const Class *>(classRef);
+    return type != nullptr && Host::Current().classes.Owns(wanted) && type->IsA(*wanted);
+}
+
+void *entry::REALLoadObjectMethod(REALobjectStruct *object, const char *prototype)
+{
+    const Class *type = ClassOf(object, REALLoadObjectMethodName);
+    if (type == nullptr || prototype == nullptr) return nullptr;
+    if (auto known = type->loaded.find(std::string_view(prototype)); known != type->loaded.end()) return known->second;
+    auto wanted = ParseDeclaration(prototype);
+    const Function *method = wanted ? FindMethod(*type, *wanted) : nullptr;
+    void *address = method != nullptr ? method->address : nullptr;
+    type->loaded.emplace(prototype, address);
+    return address;
+}
+
+void *entry::REALLoadGlobalMethod(void *, const char *prototype)
+{
+    const Function *function = FindPrototype(Host::Current().classes.AllFunctions(), prototype);
+    return function != nullptr ? function->address : nullptr;
+}
+
+} // namespace host

@@ -1,0 +1,34 @@
+// Host strings: bytes with an encoding code, a count of references, and four zero bytes behind the end.
+//
+// The empty string is the null handle; a string that exists has at least one byte. Texts are the same with
+// UTF-8 inside.
+#pragma once
+
+#include "Source/SDK/GlueCode/HostTypes.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// One reference for the caller; null for no bytes or no memory.
+REALstringStruct *NewString(std::string_view bytes, unsigned int encoding = kEncodingUTF8);
+RuntimeText *NewText(std::string_view utf8);
+
+void Release(REALstringStruct *string);
+void Release(RuntimeText *text);
+
+// The bytes stay the string's; none for nil.
+std::string_view BytesOf(REALstringStruct *string);
+
+// The code; that of UTF-8 for nil.
+unsigned int EncodingOf(REALstringStruct *string);
+
+bool IsSevenBit(std::string_view bytes);
+
+// What can't be converted becomes a question mark; to or from "no declared encoding" the bytes stay what they
+// are. Nothing for a code that names no encoding.
+std::optional<std::string> Convert(std::string_view bytes, unsigned int from, unsigned int to);
+
+} // namespace host

@@ -1,0 +1,49 @@
+// Calls of a plugin's functions from Lua.
+//
+// The declaration of a function is turned into a plan once; a call then converts its arguments, makes the call
+// through libffi and converts what comes back. Functions of one name are the forms of one method: the first form
+// in the order of registration that takes the arguments is the one that is called.
+#pragma once
+
+#include "Host/Script/Values.h"
+
+#include <ffi.h>
+
+namespace host {
+
+struct Form {
+    struct Slot {
+        ValueType type;
+        bool byref = false;     // takes no argument and gives one more result
+        bool omittable = false; // by a declared default, or as an object after a byref parameter
+        Word defaultWord = 0;
+        std::string defaultText;
+    };
+
+    const Function *function = nullptr;
+    bool takesObject = false; // as the first argument, before those of the slots
+    std::vector<Slot> slots;
+    ValueType result;
+    std::vector<ffi_type *> types;
+    ffi_cif cif{};
+};
+
+struct Method {
+    std::string name; // with its class, for messages
+    std::vector<std::unique_ptr<Form>> forms;
+};
+
+// What an assignment to a member does, or a reading that is no plain value: exactly one of the three.
+struct Member {
+    const Property *property = nullptr;
+    const Event *event = nullptr;
+    const Method *assignment = nullptr;
+};
+
+std::unique_ptr<Form> MakeForm(const Host &host, const Function &function, bool takesObject);
+
+// Calls the method with the arguments from the index `first` up to the top; the object is null for a function that
+// takes none. Leaves the result and then the values that come back byref on the stack and answers how many.
+int CallMethod(lua_State *state, const Method &method, REALobjectStruct *object, int first);
+
+} // namespace host

@@ -1,0 +1,270 @@
+#include "Host/Script/Values.h"
+
+namespace host {
+namespace {
+
+constexpr char proxyMark = 0;
+constexpr char proxiesKey = 0;       // the table of all proxies of objects, by handle; weak
+constexpr char stringMetatableKey = 0;
+
+Proxy *NewProxy(lua_State *state, const void *metatableKey, const Class *type)
+{
+    auto proxy = static_cast<Proxy *>(lua_newuserdatauv(state, sizeof(Proxy), 1));
+    *proxy = {&proxyMark, nullptr, type};
+    lua_rawgetp(state, LUA_REGISTRYINDEX, metatableKey);
+    lua_setmetatable(state, -2);
+    return proxy;
+}
+
+bool IsNumberWithInteger(lua_State *state, int index)
+{
+    int isInteger = 0;
+    if (lua_type(state, index) == LUA_TNUMBER) lua_tointegerx(state, index, &isInteger);
+    return isInteger != 0;
+}
+
+bool IsProxyOf(lua_State *state, int index, const Class *type)
+{
+    const Proxy *proxy = ToProxy(state, index);
+    return proxy != nullptr && proxy->type != nullptr && type != nullptr && proxy->handle != nullptr &&
+           proxy->type->IsA(*type);
+}
+
+bool IsLivingBlock(const Proxy *proxy)
+{
+    return proxy != nullptr && proxy->handle != nullptr && proxy->type != nullptr && proxy->type->isMemoryBlock;
+}
+
+bool IsUTF8(std::string_view text)
+{
+    auto next = reinterpret_cast<const unsigned char *>(text.data());
+    auto end = next + text.size();
+    while (next != end) {
+        unsigned char lead = *next++;
+        if (lead < 0x80) continue;
+        if (lead < 0xC2 || lead > 0xF4) return false;
+        int trail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+        if (end - next < trail || (*next & 0xC0) != 0x80) return false;
+        if ((lead == 0xE0 && *next < 0xA0) || (lead == 0xED && *next > 0x9F)) return false;
+        if ((lead == 0xF0 && *next < 0x90) || (lead == 0xF4 && *next > 0x8F)) return false;
+        for (; trail > 0; --trail) {
+            if ((*next++ & 0xC0) != 0x80) return false;
+        }
+    }
+    return true;
+}
+
+Owned<REALstringStruct> StringOfLua(lua_State *state, int index)
+{
+    std::size_t length = 0;
+    const char *bytes = lua_tolstring(state, index, &length);
+    std::string_view text(bytes, length);
+    bool isText = IsSevenBit(text) || IsUTF8(text);
+    return Owned(NewString(text, isText ? kEncodingUTF8 : kEncodingNone));
+}
+
+Word IntegerInRange(lua_State *state, int index, const ValueType &type)
+{
+    Word value = lua_tointeger(state, index);
+    Word limit = type.kind == TypeKind::UInt16 ? UINT16_MAX : UINT32_MAX;
+    if (type.kind != TypeKind::Integer && (value < 0 || value > limit)) {
+        throw Mistake(std::to_string(value) + " is out of range for " + type.name);
+    }
+    return value;
+}
+
+void *PointerOf(lua_State *state, int index)
+{
+    const Proxy *proxy = ToProxy(state, index);
+    if (proxy == nullptr) return lua_touserdata(state, index);
+    return ViewOf(static_cast<REALobjectStruct *>(proxy->handle)).data;
+}
+
+void PushPointer(lua_State *state, void *pointer)
+{
+    if (pointer != nullptr) {
+        lua_pushlightuserdata(state, pointer);
+    } else {
+        lua_pushnil(state);
+    }
+}
+
+int ReleaseProxy(lua_State *state)
+{
+    Proxy *proxy = ToProxy(state, 1);
+    if (proxy == nullptr) throw Mistake("a proxy was expected");
+    void *handle = std::exchange(proxy->handle, nullptr);
+    if (handle == nullptr) return 0;
+    if (proxy->type == nullptr) {
+        Release(static_cast<REALstringStruct *>(handle));
+        return 0;
+    }
+    PushExistingProxy(state, handle);
+    if (lua_touserdata(state, -1) == proxy) {
+        lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+        lua_pushnil(state);
+        lua_rawsetp(state, -2, handle);
+    }
+    Release(static_cast<REALobjectStruct *>(handle));
+    Script::Of(state).host.exceptions.ThrowPending();
+    return 0;
+}
+
+int ProxyToString(lua_State *state)
+{
+    Proxy *proxy = ToProxy(state, 1);
+    if (proxy == nullptr) throw Mistake("a proxy was expected");
+    if (proxy->type == nullptr) {
+        PushString(state, static_cast<REALstringStruct *>(proxy->handle));
+    } else {
+        lua_pushfstring(state, "%s: %p", proxy->type->name.c_str(), proxy->handle);
+    }
+    return 1;
+}
+
+} // namespace
+
+Proxy *ToProxy(lua_State *state, int index)
+{
+    if (lua_type(state, index) != LUA_TUSERDATA || lua_rawlen(state, index) != sizeof(Proxy)) return nullptr;
+    auto proxy = static_cast<Proxy *>(lua_touserdata(state, index));
+    return proxy->mark == &proxyMark ? proxy : nullptr;
+}
+
+REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
+{
+    if (!IsProxyOf(state, index, &type)) {
+        throw Mistake("a living " + type.name + " was expected, not a " + NameOfValue(state, index));
+    }
+    return static_cast<REALobjectStruct *>(ToProxy(state, index)->handle);
+}
+
+void PushExistingProxy(lua_State *state, const void *object)
+{
+    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+    lua_rawgetp(state, -1, object);
+    lua_remove(state, -2);
+}
+
+void PushObject(lua_State *state, Owned<REALobjectStruct> object)
+{
+    const Class *type = ClassOf(object.Get(), "an object for the program");
+    if (type == nullptr) {
+        lua_pushnil(state);
+        return;
+    }
+    PushExistingProxy(state, object.Get());
+    if (!lua_isnil(state, -1)) return;
+    lua_pop(state, 1);
+    Proxy *proxy = NewProxy(state, type, type);
+    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+    lua_pushvalue(state, -2);
+    lua_rawsetp(state, -2, object.Get());
+    lua_pop(state, 1);
+    proxy->handle = object.Leave();
+}
+
+void PushString(lua_State *state, REALstringStruct *string)
+{
+    auto bytes = BytesOf(string);
+    lua_pushlstring(state, bytes.data(), bytes.size());
+}
+
+void PushEncodedString(lua_State *state, Owned<REALstringStruct> string)
+{
+    NewProxy(state, &stringMetatableKey, nullptr)->handle = string.Leave();
+}
+
+ValueType ResolveType(const Host &host, const Type &type)
+{
+    return {type.kind, type.kind == TypeKind::Object ? host.classes.Find(type.name) : nullptr, type.name};
+}
+
+bool Accepts(lua_State *state, int index, const ValueType &type)
+{
+    bool isNil = lua_isnil(state, index);
+    const Proxy *proxy = ToProxy(state, index);
+    bool isString = proxy != nullptr && proxy->type == nullptr;
+    switch (type.kind) {
+    case TypeKind::Boolean: return lua_isboolean(state, index);
+    case TypeKind::Integer:
+    case TypeKind::UInt16:
+    case TypeKind::UInt32: return IsNumberWithInteger(state, index);
+    case TypeKind::String: return isNil || isString || lua_type(state, index) == LUA_TSTRING;
+    case TypeKind::Ptr: return isNil || lua_islightuserdata(state, index) || IsLivingBlock(proxy);
+    case TypeKind::Object: return isNil || IsProxyOf(state, index, type.type);
+    case TypeKind::None: return false;
+    }
+    return false;
+}
+
+void ToArgument(lua_State *state, int index, const ValueType &type, Argument &argument)
+{
+    const Proxy *proxy = ToProxy(state, index);
+    switch (type.kind) {
+    case TypeKind::Boolean: argument.word = lua_toboolean(state, index); break;
+    case TypeKind::Integer:
+    case TypeKind::UInt16:
+    case TypeKind::UInt32: argument.word = IntegerInRange(state, index, type); break;
+    case TypeKind::String:
+        if (lua_type(state, index) == LUA_TSTRING) argument.string = StringOfLua(state, index);
+        argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : argument.string.Get());
+        break;
+    case TypeKind::Ptr: argument.word = reinterpret_cast<Word>(PointerOf(state, index)); break;
+    case TypeKind::Object: argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : nullptr); break;
+    case TypeKind::None: break;
+    }
+}
+
+void PushWord(lua_State *state, TypeKind kind, Word word)
+{
+    switch (kind) {
+    case TypeKind::Boolean: lua_pushboolean(state, (word & 0xFF) != 0); break;
+    case TypeKind::Integer:
+    case TypeKind::UInt16:
+    case TypeKind::UInt32: lua_pushinteger(state, word); break;
+    case TypeKind::String: PushString(state, Owned(reinterpret_cast<REALstringStruct *>(word)).Get()); break;
+    case TypeKind::Ptr: PushPointer(state, reinterpret_cast<void *>(word)); break;
+    case TypeKind::Object: PushObject(state, Owned(reinterpret_cast<REALobjectStruct *>(word))); break;
+    case TypeKind::None: lua_pushnil(state); break;
+    }
+}
+
+std::string NameOfValue(lua_State *state, int index)
+{
+    if (const Proxy *proxy = ToProxy(state, index)) {
+        std::string name = proxy->type != nullptr ? proxy->type->name : "string";
+        return proxy->handle != nullptr || proxy->type == nullptr ? name : "released " + name;
+    }
+    if (lua_type(state, index) != LUA_TNUMBER) return luaL_typename(state, index);
+    return IsNumberWithInteger(state, index) ? "integer" : "number with a fraction";
+}
+
+void SetProxyFunctions(lua_State *state, const std::string &name)
+{
+    SetFunction<ReleaseProxy>(state, "__gc");
+    SetFunction<ReleaseProxy>(state, "__close");
+    SetFunction<ProxyToString>(state, "__tostring");
+    for (const char *field : {"__name", "__metatable"}) {
+        lua_pushstring(state, field);
+        lua_pushlstring(state, name.data(), name.size());
+        lua_rawset(state, -3);
+    }
+}
+
+void OpenValues(lua_State *state)
+{
+    lua_newtable(state);
+    lua_createtable(state, 0, 1);
+    lua_pushstring(state, "__mode");
+    lua_pushstring(state, "v");
+    lua_rawset(state, -3);
+    lua_setmetatable(state, -2);
+    lua_rawsetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+
+    lua_newtable(state);
+    SetProxyFunctions(state, "string with an encoding");
+    lua_rawsetp(state, LUA_REGISTRYINDEX, &stringMetatableKey);
+}
+
+} // namespace host

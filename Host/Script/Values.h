@@ -1,0 +1,66 @@
+// Values on their way between Lua and the host.
+//
+// An object, and a string with an encoding of its own, is a userdata in Lua: a proxy that owns one reference.
+// While an object has a proxy it has only this one.
+#pragma once
+
+#include "Host/Script/Lua.h"
+
+namespace host {
+
+struct Proxy {
+    const void *mark; // tells proxies from the userdata of others
+    void *handle;     // null once it is released
+    const Class *type; // null for a string
+};
+
+// Null for anything but a proxy.
+Proxy *ToProxy(lua_State *state, int index);
+
+// The living object of the first argument. Throw Mistake for anything else, naming what was wanted.
+REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type);
+
+// Leaves the proxy on the stack, nil for a null handle. The reference goes to the proxy.
+void PushObject(lua_State *state, Owned<REALobjectStruct> object);
+
+// Leaves the bytes as a Lua string, the empty one for nil.
+void PushString(lua_State *state, REALstringStruct *string);
+
+// A proxy of a string; null is a proxy too.
+void PushEncodedString(lua_State *state, Owned<REALstringStruct> string);
+
+// Leaves the proxy of the object on the stack if it has one, else nil.
+void PushExistingProxy(lua_State *state, const void *object);
+
+void OpenValues(lua_State *state);
+
+// Completes the metatable on top of the stack to one of proxies.
+void SetProxyFunctions(lua_State *state, const std::string &name);
+
+// What a declared type asks for, with the class looked up.
+struct ValueType {
+    TypeKind kind = TypeKind::None;
+    const Class *type = nullptr; // of objects; null when there is no class of that name
+    std::string name = {};
+};
+ValueType ResolveType(const Host &host, const Type &type);
+
+// True when the Lua value is of a kind that the type takes; a number may still be out of range.
+bool Accepts(lua_State *state, int index, const ValueType &type);
+
+// An argument or a property's new value, with what has to live as long as it is used.
+struct Argument {
+    Word word = 0;
+    Owned<REALstringStruct> string;
+};
+
+// The value must be one that the type accepts. Throws Mistake for a number out of range.
+void ToArgument(lua_State *state, int index, const ValueType &type, Argument &argument);
+
+// Leaves the value on the stack; the reference of a string or an object is taken over.
+void PushWord(lua_State *state, TypeKind kind, Word word);
+
+// What a value is called in messages: "integer", "string", "UDPSocketVYN".
+std::string NameOfValue(lua_State *state, int index);
+
+} // namespace host

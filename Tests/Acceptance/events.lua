@@ -1,0 +1,255 @@
+-- Polling and events: when they come, and what handlers may do.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+local equal, balanced, bound = support.equal, support.balanced, support.bound
+
+-- A bound socket with one datagram queued for it.
+local function loaded(count)
+  local receiver, port = bound()
+  local sender = UDPSocketVYN()
+  for i = 1, count or 1 do
+    sender:SendMessage("datagram " .. i, "127.0.0.1", port)
+  end
+  support.arrived(receiver)
+  return receiver, sender, port
+end
+
+balanced("a queued datagram fires once a poll, until it is read", function()
+  local receiver = loaded(2)
+  local fired = 0
+  function receiver:DataAvailable()
+    fired = fired + 1
+    self:Read()
+  end
+  for poll = 1, 4 do
+    receiver:Poll()
+    equal(fired, math.min(poll, 2))
+  end
+end)
+
+balanced("an empty datagram fires too", function()
+  local receiver, port = bound()
+  local fired = 0
+  function receiver:DataAvailable()
+    fired = fired + 1
+    self:Read()
+  end
+  local sender = UDPSocketVYN()
+  sender:SendMessage("", "127.0.0.1", port)
+  support.wait(function() return fired > 0 end)
+  receiver:Poll()
+  equal(fired, 1)
+end)
+
+balanced("SendComplete comes once after several sends, and not after one that failed", function()
+  local _, port = bound()
+  local sender = UDPSocketVYN()
+  local fired = 0
+  function sender:SendComplete()
+    fired = fired + 1
+  end
+  sender:Poll()
+  equal(fired, 0)
+  for _ = 1, 3 do
+    sender:SendMessage("x", "127.0.0.1", port)
+  end
+  sender:Poll()
+  sender:Poll()
+  equal(fired, 1)
+  sender:SendMessage("x", "255.255.255.255", port)
+  sender:Poll()
+  equal(fired, 1)
+  -- Without a handler the mark is gone all the same.
+  sender.SendComplete = nil
+  sender:SendMessage("x", "127.0.0.1", port)
+  sender:Poll()
+  function sender:SendComplete()
+    fired = fired + 1
+  end
+  sender:Poll()
+  equal(fired, 1)
+end)
+
+balanced("a raw socket fires the same events", function()
+  local receiver = RAWSocketVYN(2, 2, 17)
+  receiver:Bind(0, "127.0.0.1")
+  local fired = {}
+  function receiver:DataAvailable()
+    fired[#fired + 1] = self:ReadDatagram().Data
+  end
+  function receiver:SendComplete()
+    fired[#fired + 1] = "sent"
+  end
+  receiver:SendMessage("to myself", "127.0.0.1", receiver.LocalPort)
+  support.wait(function() return #fired >= 2 end)
+  table.sort(fired)
+  equal(table.concat(fired, ","), "sent,to myself")
+end)
+
+-- What a handler may do to its own socket and to others, when it is polled by hand or by the host.
+local actions = {
+  nothing = function() end,
+  read = function(socket) socket:Read() end,
+  peek = function(socket) socket:Read(true) end,
+  clear = function(socket)
+    host.close(socket.Handle)
+    socket.Handle = 0
+  end,
+  replace = function(socket)
+    host.close(socket.Handle)
+    socket.Handle = host.socket(2, 2, 17)
+  end,
+  absurd = function(socket)
+    host.close(socket.Handle)
+    socket.Handle = 1 << 40
+  end,
+  bind = function(socket) socket:Bind(0) end,
+  poll = function(socket) socket:Poll() end,
+  open = function(_, kept)
+    for i = 1, 100 do
+      kept[i] = UDPSocketVYN()
+    end
+  end,
+  drop = function(_, kept)
+    kept.socket = nil
+    host.collect()
+  end,
+  send = function(socket) socket:SendMessage("x", "127.0.0.1", socket.LocalPort) end,
+}
+
+for name, action in pairs(actions) do
+  balanced("a handler that does this: " .. name, function()
+    for _, way in ipairs({ "poll", "task" }) do
+      local kept = {}
+      local receiver, sender, port = loaded()
+      kept.socket = receiver
+      receiver.tag = kept
+      local fired = 0
+      function receiver:DataAvailable()
+        fired = fired + 1
+        action(self, kept)
+      end
+      receiver = nil
+      if way == "poll" then
+        kept.socket:Poll()
+      else
+        host.step()
+      end
+      equal(fired, 1, way)
+      host.step() -- and the host goes on
+    end
+  end)
+end
+
+balanced("a raw socket that closes itself in its handler", function()
+  local receiver = RAWSocketVYN(2, 2, 17)
+  receiver:Bind(0, "127.0.0.1")
+  local fired = 0
+  function receiver:DataAvailable()
+    fired = fired + 1
+    self:Close()
+  end
+  function receiver:SendComplete()
+    fired = fired + 100 -- never: the socket is closed by then
+  end
+  receiver:SendMessage("x", "127.0.0.1", receiver.LocalPort)
+  support.wait(function() return fired > 0 end)
+  host.step()
+  equal(fired, 1)
+end)
+
+balanced("a handler that polls does not enter itself", function()
+  local receiver = loaded(3)
+  local depth, deepest = 0, 0
+  function receiver:DataAvailable()
+    depth = depth + 1
+    deepest = math.max(deepest, depth)
+    self:Poll()
+    host.step()
+    depth = depth - 1
+  end
+  receiver:Poll()
+  equal(deepest, 1)
+end)
+
+balanced("a standard exception ends its handler alone", function()
+  local receiver, sender = loaded()
+  local completed = false
+  receiver:SendMessage("x", "127.0.0.1", 9)
+  function receiver:DataAvailable()
+    host.raiseStandard("from the handler")
+  end
+  function receiver:SendComplete()
+    completed = true
+  end
+  receiver:Poll()
+  equal(completed, true)
+end)
+
+balanced("another exception ends the poll and reaches who polled", function()
+  local receiver = loaded()
+  local completed = 0
+  receiver:SendMessage("x", "127.0.0.1", 9)
+  function receiver:DataAvailable()
+    host.exception("RuntimeException", "from the handler", 5)
+  end
+  function receiver:SendComplete()
+    completed = completed + 1
+  end
+  support.raises("RuntimeException", "from the handler", function() receiver:Poll() end)
+  equal(completed, 0)
+  host.step() -- the task's poll keeps it to itself
+  equal(completed, 0)
+  receiver:Read()
+  receiver:Poll() -- and the next poll runs
+  equal(completed, 1)
+end)
+
+balanced("a thousand sockets, most of them beyond descriptor 1,024", function()
+  local sockets, fired = {}, 0
+  for i = 1, 1500 do
+    sockets[i] = UDPSocketVYN()
+    sockets[i]:Bind(0, "127.0.0.1")
+    sockets[i].DataAvailable = function(self)
+      fired = fired + 1
+      self:Read()
+    end
+  end
+  assert(sockets[1500].Handle > 1024)
+  local sender = UDPSocketVYN()
+  for _, socket in ipairs(sockets) do
+    sender:SendMessage("x", "127.0.0.1", socket.LocalPort)
+  end
+  support.wait(function() return fired == 1500 end)
+  host.step()
+  equal(fired, 1500)
+end)
+
+balanced("descriptors at the edges of what select takes", function()
+  for _, number in ipairs({ 1023, 1024, 1500, 19999, 70000 }) do
+    local receiver, sender, port = loaded()
+    local fired = 0
+    function receiver:DataAvailable()
+      fired = fired + 1
+      self:Read()
+    end
+    local original = receiver.Handle
+    if pcall(host.dup, original, number) then
+      receiver.Handle = number
+      receiver:Poll()
+      receiver:Poll()
+      equal(fired, 1, "descriptor " .. number)
+      host.close(original)
+    else
+      print("skipped: the limit of open files is below " .. number)
+    end
+  end
+  local quiet = UDPSocketVYN()
+  host.close(quiet.Handle)
+  for _, number in ipairs({ -1, 1023, 1024, 65535, 65536, (1 << 31) - 1, 1 << 31, 1 << 40, math.mininteger }) do
+    quiet.Handle = number
+    for _ = 1, 100 do
+      quiet:Poll()
+    end
+  end
+  quiet.Handle = 0
+end)

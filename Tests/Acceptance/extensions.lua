@@ -1,0 +1,75 @@
+-- The options of the host's own sockets, and the DNS functions.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+local equal, raises, balanced = support.equal, support.raises, support.balanced
+
+-- name, values to set, what they read back as (left out: the same)
+local rows = {
+  { "OptionReusePortVYN", { true, false } },
+  { "OptionReuseAddressVYN", { false, true } },
+  { "OptionKeepAliveVYN", { 1, 0 } },
+  { "OptionReceiveBufferSizeVYN", { 65536 }, { 131072 } },
+  { "OptionSendBufferSizeVYN", { 65536 }, { 131072 } },
+  { "OptionTOSVYN", { 16 } },
+  { "OptionTTLVYN", { 64, 1 } },
+  { "OptionMutliCastTTLVYN", { 5 } },
+}
+
+balanced("options of a host socket, set and read back", function()
+  local socket = host.udp()
+  for _, row in ipairs(rows) do
+    for i, value in ipairs(row[2]) do
+      socket[row[1]] = value
+      equal(socket[row[1]](socket), (row[3] or row[2])[i], row[1])
+    end
+  end
+  equal(socket:OptionTypeVYN(), 2)
+  socket:ClearOptionsVYN()
+end)
+
+balanced("a TCP socket has its own", function()
+  local listener = host.tcpListener()
+  local socket = host.tcp("127.0.0.1", listener.LocalPort)
+  equal(socket:OptionTypeVYN(), 1)
+  assert(socket:OptionMaximumSegmentSizeVYN() > 0)
+end)
+
+balanced("every failure is an exception that says what failed", function()
+  local socket = host.udp()
+  local function set(name, value)
+    return function() socket[name] = value end
+  end
+  raises("UnsupportedOperationException",
+    "Failed to set socket option with level: 0, option: 2, value: 0 with error 22: Invalid argument",
+    set("OptionTTLVYN", 0))
+  raises("UnsupportedOperationException",
+    "Failed to query socket option with level: 6, option: 2 with error 95: Operation not supported",
+    function() socket:OptionMaximumSegmentSizeVYN() end)
+  raises("UnsupportedOperationException",
+    "Failed to set socket option with level: 6, option: 2, value: 1000 with error 92: Protocol not available",
+    set("OptionMaximumSegmentSizeVYN", 1000))
+
+  host.close(socket.Handle)
+  raises("UnsupportedOperationException",
+    "Failed to set socket option with level: 0, option: 4 with error 9: Bad file descriptor",
+    function() socket:ClearOptionsVYN() end)
+  socket:Close()
+  for _, row in ipairs(rows) do
+    raises("UnsupportedFormatException", "Failed to get socket handle", set(row[1], row[2][1]))
+    raises("UnsupportedFormatException", "Failed to get socket handle", function() return socket[row[1]](socket) end)
+  end
+  raises("UnsupportedFormatException", "Failed to get socket handle", function() socket:ClearOptionsVYN() end)
+end)
+
+balanced("names and addresses", function()
+  equal(DNSNameToAddressVYN("127.0.0.1"), "127.0.0.1")
+  equal(DNSNameToAddressIPv6VYN("::1"), "::1")
+  equal(DNSNameToAddressVYN("localhost"), "127.0.0.1")
+  assert(DNSAddressToNameVYN("127.0.0.1") ~= "")
+  for _, lookUp in ipairs({ DNSNameToAddressVYN, DNSAddressToNameVYN, DNSNameToAddressIPv6VYN, DNSAddressToNameIPv6VYN }) do
+    for _, nonsense in ipairs({ "", "no such host", ("x"):rep(65536), "1.2.3.4.5", "\0", "\xFF\xFE" }) do
+      equal(lookUp(nonsense), "", nonsense:sub(1, 20))
+    end
+  end
+  equal(DNSNameToAddressIPv6VYN("127.0.0.1"), "") -- no mapped addresses
+  equal(DNSAddressToNameVYN("localhost"), "")     -- numeric text alone
+end)

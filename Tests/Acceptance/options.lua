@@ -1,0 +1,173 @@
+-- Option properties: each is set and read back, moves no other, and tells what the system says.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+local equal, balanced, raises = support.equal, support.balanced, support.raises
+
+local EBADF, EINVAL = 9, 22
+
+-- name, kind, values to set, what they read back as (left out: the same), values that are refused
+local rows = {
+  { "TypeOfService", "Integer", { 0, 16, 8 } },
+  { "TimeToLive", "Integer", { 1, 64, 255 }, nil, { 0, 256, -2, 1 << 31 } },
+  { "MulticastTimeToLive", "Integer", { 0, 1, 255 }, nil, { 256, -2 } },
+  { "SendBufferSize", "Integer", { 8192, 65536 }, { 16384, 131072 } },
+  { "ReceiveBufferSize", "Integer", { 8192, 65536 }, { 16384, 131072 } },
+  { "MulticastLoop", "Boolean", { false, true } },
+  { "ReuseAddress", "Boolean", { true, false } },
+  { "ReusePort", "Boolean", { true, false } },
+  { "Broadcast", "Boolean", { true, false } },
+  { "MulticastInterface", "String", { "127.0.0.1", "" }, { "127.0.0.1", "0.0.0.0" }, { "eth0", "255.255.255.255" } },
+}
+local readOnly = { Type = 2, SocketError = 0 }
+
+-- What a property answers without a socket, and after a call that failed.
+local absent = { Integer = 0, Boolean = false, String = "" }
+local failed = { Integer = -1, Boolean = false, String = "0.0.0.0" }
+local failedOf = { ReusePort = true }
+
+local function all(socket)
+  local values = {}
+  for _, row in ipairs(rows) do
+    values[row[1]] = socket[row[1]]
+    equal(socket.Lasterror, 0, row[1])
+  end
+  return values
+end
+
+balanced("every option is set, read back and moves no other", function()
+  local socket = UDPSocketVYN()
+  for _, row in ipairs(rows) do
+    local name, values, readBack, refused = row[1], row[3], row[4] or row[3], row[5] or {}
+    for i, value in ipairs(values) do
+      local before = all(socket)
+      socket[name] = value
+      equal(socket.Lasterror, 0, name)
+      equal(socket[name], readBack[i], name)
+      before[name] = readBack[i]
+      for other, found in pairs(all(socket)) do
+        equal(found, before[other], other .. " after " .. name)
+      end
+    end
+    for _, value in ipairs(refused) do
+      local before = socket[name]
+      socket[name] = value
+      assert(socket.Lasterror > 0, name .. " took " .. tostring(value))
+      equal(socket[name], before, name)
+    end
+  end
+  socket.TimeToLive = 0
+  equal(socket.Lasterror, EINVAL)
+  -- 64-bit values count by their low 32 bits.
+  socket.TimeToLive = (1 << 32) + 9
+  equal(socket.TimeToLive, 9)
+end)
+
+balanced("without a socket, and with a closed one", function()
+  local socket = UDPSocketVYN()
+  local handle = socket.Handle
+  host.close(handle)
+  for _, row in ipairs(rows) do
+    local name, kind, value = row[1], row[2], row[3][1]
+    socket.Handle = 0
+    socket[name] = value
+    equal(socket.Lasterror, -1, name)
+    socket.Lasterror = 5
+    equal(socket[name], absent[kind], name)
+    equal(socket.Lasterror, -1, name)
+
+    socket.Handle = handle
+    socket[name] = value
+    equal(socket.Lasterror, EBADF, name)
+    socket.Lasterror = 5
+    local wanted = failedOf[name]
+    if wanted == nil then
+      wanted = failed[kind]
+    end
+    equal(socket[name], wanted, name)
+    equal(socket.Lasterror, EBADF, name)
+  end
+  for name in pairs(readOnly) do
+    socket.Handle = 0
+    equal(socket[name], 0, name)
+    socket.Handle = handle
+    equal(socket[name], -1, name)
+  end
+end)
+
+balanced("options of a raw socket", function()
+  local socket = RAWSocketVYN(2, 1, 6)
+  for _, name in ipairs({ "ReuseAddress", "ReusePort", "Broadcast" }) do
+    equal(socket[name], false, name)
+    socket[name] = true
+    equal(socket[name], true, name)
+  end
+  socket.SendBufferSize = 8192
+  equal(socket.SendBufferSize, 16384)
+  socket.ReceiveBufferSize = 8192
+  equal(socket.ReceiveBufferSize, 16384)
+  equal(socket.SocketError, 0)
+  -- Only raw IP sockets have the header option.
+  socket.IPHeaderIncluded = true
+  equal(socket.Lasterror, 92) -- ENOPROTOOPT
+  equal(socket.IPHeaderIncluded, false)
+  local ok, raw = pcall(RAWSocketVYN, 2, 3, 255)
+  if ok then
+    equal(raw.IPHeaderIncluded, true) -- protocol 255 means just that
+    raw.IPHeaderIncluded = false
+    equal(raw.Lasterror, 0)
+    equal(raw.IPHeaderIncluded, false)
+  else
+    print("skipped: raw IP sockets need a privilege")
+  end
+end)
+
+balanced("one port for two sockets", function()
+  for _, option in ipairs({ "ReuseAddress", "ReusePort" }) do
+    local first, second = UDPSocketVYN(), UDPSocketVYN()
+    first[option], second[option] = true, true
+    first:Bind(0, "127.0.0.1")
+    second:Bind(first.LocalPort, "127.0.0.1")
+    equal(second.Lasterror, 0, option)
+  end
+end)
+
+balanced("multicast on the loopback interface", function()
+  local GROUP = "239.1.2.3"
+  local receiver = UDPSocketVYN()
+  receiver:Bind(0)
+  local port = receiver.LocalPort
+  receiver:AddMembership(GROUP, "127.0.0.1")
+  equal(receiver.Lasterror, 0)
+  receiver:AddMembership(GROUP, "127.0.0.1")
+  equal(receiver.Lasterror, 98) -- EADDRINUSE
+  local sender = UDPSocketVYN()
+  sender.MulticastInterface = "127.0.0.1"
+  equal(sender:SendMessage("to the group", GROUP, port), 12)
+  support.arrived(receiver)
+  equal(receiver:Read().Data, "to the group")
+
+  receiver:DropMembership(GROUP, "127.0.0.1")
+  equal(receiver.Lasterror, 0)
+  receiver:DropMembership(GROUP, "127.0.0.1")
+  equal(receiver.Lasterror, 99) -- EADDRNOTAVAIL
+  sender:SendMessage("to nobody", GROUP, port)
+  host.sleep(0.05)
+  equal(receiver:Read(), nil)
+
+  for _, group in ipairs({ "10.0.0.1", "nonsense", "" }) do
+    receiver:AddMembership(group, "127.0.0.1")
+    equal(receiver.Lasterror, EINVAL, group)
+  end
+  for _, interface in ipairs({ "eth0", "255.255.255.255", "1.2.3.4.5" }) do
+    raises("UnsupportedOperationException", "Invalid address.", function()
+      receiver:AddMembership(GROUP, interface)
+    end)
+    equal(receiver.Lasterror, -1)
+  end
+end)
+
+balanced("Debugging is one switch for all", function()
+  equal(UDPSocketVYN.Debugging, false)
+  UDPSocketVYN.Debugging = true
+  equal(UDPSocketVYN.Debugging, true)
+  UDPSocketVYN.Debugging = false
+end)

@@ -1,0 +1,276 @@
+-- RAWSocketVYN: creating, connecting, listening, accepting, bytes in and out, and the class-level methods.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+local equal, raises, balanced, wait = support.equal, support.raises, support.balanced, support.wait
+
+local EAGAIN, EINVAL, ECONNREFUSED = 11, 22, 111
+local MSG_NOSIGNAL = 0x4000
+
+local function stream()
+  return RAWSocketVYN(RAWSocketVYN.AddressFamilyINet, RAWSocketVYN.SocketTypeStream, RAWSocketVYN.ProtocolTCP)
+end
+
+local function listening()
+  local listener = stream()
+  listener:Bind(0, "127.0.0.1")
+  listener:Listen()
+  equal(listener.Lasterror, 0)
+  return listener, listener.LocalPort
+end
+
+-- A socket address as the system has it.
+local function address(port)
+  return MemoryBlock(string.pack("=I2>I2", 2, port) .. "\127\0\0\1" .. ("\0"):rep(8))
+end
+
+balanced("a socket of each kind, or the reason why not", function()
+  local socket = stream()
+  equal(socket.AddressFamily, 2)
+  equal(socket.SocketType, 1)
+  equal(socket.Protocol, 6)
+  equal(socket.Lasterror, 0)
+  for _, row in ipairs({
+    { 9999, 1, 0, "The specified address family is not supported." },
+    { 2, 1, 17, "The protocol type or the specified protocol is not supported within this domain." },
+    { 2, 77, 0, "Failed to create socket!" },
+  }) do
+    raises("UnsupportedOperationException", row[4], function() RAWSocketVYN(row[1], row[2], row[3]) end)
+  end
+end)
+
+balanced("constants and class-level methods", function()
+  for name, value in pairs({
+    AddressFamilyINet = 2, SocketTypeStream = 1, SocketTypeDatagram = 2, SocketTypeRaw = 3, ProtocolIP = 0,
+    ProtocolUDP = 17, ProtocolICMP = 1, ProtocolTCP = 6, ProtocolIPv6 = 41, ProtocolRaw = 255,
+  }) do
+    equal(RAWSocketVYN[name], value, name)
+  end
+  equal(RAWSocketVYN.AddressFamilyINet6(), 10)
+  equal(RAWSocketVYN.htons(1), 256)
+  equal(RAWSocketVYN.ntohs(256), 1)
+  equal(RAWSocketVYN.htonl(1), 16777216)
+  equal(RAWSocketVYN.ntohl(RAWSocketVYN.htonl(0xDEADBEEF)), 0xDEADBEEF)
+  equal(RAWSocketVYN.inet_addr("10.0.0.1"), 0x0100000A)
+  for _, text in ipairs({ "", "no address", "255.255.255.255", ("1"):rep(65536) }) do
+    equal(RAWSocketVYN.inet_addr(text), 0xFFFFFFFF, text:sub(1, 20))
+  end
+  equal(RAWSocketVYN.inet_ntoa(0x0100007F), "127.0.0.1")
+  equal(RAWSocketVYN.inet_ntoa(0xFFFFFFFF), "255.255.255.255")
+  local header = MemoryBlock("\x45\0\0\x73\0\0\x40\0\x40\x11\0\0\xC0\xA8\0\1\xC0\xA8\0\xC7")
+  equal(RAWSocketVYN.CalcChecksum(header, 20), 0x61B8)
+  equal(RAWSocketVYN.CalcChecksum(nil, 20), 0xFFFF)
+  equal(RAWSocketVYN.CalcChecksum(header, -1), 0xFFFF)
+end)
+
+balanced("connecting by name", function()
+  local listener, port = listening()
+  local client = stream()
+  local before = client.Handle
+  local ok, message = client:Connect("localhost", port)
+  equal(message, "")
+  equal(ok, true)
+  equal(client.Lasterror, 0)
+  assert(client.LocalPort > 0)
+  assert(not host.isOpen(before) or client.Handle == before) -- the constructor's descriptor is closed
+
+  -- Zero type and protocol get defaults.
+  local plain = stream()
+  plain.SocketType, plain.Protocol = 0, 0
+  equal(plain:Connect("127.0.0.1", port), true)
+  equal(plain.SocketType, 1)
+  equal(plain.Protocol, 6)
+  equal(plain.AddressFamily, 2)
+  local datagram = stream()
+  datagram.SocketType, datagram.Protocol = 0, 17
+  equal(datagram:Connect("127.0.0.1", port), true)
+  equal(datagram.SocketType, 2)
+end)
+
+balanced("connecting in vain leaves everything as it was", function()
+  local listener, port = listening()
+  listener:Close()
+  local client = stream()
+  local handle = client.Handle
+  local ok, message = client:Connect("127.0.0.1", port)
+  equal(ok, false)
+  equal(message, "Socket connect failed with error 111: Connection refused")
+  equal(client.Lasterror, -1)
+  for _, name in ipairs({ "no such host", "", ("x"):rep(65536), "1.2.3.4.5" }) do
+    ok, message = client:Connect(name, 80)
+    equal(ok, false, name:sub(1, 20))
+    assert(message:find("^Failed to parse IP or resolve hostname: %a"), message)
+  end
+  for _, bad in ipairs({ -1, 65536, (1 << 32) + 80, math.mininteger }) do
+    raises("UnsupportedOperationException", "Invalid port number.", function() client:Connect("127.0.0.1", bad) end)
+    equal(client.Lasterror, -1)
+  end
+  equal(client.Handle, handle)
+  assert(host.isOpen(handle))
+end)
+
+balanced("an object whose constructor failed can connect all the same, and owns no descriptor before", function()
+  local listener, port = listening()
+  local client = stream()
+  host.close(client.Handle)
+  client.Handle = 0
+  assert(host.isOpen(0))
+  equal(client:Connect("127.0.0.1", port), true)
+  assert(host.isOpen(0)) -- 0 is somebody else's descriptor
+end)
+
+balanced("accepting into a new object, into a given one, and nothing", function()
+  local listener, port = listening()
+  local peer, from, fromPort = listener:Accept(nil)
+  equal(peer, nil)
+  equal(listener.Lasterror, EAGAIN)
+  equal(from, "")
+  equal(fromPort, 0)
+
+  local first, second = stream(), stream()
+  equal(first:Connect("127.0.0.1", port), true)
+  equal(second:Connect("127.0.0.1", port), true)
+  peer, from, fromPort = listener:Accept(nil)
+  equal(from, "127.0.0.1")
+  equal(fromPort, first.LocalPort)
+  equal(peer.AddressFamily, 0)
+  assert(peer.Handle > 0)
+
+  local given = stream()
+  local old = given.Handle
+  local same
+  same, from, fromPort = listener:Accept(given)
+  equal(same, given)
+  equal(fromPort, second.LocalPort)
+  assert(given.Handle == old or not host.isOpen(old))
+
+  -- Both ends carry bytes, and the accepted object is watched by the host.
+  local got
+  function peer:DataAvailable()
+    got = self:ReadAll()
+  end
+  local hello = MemoryBlock("hello")
+  equal(first:Send(hello, 5, MSG_NOSIGNAL), 5)
+  wait(function() return got ~= nil end)
+  equal(got:bytes(), "hello")
+
+  -- The peer's end: readable without bytes.
+  first:Close()
+  local ended = false
+  function peer:DataAvailable()
+    equal(self:ReadAll(), nil)
+    equal(self.Lasterror, -1)
+    equal(self:Read(10), nil)
+    equal(self.Lasterror, 0)
+    ended = true
+  end
+  wait(function() return ended end)
+end)
+
+balanced("connecting and binding by raw address", function()
+  local listener, port = listening()
+  local bound = RAWSocketVYN(2, 2, 17)
+  equal(bound:Bind(address(0), 16), true)
+  equal(bound.LocalIP, "127.0.0.1")
+  equal(bound:Connect(address(port), 16), true)
+  equal(bound.Lasterror, 0)
+  for _, size in ipairs({ 0, 3, 15, -1 }) do
+    equal(bound:Connect(address(port), size), false, size)
+    equal(bound.Lasterror, EINVAL)
+  end
+  equal(bound:Bind(nil, 16), false)
+  equal(bound.Lasterror, 14) -- EFAULT
+end)
+
+balanced("bytes through a datagram socket", function()
+  local receiver = RAWSocketVYN(2, 2, 17)
+  receiver:Bind(0, "127.0.0.1")
+  local port = receiver.LocalPort
+  local sender = RAWSocketVYN(2, 2, 17)
+  local block = MemoryBlock("0123456789")
+  equal(sender:SendTo(block, 10, 0, address(port), 16), 10)
+  equal(sender:SendTo(block, 10, 0, address(port), 4), -1)
+  equal(sender.Lasterror, EINVAL)
+  support.arrived(receiver)
+  equal(receiver:Read(100, true):bytes(), "0123456789")
+  equal(receiver:ReadAll(true):bytes(), "0123456789")
+  equal(receiver:Read(4):bytes(), "0123") -- and the rest of the datagram is gone
+  equal(receiver:Read(100), nil)
+  equal(receiver.Lasterror, EAGAIN)
+  for _, size in ipairs({ 0, -5, math.mininteger }) do
+    equal(receiver:Read(size), nil)
+    equal(receiver.Lasterror, -1)
+  end
+  raises("OutOfMemoryException", "Failed to allocate 0 bytes of memory.", function() receiver:Read(1 << 62) end)
+  equal(receiver.Lasterror, -1)
+  equal(receiver:ReadAll(), nil)
+  equal(receiver.Lasterror, -1)
+
+  -- A send of nothing on a connected socket counts as one.
+  sender:Connect(address(port), 16)
+  local completed = false
+  function sender:SendComplete()
+    completed = true
+  end
+  equal(sender:Send(block, 0), 0)
+  sender:Poll()
+  equal(completed, true)
+  equal(sender:Send(nil, 5), -1)
+  equal(sender.Lasterror, 14) -- EFAULT
+end)
+
+balanced("a pending error costs no data", function()
+  local closed, probe = RAWSocketVYN(2, 2, 17), RAWSocketVYN(2, 2, 17)
+  closed:Bind(0, "127.0.0.1")
+  probe:Bind(0, "127.0.0.1")
+  local port = closed.LocalPort
+  probe:Connect(address(port), 16)
+  closed:Close()
+  local block = MemoryBlock("x")
+  probe:Send(block, 1)
+  local refused = false
+  wait(function()
+    refused = refused or probe:Send(block, 1) == -1
+    return refused
+  end, "the answer that nobody is there")
+  equal(probe.Lasterror, ECONNREFUSED)
+  -- The error shows up once, whichever call meets it, and then it is gone.
+  probe:Send(block, 1)
+  host.sleep(0.05)
+  equal(probe:ReadDatagram(), nil)
+  equal(probe.Lasterror, ECONNREFUSED)
+  equal(probe:ReadDatagram(), nil)
+  equal(probe.Lasterror, -1)
+end)
+
+balanced("ReadDatagram on a stream eats nothing and waits for nothing", function()
+  local listener, port = listening()
+  local client = stream()
+  equal(client:Connect("127.0.0.1", port), true) -- blocking from now on
+  equal(client:ReadDatagram(), nil)
+  equal(client.Lasterror, -1)
+  local server = listener:Accept(nil)
+  local block = MemoryBlock("stream")
+  server:Send(block, 6)
+  wait(function() return client.AvailableBytes == 6 end)
+  local datagram = client:ReadDatagram()
+  equal(datagram.Data, "stream")
+  equal(datagram.Address, "")
+  equal(datagram.Port, 0)
+  equal(datagram.rawAddress, nil)
+end)
+
+balanced("without a socket", function()
+  local socket = stream()
+  socket:Close()
+  socket:Listen()
+  equal(socket.Lasterror, -1)
+  local block = MemoryBlock("x")
+  equal(socket:Send(block, 1), 0)
+  equal(socket:SendTo(block, 1, 0, address(9), 16), 0)
+  equal(socket:Read(1), nil)
+  equal(socket:ReadAll(), nil)
+  equal((socket:Accept(nil)), nil)
+  equal(socket:Connect(address(9), 16), false)
+  equal(socket:Bind(address(9), 16), false)
+  equal(socket.IPHeaderIncluded, false)
+  equal(socket.Lasterror, -1)
+end)

@@ -1,0 +1,59 @@
+-- What the acceptance scripts share: checks that say where they stand, and small helpers.
+local support = {}
+
+-- Fails with the line of the script that checks.
+function support.equal(found, wanted, what)
+  if found ~= wanted then
+    error(("%s: wanted %s, found %s"):format(what or "value", tostring(wanted), tostring(found)), 2)
+  end
+end
+
+-- Runs the function and answers the exception it raises, which must be of that class.
+function support.raises(class, message, action)
+  local ok, exception = pcall(action)
+  if ok then
+    error("no exception, wanted " .. class .. ": " .. message, 2)
+  end
+  local text = type(exception) == "string" and exception or exception.class .. ": " .. exception.message
+  support.equal(text, class .. ": " .. message, "exception")
+  return exception
+end
+
+-- A socket bound to a free loopback port, and that port.
+function support.bound()
+  local socket = UDPSocketVYN()
+  socket:Bind(0, "127.0.0.1")
+  support.equal(socket.Lasterror, 0, "Bind")
+  return socket, socket.LocalPort
+end
+
+-- Lets the host run until the condition holds.
+function support.wait(condition, what)
+  host.run(condition, 5.0)
+  if not condition() then
+    error("in vain waited for " .. (what or "it"), 2)
+  end
+end
+
+-- Waits until a datagram is queued.
+function support.arrived(socket)
+  support.wait(function()
+    return socket.AvailableBytes > 0
+  end, "a datagram")
+end
+
+-- Checks that the body leaves references and descriptors as it found them.
+function support.balanced(name, body)
+  host.collect()
+  local references, descriptors = host.references(), table.concat(host.descriptors(), " ")
+  local ok, failure = xpcall(body, debug.traceback)
+  host.collect()
+  if not ok then
+    error(name .. ": " .. tostring(failure), 0)
+  end
+  support.equal(host.references(), references, name .. ": references")
+  support.equal(table.concat(host.descriptors(), " "), descriptors, name .. ": descriptors")
+  print("ok " .. name)
+end
+
+return support

@@ -1,0 +1,232 @@
+-- UDPSocketVYN: creating, binding, naming, sending and reading.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+local equal, raises, balanced, bound = support.equal, support.raises, support.balanced, support.bound
+
+local EACCES, EINVAL, EMSGSIZE, EBADF = 13, 22, 90, 9
+local BAD_PORTS = { -1, 65536, 70000, (1 << 32) + 80, math.mininteger, math.maxinteger }
+
+balanced("a new socket", function()
+  local socket = UDPSocketVYN()
+  for property, value in pairs({
+    AddressFamily = 2, SocketType = 2, Protocol = 17, BindPort = 0, BindAddress = "", Lasterror = 0, Type = 2,
+  }) do
+    equal(socket[property], value, property)
+  end
+  assert(socket.Handle > 0)
+end)
+
+balanced("binding", function()
+  local socket = UDPSocketVYN()
+  for _, port in ipairs(BAD_PORTS) do
+    raises("UnsupportedOperationException", "Invalid port number.", function() socket:Bind(port) end)
+    equal(socket.Lasterror, -1)
+  end
+  for _, address in ipairs({ "no host", "1.2.3", "::1", " 127.0.0.1", ("x"):rep(65536), "127.0.0.1.5" }) do
+    socket:Bind(0, address)
+    equal(socket.Lasterror, -1, address:sub(1, 20))
+    equal(socket.BindAddress, "")
+  end
+  socket:Bind(0, "LocalHost")
+  equal(socket.Lasterror, 0)
+  equal(socket.BindPort, 0)
+  equal(socket.BindAddress, "LocalHost")
+  equal(socket.LocalIP, "127.0.0.1")
+  equal(socket.Lasterror, -1, "Lasterror after LocalIP")
+  assert(socket.LocalPort > 0)
+  equal(socket.Lasterror, 0, "Lasterror after LocalPort")
+  -- A second try is refused and changes nothing.
+  socket:Bind(1234, "127.0.0.1")
+  equal(socket.Lasterror, EINVAL)
+  equal(socket.BindAddress, "LocalHost")
+  equal(socket.BindPort, 0)
+
+  -- Another socket in the same object can be bound again; the address kept before is released.
+  local other = UDPSocketVYN()
+  socket.Handle, other.Handle = other.Handle, socket.Handle
+  socket:Bind(0, "127.0.0.1")
+  equal(socket.BindAddress, "127.0.0.1")
+
+  local any = UDPSocketVYN()
+  any:Bind(0)
+  equal(any.LocalIP, "0.0.0.0")
+  equal(any.BindAddress, "")
+  -- An embedded zero byte ends the text.
+  local cut = UDPSocketVYN()
+  cut:Bind(0, "127.0.0.1\0.5")
+  equal(cut.LocalIP, "127.0.0.1")
+end)
+
+balanced("an IPv6 socket in place of its own", function()
+  local socket = UDPSocketVYN()
+  host.close(socket.Handle)
+  socket.Handle = host.socket(10, 2, 17)
+  socket.AddressFamily = 10
+  socket:Bind(0, "localhost")
+  if socket.Lasterror == 99 then
+    return print("skipped: this machine has no IPv6 loopback")
+  end
+  equal(socket.LocalIP, "::1")
+  local sender = host.udp()
+  local raw = RAWSocketVYN(10, 2, 17)
+  local address = MemoryBlock(string.pack("=I2>I2I4", 10, socket.LocalPort, 0) .. ("\0"):rep(15) .. "\1\0\0\0\0")
+  local hello = MemoryBlock("hello")
+  equal(raw:SendTo(hello, 5, 0, address, 28), 5)
+  support.arrived(socket)
+  local datagram = socket:Read()
+  equal(datagram.Address, "::1")
+  equal(datagram.Port, raw.LocalPort)
+  equal(datagram.rawAddress.Size, 28)
+end)
+
+balanced("sending and reading", function()
+  local receiver, port = bound()
+  local sender, senderPort = bound()
+  equal(receiver:Read(), nil)
+  equal(receiver.Lasterror, -1)
+  equal(receiver.AvailableBytes, 0)
+  equal(receiver.Lasterror, 0)
+
+  local payloads = { "ab", "caf\xC3\xA9", "\xFF\0\xFE", ("x"):rep(1000), ("\x80y"):rep(30000), ("z"):rep(65507) }
+  for _, payload in ipairs(payloads) do
+    equal(sender:SendMessage(payload, "127.0.0.1", port), #payload)
+    equal(sender.Lasterror, 0)
+    support.arrived(receiver)
+    equal(receiver.AvailableBytes, #payload)
+    local peeked, datagram = receiver:Read(true), receiver:Read()
+    for _, one in ipairs({ peeked, datagram }) do
+      assert(one.Data == payload, "payload of " .. #payload)
+      equal(one.Length, #payload)
+      equal(one.Address, "127.0.0.1")
+      equal(one.Port, senderPort)
+      equal(one.rawAddress:bytes(), string.pack("=I2>I2", 2, senderPort) .. "\127\0\0\1" .. ("\0"):rep(8))
+    end
+    equal(receiver.Lasterror, 0)
+    equal(receiver:Read(), nil)
+  end
+
+  -- Each in its order, with its own length.
+  for _, text in ipairs({ "one", "three", "to" }) do
+    sender:SendMessage(text, "localhost", port) -- by name
+  end
+  for _, text in ipairs({ "one", "three", "to" }) do
+    support.arrived(receiver)
+    equal(receiver:Read().Data, text)
+  end
+
+  local block = MemoryBlock("\0\1\2\3")
+  equal(sender:SendMessage(block, "127.0.0.1", port), 4)
+  equal(sender:SendMessage(MemoryBlock(""), "127.0.0.1", port), 0)
+  equal(sender.Lasterror, 0)
+  local datagram = DatagramVYN()
+  datagram.Address, datagram.Port, datagram.Data, datagram.Length = "127.0.0.1", port, "filled", 99
+  equal(sender:SendMessage(datagram), 6)
+  support.arrived(receiver)
+  equal(receiver:Read().Data, "\0\1\2\3")
+  equal(receiver:Read(), nil) -- the empty one
+  support.arrived(receiver)
+  equal(receiver:Read().Data, "filled")
+end)
+
+balanced("an empty datagram goes with the first read and blocks nothing", function()
+  local receiver, port = bound()
+  local sender = UDPSocketVYN()
+  for _, text in ipairs({ "", "a", "", "" }) do
+    equal(sender:SendMessage(text, "127.0.0.1", port), #text)
+    equal(sender.Lasterror, 0)
+  end
+  host.sleep(0.05)
+  equal(receiver:Read(true), nil) -- a peek leaves it
+  equal(receiver:Read(true), nil)
+  equal(receiver:Read(), nil)
+  equal(receiver.Lasterror, -1)
+  equal(receiver:Read().Data, "a")
+  equal(receiver:Read(), nil)
+  equal(receiver:Read(), nil)
+  equal(receiver:Read(), nil)
+  sender:SendMessage("b", "127.0.0.1", port)
+  support.arrived(receiver)
+  equal(receiver:Read().Data, "b")
+end)
+
+balanced("sends that are refused", function()
+  local socket = UDPSocketVYN()
+  for _, port in ipairs(BAD_PORTS) do
+    raises("UnsupportedOperationException", "Invalid port number.", function() socket:SendMessage("x", "127.0.0.1", port) end)
+    equal(socket.Lasterror, -1)
+  end
+  for _, name in ipairs({ "", "no such host", ("x"):rep(65536), "1.2.3.4.5" }) do
+    equal(socket:SendMessage("x", name, 9), 0, name:sub(1, 20))
+    equal(socket.Lasterror, -1)
+  end
+  raises("NilObjectException", "Datagram is nil", function() socket:SendMessage(nil) end)
+  equal(socket:SendMessage("x", "255.255.255.255", 9), -1)
+  equal(socket.Lasterror, EACCES)
+  equal(socket:SendMessage(("x"):rep(65508), "127.0.0.1", 9), -1)
+  equal(socket.Lasterror, EMSGSIZE)
+  -- What inet_addr takes is taken: fewer parts, octal and hexadecimal ones.
+  local receiver, port = bound()
+  for _, address in ipairs({ "127.1", "0177.0.0.1", "0x7f.1", "2130706433" }) do
+    equal(socket:SendMessage("x", address, port), 1, address)
+    support.arrived(receiver)
+    equal(receiver:Read().Data, "x")
+  end
+end)
+
+balanced("without a socket nothing happens and nothing is raised", function()
+  local socket = UDPSocketVYN()
+  host.close(socket.Handle)
+  socket.Handle = 0
+  socket:Bind(5000)
+  equal(socket.Lasterror, -1)
+  equal(socket:SendMessage("x", "127.0.0.1", 9), 0)
+  equal(socket:Read(), nil)
+  socket:AddMembership("239.1.2.3")
+  socket:Poll()
+  equal(socket.LocalIP, "")
+  for _, property in ipairs({ "LocalPort", "AvailableBytes", "SocketError", "Type", "TimeToLive" }) do
+    socket.Lasterror = 7
+    equal(socket[property], 0, property)
+    equal(socket.Lasterror, -1, property)
+  end
+end)
+
+balanced("a descriptor that is closed, or none, is an error and no harm", function()
+  local socket = UDPSocketVYN()
+  host.close(socket.Handle)
+  for _, handle in ipairs({ socket.Handle, -1, -5, 19999, 1 << 31, 1 << 40, (1 << 32) + 1, math.mininteger }) do
+    socket.Handle = handle
+    socket:Bind(0)
+    equal(socket.Lasterror, EBADF, "Bind of " .. handle)
+    equal(socket:SendMessage("x", "127.0.0.1", 9), -1)
+    equal(socket.Lasterror, EBADF)
+    equal(socket:Read(), nil)
+    equal(socket.Lasterror, EBADF)
+    equal(socket.LocalPort, -1)
+    equal(socket.LocalIP, "")
+    equal(socket.Lasterror, EBADF)
+    equal(socket.SocketError, -1)
+    socket:Poll()
+  end
+end)
+
+balanced("a descriptor is closed once, and only when it is the socket's", function()
+  local socket = UDPSocketVYN()
+  local handle = socket.Handle
+  socket = nil
+  host.collect()
+  assert(not host.isOpen(handle))
+  local file = host.open("/dev/null", "r")
+  equal(file, handle) -- the system gives the number away again
+  local raw = RAWSocketVYN(2, 2, 17)
+  local number = raw.Handle
+  raw:Close()
+  equal(raw.Handle, 0)
+  local other = host.open("/dev/null", "r")
+  equal(other, number)
+  raw:Close()
+  raw = nil
+  host.collect()
+  assert(host.isOpen(other) and host.isOpen(file))
+  host.close(other)
+  host.close(file)
+end)

@@ -1,0 +1,255 @@
+// Host arrays, by way of the host and straight in their memory.
+#include "Host/Runtime/Host.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbArray.h"
+#include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <limits>
+#include <map>
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using String = host::Owned<REALstringStruct>;
+
+// Every way of access: both layouts of arrays, and a host whose arrays have another one.
+struct HostKind {
+    double version;
+    bool direct;
+};
+constexpr HostKind hostKinds[] = {{2020.99, true}, {2021.0, true}, {2021.03, false}};
+
+class Array : public testing::TestWithParam<HostKind> {
+  protected:
+    Array() : running({.version = GetParam().version})
+    {
+        running.Start(REALPluginMain);
+        // The plugin takes the host for an older one than it is.
+        if (!GetParam().direct) gHostVersion = 2020.0;
+    }
+    void TearDown() override { EXPECT_EQ(running.Complaints(), ""); }
+
+    host::Host running;
+};
+
+template <typename Handle>
+void ReleaseArray(Handle *array)
+{
+    REALUnlockObject(reinterpret_cast<REALobjectStruct *>(array));
+}
+
+// Elements of one type keep to themselves: the extremes of the type come back, and the neighbours stay.
+template <typename Element, typename Handle>
+void ExpectValuesKept(Handle *array, Element smallest, Element greatest)
+{
+    ASSERT_NE(array, nullptr);
+    REALSetArrayValue(array, 0, smallest);
+    REALSetArrayValue(array, 2, greatest);
+    Element element = 1;
+    for (auto [index, expected] : {std::pair(0L, smallest), {1, Element(0)}, {2, greatest}}) {
+        REALGetArrayValue(array, index, &element);
+        EXPECT_EQ(element, expected);
+    }
+    REALAppendArrayValue(array, greatest);
+    REALInsertArrayValue(array, 0, greatest);
+    EXPECT_EQ(REALGetArrayUBound(array), 4);
+    REALGetArrayValue(array, 1, &element);
+    EXPECT_EQ(element, smallest);
+    REALGetArrayValue(array, 4, &element);
+    EXPECT_EQ(element, greatest);
+    ReleaseArray(array);
+}
+
+template <typename Element, typename Handle>
+void ExpectNumbersKept(Handle *array)
+{
+    ExpectValuesKept<Element>(array, std::numeric_limits<Element>::lowest(), std::numeric_limits<Element>::max());
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Hosts, Array, testing::ValuesIn(hostKinds));
+
+TEST_P(Array, ElementsOfEveryWidthKeepTheirValues)
+{
+    ExpectNumbersKept<long>(REALCreateArrayInteger(2));
+    ExpectNumbersKept<std::int16_t>(REALCreateArrayInt16(2));
+    ExpectNumbersKept<std::uint16_t>(REALCreateArrayUInt16(2));
+    ExpectNumbersKept<std::int32_t>(REALCreateArrayInt32(2));
+    ExpectNumbersKept<std::uint32_t>(REALCreateArrayUInt32(2));
+    ExpectNumbersKept<std::int64_t>(REALCreateArrayInt64(2));
+    ExpectNumbersKept<std::uint64_t>(REALCreateArrayUInt64(2));
+    ExpectNumbersKept<float>(REALCreateArraySingle(2));
+    ExpectNumbersKept<double>(REALCreateArrayDouble(2));
+    ExpectValuesKept<signed char>(REALCreateArrayBoolean(2), 0, 1);
+
+    _REALarrayUInt8 *bytes = REALCreateArrayUInt8(2); // bytes can be set, and read through their address alone
+    REALSetArrayValue(bytes, 1, std::uint8_t(200));
+    REALInsertArrayValue(bytes, 0, std::uint8_t(1));
+    ASSERT_EQ(GetArrayBasePointer(bytes) != nullptr, GetParam().direct);
+    if (GetParam().direct) {
+        EXPECT_EQ(GetArrayBasePointer(bytes)[2], 200);
+    }
+    ReleaseArray(bytes);
+}
+
+TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
+{
+    _REALarrayString *strings = REALCreateArrayString(1);
+    String first(host::NewString("first")), second(host::NewString("second"));
+    REALSetArrayValue(strings, 0, first.Get());
+    REALSetArrayValue(strings, 0, first.Get()); // the same once more
+    REALSetArrayValue(strings, 0, second.Get());
+    REALAppendArrayValue(strings, first.Get());
+    REALstringStruct *element = nullptr;
+    REALGetArrayValue(strings, 0, &element);
+    EXPECT_EQ(String(element).Get(), second.Get());
+    EXPECT_EQ(String(REALGetArrayString(strings, 2)).Get(), first.Get());
+    EXPECT_EQ(REALGetArrayString(strings, 1), nullptr);
+    REALSetArrayValue(strings, 0, static_cast<REALstringStruct *>(nullptr));
+    ReleaseArray(strings);
+
+    host::Owned block(host::NewMemoryBlock("abc", 3));
+    _REALarrayMemoryBlock *blocks = REALCreateArrayMemoryBlock(-1);
+    REALAppendArrayValue(blocks, AsMemoryBlock(block.Get()));
+    REALmemoryBlockStruct *found = nullptr;
+    REALGetArrayValue(blocks, 0, &found);
+    EXPECT_EQ(host::Owned(AsObject(found)).Get(), block.Get());
+    ReleaseArray(blocks);
+
+    _REALarrayObject *objects = REALCreateArrayObject(0);
+    REALSetArrayValue(objects, 0, block.Get());
+    EXPECT_EQ(host::Owned(REALGetArrayObject(objects, 0)).Get(), block.Get());
+    EXPECT_EQ(host::Owned(REALGetArrayVariant(objects, 0)).Get(), block.Get());
+    ReleaseArray(objects);
+}
+
+TEST_P(Array, AnIndexOutOfRangeRaisesAndChangesNothing)
+{
+    _REALarrayUInt64 *numbers = REALCreateArrayUInt64(9);
+    _REALarrayInteger *integers = REALCreateArrayInteger(9);
+    std::size_t raised = 0;
+    for (long index : {-1L, 10L, std::numeric_limits<long>::min(), std::numeric_limits<long>::max()}) {
+        std::uint64_t value = 5;
+        REALGetArrayValue(numbers, index, &value);
+        REALSetArrayValue(numbers, index, value);
+        EXPECT_EQ(value, 5U);
+        EXPECT_EQ(REALGetArrayInt(integers, index), 0);
+        host::Owned taken(running.exceptions.TakePending());
+        const std::string text = std::string("OutOfBoundsException: The parameter index  is too ") +
+                                 (index < 0 ? "small" : "big") + ". Range is 0 to 9, but value is " +
+                                 std::to_string(index) + ".";
+        ASSERT_EQ(running.exceptions.Raised().size(), raised + 3);
+        for (int i = 0; i < 3; i++)
+            EXPECT_EQ(running.exceptions.Raised()[raised++].Text(), text);
+    }
+    ReleaseArray(numbers);
+    ReleaseArray(integers);
+}
+
+TEST(ArrayNull, NullArraysDoNoHarmAndSayNothingUnlessAsked)
+{
+    auto run = [] {
+        _REALarrayInteger *none = nullptr;
+        long value = 7;
+        EXPECT_EQ(REALGetArrayUBound(none), -1);
+        REALGetArrayValue(none, 0, &value);
+        EXPECT_EQ(value, 7);
+        REALSetArrayValue(none, 0, value);
+        REALAppendArrayValue(none, value);
+        EXPECT_EQ(REALGetArrayInt(none, 0), 0);
+        EXPECT_EQ(REALGetArrayString(static_cast<_REALarrayString *>(nullptr), 0), nullptr);
+        EXPECT_EQ(REALGetArrayObject(static_cast<_REALarrayObject *>(nullptr), 0), nullptr);
+        EXPECT_EQ(REALGetArrayVariant(nullptr, 0), nullptr);
+    };
+    EXPECT_EQ(CaptureLog(run), Lines());
+    gDebugging = true;
+    Lines expected = {"REALGetArrayValue",  "REALSetArrayValue",  "REALGetArrayInt",
+                      "REALGetArrayString", "REALGetArrayObject", "REALGetArrayVariant"};
+    for (std::string &line : expected)
+        line = "VYN Debug: " + line + " Array is nil";
+    EXPECT_EQ(CaptureLog(run), expected);
+}
+
+// A host that answers for one array, which lies in the test's own memory and can be spoilt.
+namespace {
+
+struct FakeArray {
+    unsigned char header[96];
+    long elements[1235];
+    long bound;
+} fake;
+
+void Put(std::size_t offset, auto value)
+{
+    std::memcpy(fake.header + offset, &value, sizeof value);
+}
+
+void *ResolveFake(const char *entry)
+{
+    static const std::map<std::string, void *> entries = {
+        {"RuntimeArrayCreateSingleDimBoundedArray",
+         reinterpret_cast<void *>(+[](unsigned int, long) -> void * { return fake.bound == 0 ? nullptr : &fake; })},
+        {"RuntimeUBound", reinterpret_cast<void *>(+[](void *) { return fake.bound; })},
+        {"PluginIntegerArrayGetProc", reinterpret_cast<void *>(+[](void *, long, long *) {
+             return +[](void *, long index) { return fake.elements[index]; };
+         })},
+        {"PluginIntegerArraySetProc", reinterpret_cast<void *>(+[](void *, long, long) {
+             return +[](void *, long value, long index) { fake.elements[index] = value; };
+         })},
+    };
+    auto found = entries.find(entry);
+    return found != entries.end() ? found->second : nullptr;
+}
+
+} // namespace
+
+TEST(ArrayLayout, DirectAccessNeedsEveryFieldInItsPlace)
+{
+    struct {
+        double hostVersion;
+        void (*spoil)();
+        const char *failure;
+    } const rows[] = {
+        // clang-format off
+        {2021.0, [] {}, nullptr},
+        {2020.99, [] {}, "ubound wrong 0"},
+        {2021.0, [] { fake.bound = 0; }, "Failed to allocate array"},
+        {2021.0, [] { fake.bound = 1233; }, "ubound failed 1233"},
+        {2021.0, [] { fake.elements[1] = 3; }, "Index 1 failed 3"},
+        {2021.0, [] { Put(24, 2L); }, "refCount wrong 2"},
+        {2021.0, [] { Put(64, 0x100000001L); }, "DimensionCount wrong 4294967297"},
+        {2020.99, [] { Put(64, 0x100000001L); Put(76, 1234); }, nullptr},
+        {2021.0, [] { Put(84, 1235); }, "ubound wrong 1235"},
+        {2021.0, [] { Put(56, nullptr); }, "data is nil"},
+        {2021.0, [] { Put(56, &fake.elements[1]); }, "Index 0 failed 0"},
+        {2021.0, [] { Put(56, &fake.header); Put(0, 12345L); Put(72, 6L); }, "Index 9 failed 6"},
+        // clang-format on
+    };
+    gHostResolver = ResolveFake;
+    for (const auto &row : rows) {
+        gHostVersion = row.hostVersion;
+        fake = {};
+        fake.bound = 1234;
+        Put(24, 1L);
+        Put(56, &fake.elements[0]);
+        Put(64, 1L);
+        Put(84, 1234);
+        row.spoil();
+        gDebugging = true;
+        Lines log = CaptureLog([] { TestArray(); });
+        gDebugging = false;
+        Lines expected = {"VYN Debug: TestArray " + std::to_string(row.hostVersion)};
+        if (row.failure != nullptr) expected.push_back(std::string("VYN Debug: ") + row.failure);
+        EXPECT_EQ(log, expected);
+        bool direct = row.failure == nullptr;
+        EXPECT_EQ(GetArrayStorage(&fake), direct ? fake.elements : nullptr);
+        EXPECT_EQ(GetArrayReferenceCount(&fake), direct ? 1 : 0);
+        Put(68, 3);
+        Put(72, 0x100000004L);
+        EXPECT_EQ(GetArrayAllocatedSize(&fake), !direct ? 0 : row.hostVersion < 2021 ? 3 : 0x100000004L);
+    }
+}

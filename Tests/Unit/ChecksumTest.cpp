@@ -1,0 +1,120 @@
+#include "Source/Plugins/Network/Checksum.h"
+
+#include "Source/Plugins/Network/ChecksumSums.h"
+#include "Source/Plugins/Network/RAWSocket.h"
+#include "Source/Utility/CpuFeatures.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/mman.h>
+#include <vector>
+
+namespace {
+
+// What RFC 1071 makes of a sum of words, folded twice.
+std::uint16_t SlowChecksum(std::uint64_t sum)
+{
+    sum = sum / 0x10000 + sum % 0x10000;
+    sum = sum + sum / 0x10000;
+    return static_cast<std::uint16_t>(0xFFFF - sum % 0x10000);
+}
+
+// `count` bytes that end where memory ends.
+class Room {
+  public:
+    explicit Room(std::size_t count) : pages((count + 8 + 4095) / 4096 * 4096)
+    {
+        start = static_cast<unsigned char *>(
+            mmap(nullptr, pages + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mprotect(start + pages, 4096, PROT_NONE);
+    }
+    ~Room() { munmap(start, pages + 4096); }
+    unsigned char *Last(std::size_t count) const { return start + pages - count; }
+
+  private:
+    std::size_t pages;
+    unsigned char *start;
+};
+
+// Every form of the sum that can run here.
+std::vector<std::uint64_t (*)(const unsigned char *, std::size_t)> Forms()
+{
+#if defined(__x86_64__)
+    if (HasAVX2()) return {SumWordsPortable, SumWordsSSE2, SumWordsAVX2};
+    return {SumWordsPortable, SumWordsSSE2};
+#elif defined(__aarch64__)
+    return {SumWordsPortable, SumWordsNEON};
+#else
+    return {SumWordsPortable};
+#endif
+}
+
+// Checks the bytes with every form, and the checksum as it is chosen.
+void Check(const unsigned char *bytes, std::size_t count)
+{
+    std::uint64_t sum = 0;
+    for (std::size_t i = 0; i < count; i++)
+        sum += static_cast<std::uint64_t>(bytes[i]) << (i % 2 * 8);
+    for (auto form : Forms())
+        ASSERT_EQ(form(bytes, count), sum);
+    ASSERT_EQ(csumb(bytes, static_cast<std::int32_t>(count)), SlowChecksum(sum));
+}
+
+} // namespace
+
+TEST(Checksum, EveryShortLengthAtEveryAlignment)
+{
+    Room room(4096);
+    std::mt19937 random(1);
+    for (unsigned char *p = room.Last(4096); p < room.Last(0); p++)
+        *p = static_cast<unsigned char>(random());
+    for (std::size_t count = 0; count <= 2048; count++) {
+        for (std::size_t offset = 0; offset < 8; offset++) {
+            const unsigned char *bytes = room.Last(count + offset);
+            SCOPED_TRACE(testing::Message() << count << " bytes, " << offset << " before the end");
+            Check(bytes, count);
+        }
+    }
+}
+
+TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
+{
+    // All zeros, all ones and random data, round the sizes where partial sums could overflow.
+    constexpr std::size_t kMost = 9 * 1024 * 1024;
+    Room room(kMost);
+    std::mt19937_64 random(2);
+    for (int kind = 0; kind < 3; kind++) {
+        unsigned char *all = room.Last(kMost);
+        if (kind < 2) {
+            std::memset(all, kind == 0 ? 0 : 0xFF, kMost);
+        } else {
+            for (std::size_t i = 0; i + 8 <= kMost; i += 8) {
+                std::uint64_t word = random();
+                std::memcpy(all + i, &word, 8);
+            }
+        }
+        std::vector<std::size_t> counts = {65535, 65536, 131070, 131071, 131072, 131073, kMost - 1, kMost};
+        for (std::size_t power = 11; power < 23; power++) {
+            for (std::size_t delta = 0; delta <= 6; delta++)
+                counts.push_back((std::size_t{1} << power) + delta - 3);
+        }
+        for (std::size_t count : counts) {
+            const unsigned char *bytes = room.Last(count);
+            SCOPED_TRACE(testing::Message() << "kind " << kind << ", " << count << " bytes");
+            Check(bytes, count);
+        }
+    }
+}
+
+TEST(Checksum, AsProgramsCallIt)
+{
+    const unsigned char header[20] = {0x45, 0, 0,    0x73, 0, 0, 0x40, 0,    0x40, 0x11,
+                                      0,    0, 0xC0, 0xA8, 0, 1, 0xC0, 0xA8, 0,    0xC7};
+    EXPECT_EQ(CalcChecksum(header, 20), 0x61B8);
+    EXPECT_EQ(CalcChecksum(header, 0), 0xFFFF);
+    EXPECT_EQ(CalcChecksum(header, -1), 0xFFFF);
+    EXPECT_EQ(CalcChecksum(nullptr, 20), 0xFFFF);
+    EXPECT_EQ(CalcChecksum(header, (1L << 32) + 20), 0x61B8); // the count's low 32 bits
+    EXPECT_EQ(CalcChecksum("\x01", 1), 0xFFFE);
+}

@@ -1,0 +1,289 @@
+// Resolving and connecting, over loopback and with answers of the resolver that the tests write.
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <list>
+#include <utility>
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// An entry of the resolver's answer with its address.
+struct Entry : addrinfo {
+    Entry(int family, int port) : addrinfo{0, family, 0, 0, 16, &address.any, nullptr, nullptr}
+    {
+        bool debugging = std::exchange(gDebugging, false);
+        SetLoopbackSocketAddress(family, address, port);
+        gDebugging = debugging;
+        if (family == AF_INET6) ai_addrlen = sizeof address;
+    }
+    Entry(const Entry &) = delete;
+    sockaddr_union address;
+};
+
+std::list<Entry> answer; // what the resolver says; empty: ask the system's
+bool answerIsOut = false;
+addrinfo hintsGiven;
+std::string serviceGiven;
+
+// The function that the one here stands in front of.
+template <typename Function>
+Function *System(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+extern "C" int getaddrinfo(const char *host, const char *service, const addrinfo *hints, addrinfo **list)
+{
+    if (answer.empty()) return System<decltype(getaddrinfo)>("getaddrinfo")(host, service, hints, list);
+    hintsGiven = *hints;
+    serviceGiven = service;
+    answerIsOut = true;
+    for (Entry &entry : answer) {
+        *list = &entry;
+        list = &entry.ai_next;
+    }
+    return 0;
+}
+
+extern "C" void freeaddrinfo(addrinfo *list)
+{
+    if (!std::exchange(answerIsOut, false)) System<decltype(freeaddrinfo)>("freeaddrinfo")(list);
+}
+
+namespace {
+
+long CountDescriptors()
+{
+    DIR *folder = opendir("/proc/self/fd");
+    long count = 0;
+    while (readdir(folder) != nullptr)
+        count++;
+    closedir(folder);
+    return count;
+}
+
+// A TCP socket on a free port of 127.0.0.1; connections are refused unless it listens.
+struct Server {
+    explicit Server(bool listening) : fd(socket(AF_INET, SOCK_STREAM, 0))
+    {
+        sockaddr_union address = {};
+        socklen_t length = sizeof address;
+        SetLoopbackSocketAddress(AF_INET, address, 0);
+        bind(fd, &address.any, 16);
+        if (listening) listen(fd, 20);
+        getsockname(fd, &address.any, &length);
+        port = GetSocketAddressPort(address);
+    }
+    Server(const Server &) = delete;
+    ~Server() { close(fd); }
+    int fd, port;
+};
+
+struct Outcome {
+    bool connected = false;
+    std::string message = "untouched";
+    int sock = 77;
+    bool inProgress = false;
+    int family = -7;
+};
+
+Outcome Connect(const char *host, int port, bool nonBlocking, int socketType, int protocol, int preference = 0)
+{
+    Outcome outcome;
+    outcome.connected =
+        ConnectSocket(outcome.message, host, port, outcome.sock, nonBlocking, outcome.inProgress, outcome.family,
+                      socketType, protocol, static_cast<SocketProtocolPreference>(preference));
+    return outcome;
+}
+
+const char kRefused[] = "Socket connect failed with error 111: Connection refused";
+
+} // namespace
+
+TEST(Connect, ConnectedDescriptorIsTheCallersAndCloseOnExec)
+{
+    Server server(true);
+    for (bool nonBlocking : {false, true}) {
+        Outcome outcome = Connect("127.0.0.1", server.port, nonBlocking, SOCK_STREAM, IPPROTO_TCP);
+        ASSERT_TRUE(outcome.connected);
+        EXPECT_EQ(outcome.message, "untouched");
+        EXPECT_EQ(outcome.family, AF_INET);
+        EXPECT_EQ(outcome.inProgress, nonBlocking);
+        EXPECT_EQ(fcntl(outcome.sock, F_GETFD), FD_CLOEXEC);
+        EXPECT_EQ((fcntl(outcome.sock, F_GETFL) & O_NONBLOCK) != 0, nonBlocking);
+        close(outcome.sock);
+    }
+}
+
+TEST(Connect, FailuresSayWhatFailedAndLeaveNothingOpen)
+{
+    Server closed(false);
+    const std::string unresolved = "Failed to parse IP or resolve hostname: ";
+    struct {
+        const char *host;
+        bool nonBlocking;
+        int protocol, sock;
+        std::string message;
+    } const rows[] = {
+        {"127.0.0.1", false, IPPROTO_TCP, -1, kRefused},
+        {"127.0.0.1", false, IPPROTO_UDP, 77, unresolved + gai_strerror(EAI_SOCKTYPE)},
+        {"127.0.0.1.", false, IPPROTO_TCP, 77, unresolved + gai_strerror(EAI_NONAME)},
+        {"127.255.255.255", true, IPPROTO_TCP, -1, "Socket connect failed with error 101: Network is unreachable"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.message);
+        long before = CountDescriptors();
+        Outcome outcome = Connect(row.host, closed.port, row.nonBlocking, SOCK_STREAM, row.protocol);
+        EXPECT_FALSE(outcome.connected || outcome.inProgress);
+        EXPECT_EQ(outcome.message, row.message);
+        EXPECT_EQ(outcome.sock, row.sock);
+        EXPECT_EQ(CountDescriptors(), before);
+    }
+}
+
+TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
+{
+    Server open(true);
+    Server closed(false);
+    if (Connect("::1", closed.port, false, SOCK_STREAM, IPPROTO_TCP).message != kRefused)
+        GTEST_SKIP() << "no IPv6 loopback here";
+    // 4 answers and 5 refuses, both by IPv4; 6 refuses by IPv6; 1 is no family to connect to.
+    struct {
+        const char *what;
+        std::vector<int> addresses;
+        int protocol, preference;
+        int sock, family; // sock: 0 for a connected one
+        std::string message;
+    } const rows[] = {
+        {"IPv6 refuses, IPv4 answers", {6, 4}, 6, 0, 0, AF_INET, "untouched"},
+        {"the first that answers is taken", {5, 4, 6}, 6, 0, 0, AF_INET, "untouched"},
+        {"all refuse", {5, 6}, 6, 0, -1, AF_INET6, kRefused},
+        {"IPv6 wanted, IPv4 skipped", {4, 6, 4}, 6, 6, -1, AF_INET6, kRefused},
+        {"IPv4 wanted, IPv6 skipped", {4, 6}, 6, 4, 0, AF_INET, "untouched"},
+        {"IPv4 wanted, none there", {6}, 6, 4, -1, AF_INET6, kRefused},
+        {"IPv6 wanted, none there", {4}, 6, 6, 0, AF_INET, "untouched"},
+        {"a preference that is none", {6, 4}, 6, 5, 0, AF_INET, "untouched"},
+        {"no socket ends the attempt",
+         {6, 4},
+         17,
+         0,
+         -1,
+         AF_INET6,
+         "Socket creation failed with error 93: Protocol not supported"},
+        {"no usable family", {1, 1}, 6, 0, 77, -7, ""},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.what);
+        answer.clear();
+        for (int kind : row.addresses) {
+            int family = kind == 1 ? AF_UNIX : kind == 6 ? AF_INET6 : AF_INET;
+            answer.emplace_back(family, kind == 4 ? open.port : closed.port);
+        }
+        long before = CountDescriptors();
+        Outcome outcome = Connect("name", 80, false, SOCK_STREAM, row.protocol, row.preference);
+        EXPECT_FALSE(answerIsOut); // the list was given back
+        EXPECT_EQ(outcome.connected, row.sock == 0);
+        EXPECT_EQ(outcome.family, row.family);
+        EXPECT_EQ(outcome.message, row.message);
+        if (outcome.connected) {
+            EXPECT_EQ(close(outcome.sock), 0);
+        } else {
+            EXPECT_EQ(outcome.sock, row.sock);
+        }
+        EXPECT_EQ(CountDescriptors(), before);
+    }
+}
+
+TEST(Connect, ResolverIsAskedForBothFamiliesOfTypeAndProtocol)
+{
+    answer.emplace_back(AF_UNIX, 0);
+    Connect("name", -80, false, SOCK_DGRAM, IPPROTO_UDP);
+    EXPECT_EQ(serviceGiven, "-80");
+    EXPECT_EQ(hintsGiven.ai_socktype, SOCK_DGRAM);
+    EXPECT_EQ(hintsGiven.ai_protocol, IPPROTO_UDP);
+    EXPECT_EQ(hintsGiven.ai_family, AF_UNSPEC);
+    EXPECT_EQ(hintsGiven.ai_flags, 0);
+}
+
+TEST(Connect, TraceTellsTheWholeAttempt)
+{
+    Server closed(false);
+    answer.emplace_back(AF_INET, closed.port);
+    std::string sock;
+    auto run = [&] {
+        int next = dup(STDERR_FILENO); // the number that the next descriptor gets
+        close(next);
+        sock = std::to_string(next);
+        Connect("name", 80, false, SOCK_STREAM, 6, 6);
+    };
+    EXPECT_EQ(CaptureLog(run), Lines());
+    gDebugging = true;
+    Lines log = CaptureLog(run);
+    const std::string port = "port " + std::to_string(closed.port);
+    Lines expected = {"Flags:  0",
+                      "Family: AF_INET (IPv4) 127.0.0.1",
+                      port,
+                      "Socket type: Unspecified",
+                      "Protocol: Unspecified",
+                      "Length of this sockaddr:  16",
+                      "Canonical name:  (null)",
+                      "ProtocolPreference 6",
+                      "HasIPv6 0",
+                      "HasIPv4 1",
+                      "No IPv6, so ignore preference.",
+                      "sock " + sock,
+                      "Connect to  127.0.0.1",
+                      port,
+                      "connect returns -1, 111",
+                      "ConnectError 111",
+                      kRefused,
+                      "close socket " + sock};
+    for (std::string &line : expected)
+        line = "VYN Debug: " + line;
+    EXPECT_EQ(log, expected);
+}
+
+TEST(Connect, EveryKindOfEntryHasItsNameInTheLog)
+{
+    const struct {
+        int family, type, protocol;
+        Lines names;
+    } rows[] = {
+        // clang-format off
+        {10, 0, 0,  {"Family: AF_INET6 (IPv6):  ::1", "port 9", "Socket type: Unspecified", "Protocol: Unspecified"}},
+        {0,  1, 6,  {"Family: Unspecified", "Socket type: SOCK_STREAM (stream)", "Protocol: IPPROTO_TCP (TCP)"}},
+        {0,  2, 17, {"Family: Unspecified", "Socket type: SOCK_DGRAM (datagram)", "Protocol: IPPROTO_UDP (UDP)"}},
+        {0,  3, 1,  {"Family: Unspecified", "Socket type: SOCK_RAW (raw)", "Protocol:  1"}},
+        {0,  4, 0,  {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
+        {1,  5, 0,  {"Other  1", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
+        {1,  6, 0,  {"Other  1", "Socket type:  6", "Protocol: Unspecified"}},
+        // clang-format on
+    };
+    gDebugging = true;
+    LogAddInfo(nullptr);
+    for (const auto &row : rows) {
+        Entry entry(row.family, 9);
+        char name[] = "host.name";
+        entry.ai_flags = 1;
+        entry.ai_socktype = row.type;
+        entry.ai_protocol = row.protocol;
+        entry.ai_canonname = name;
+        Lines expected = {"Flags:  1"};
+        expected.insert(expected.end(), row.names.begin(), row.names.end());
+        expected.push_back("Length of this sockaddr:  " + std::to_string(entry.ai_addrlen));
+        expected.push_back("Canonical name:  host.name");
+        for (std::string &line : expected)
+            line = "VYN Debug: " + line;
+        EXPECT_EQ(CaptureLog([&] { LogAddInfo(&entry); }), expected);
+    }
+}

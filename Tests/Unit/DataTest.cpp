@@ -1,0 +1,163 @@
+// Byte views, memory blocks and the guard that releases them.
+#include "Host/Runtime/Host.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbData.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbMemoryBlock.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+
+using String = host::Owned<REALstringStruct>;
+using Object = host::Owned<REALobjectStruct>;
+
+namespace {
+
+class Data : public testing::Test {
+  protected:
+    void StartHost(const host::Options &options = {})
+    {
+        running.emplace(options);
+        running->Start(REALPluginMain);
+    }
+    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
+    std::optional<host::Host> running;
+};
+
+REALmemoryBlockStruct *Block(const Object &object)
+{
+    return AsMemoryBlock(object.Get());
+}
+
+} // namespace
+
+TEST_F(Data, AViewKeepsItsValueAndShowsItsBytes)
+{
+    StartHost();
+    String string(host::NewString("abc"));
+    auto view = std::make_unique<rbData>(string.Get());
+    string = String();
+    EXPECT_EQ(std::string_view(static_cast<const char *>(view->data), view->size), "abc");
+    EXPECT_TRUE(IsASCIIText(*view));
+    view.reset();
+
+    rbData nothing(static_cast<REALstringStruct *>(nullptr));
+    EXPECT_EQ(nothing.data, nullptr);
+    EXPECT_EQ(nothing.size, 0U);
+    gDebugging = true;
+    auto log = CaptureLog([] {
+        rbData wrong(nullptr, 5);
+        EXPECT_EQ(wrong.size, 0U);
+    });
+    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: data is NULL, so size fixed to zero."}));
+}
+
+TEST_F(Data, AViewOfABlockNeverReachesPastItsEnd)
+{
+    StartHost();
+    Object block(host::NewMemoryBlock("0123456789", 10));
+    struct Row {
+        std::uint64_t offset, length, size;
+    };
+    constexpr std::uint64_t kMost = ~std::uint64_t{0};
+    for (Row row : {Row{0, 0, 10},
+                    {0, 4, 4},
+                    {0, 11, 10},
+                    {4, 0, 6},
+                    {4, 100, 6},
+                    {10, 0, 0},
+                    {11, 3, 0},
+                    {kMost, kMost, 0},
+                    {1, kMost, 9}}) {
+        rbData view(Block(block), row.offset, row.length);
+        EXPECT_EQ(view.size, row.size) << row.offset << ", " << row.length;
+    }
+    rbData nothing(static_cast<REALmemoryBlockStruct *>(nullptr), 0, 0);
+    EXPECT_EQ(nothing.size, 0U);
+}
+
+TEST_F(Data, ChainsFindTheirValuesAndReleaseThem)
+{
+    StartHost();
+    String first(host::NewString("1")), second(host::NewString("2"));
+    Object block(host::NewMemoryBlock("3", 1));
+    rbData *head = nullptr;
+    AddDataChain(head, NewData(first.Get()));
+    AddDataChain(head, NewData(second.Get()));
+    AddDataChain(head, NewData(Block(block), 0, 0));
+    EXPECT_EQ(head->memoryBlock, Block(block));
+    EXPECT_EQ(RecylceData(head, first.Get()), head->next->next);
+    EXPECT_EQ(RecylceData(head, Block(block)), head);
+    EXPECT_EQ(RecylceData(head, static_cast<REALstringStruct *>(nullptr)), head); // a view without a string
+    FreeDataChain(head);
+}
+
+TEST_F(Data, ALeakedViewLeavesItsLockToTheCaller)
+{
+    StartHost();
+    String string(host::NewString("abc"));
+    {
+        rbData view(string.Get());
+        view.leak();
+    }
+    host::Release(string.Get()); // the lock that the view took
+}
+
+TEST_F(Data, BlocksAreBuiltWithTheBytesGiven)
+{
+    StartHost();
+    auto bytes = reinterpret_cast<const unsigned char *>("payload");
+    Object block(AsObject(REALBuildMemoryblock(bytes, 7)));
+    EXPECT_EQ(MyREALMemoryBlockGetSize(Block(block)), 7);
+    EXPECT_EQ(myREALMemoryBlockGetSize(Block(block)), 7);
+    EXPECT_EQ(MyREALMemoryBlockGetPtr(Block(block)), myREALMemoryBlockGetPtr(Block(block)));
+    EXPECT_EQ(std::memcmp(MyREALMemoryBlockGetPtr(Block(block)), "payload", 7), 0);
+
+    EXPECT_EQ(REALBuildMemoryblock(bytes, 0), nullptr);
+    EXPECT_EQ(REALBuildMemoryblock(bytes, -1), nullptr);
+    EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);
+    EXPECT_EQ(MyREALNewMemoryBlock(-1), nullptr);
+    EXPECT_EQ(MyREALMemoryBlockGetPtr(nullptr), nullptr);
+    EXPECT_EQ(myREALMemoryBlockGetSize(nullptr), 0);
+    EXPECT_TRUE(running->exceptions.Raised().empty());
+
+    int number = 0;
+    for (auto wrap : {MyREALPtrToMemoryBlock, myREALPtrToMemoryBlock}) {
+        EXPECT_EQ(wrap(nullptr), nullptr);
+        Object wrapped(AsObject(wrap(&number)));
+        EXPECT_EQ(MyREALMemoryBlockGetPtr(Block(wrapped)), &number);
+    }
+}
+
+class DataWithout : public Data, public testing::WithParamInterface<const char *> {};
+
+TEST_P(DataWithout, ABlockThatCannotBeMadeIsAnException)
+{
+    StartHost({.without = {GetParam()}});
+    EXPECT_EQ(REALBuildMemoryblock(reinterpret_cast<const unsigned char *>("payload"), 7), nullptr);
+    ASSERT_EQ(running->exceptions.Raised().size(), 1U);
+    EXPECT_EQ(running->exceptions.Raised()[0].className, "OutOfMemoryException");
+    EXPECT_EQ(running->exceptions.Raised()[0].message, "Failed to allocate a memoryblock with 7 bytes in size.");
+    Object taken(running->exceptions.TakePending());
+}
+
+INSTANTIATE_TEST_SUITE_P(Entries, DataWithout,
+                         testing::Values("REALLoadObjectMethod", "memoryBlockGetPtr", "memoryBlockGetSize"));
+
+TEST_F(Data, TheGuardReleasesWhatTheVariablesHoldThen)
+{
+    StartHost();
+    REALobjectStruct *object = host::NewMemoryBlock("1", 1);
+    REALstringStruct *string = host::NewString("1"), *null = nullptr;
+    {
+        rbFreeLater both(&object, &string);
+        rbFreeLater none(nullptr, nullptr);
+        rbFreeLater empty(nullptr, &null);
+    }
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(string, nullptr);
+}

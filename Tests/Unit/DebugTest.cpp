@@ -1,0 +1,126 @@
+// The debug log: what is written, where, and what it leaves alone.
+#include "Source/Utility/rbDebug.h"
+
+#include "Tests/Unit/LogCapture.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using Lines = std::vector<std::string>;
+
+TEST(Debug, TheEnvironmentSwitchesItOn)
+{
+    struct Row {
+        const char *value;
+        bool on;
+    };
+    for (Row row :
+         {Row{"1", true}, {"TRUE", true}, {"Yes", true}, {"on", false}, {"2", false}, {"", false}, {nullptr, false}}) {
+        gDebugging = false;
+        row.value != nullptr ? setenv("VYNDEBUG", row.value, 1) : unsetenv("VYNDEBUG");
+        ReadDebugEnvironment();
+        EXPECT_EQ(getDebugging(), row.on) << (row.value != nullptr ? row.value : "unset");
+    }
+    EXPECT_TRUE(setDebugging(5));
+    EXPECT_FALSE(setDebugging(0));
+    EXPECT_FALSE(getDebugging());
+}
+
+TEST(Debug, EachTypeHasItsLine)
+{
+    int place = 0;
+    char text[] = "text";
+    auto log = CaptureLog([&] {
+        LogMessage("x");
+        LogMessage("x", 1L, 2L);
+        LogMessage("x", -1);
+        LogMessage("x", ~0UL);
+        LogMessage("x", 1.5, 2.5, 3.5);
+        LogMessage("x", text, "b");
+        LogMessage("x", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10);
+        LogMessage("x", 7U, 8U, 9U);
+        LogMessage(L"wide");
+        LogMessage("x", L"wide");
+        LogMessage("x", static_cast<const void *>(nullptr));
+        LogMessage("%n%s%1000000d", "%n%s"); // text is never a format
+        LogMessage("x", &place);             // a pointer is no truth value
+    });
+    char address[32];
+    std::snprintf(address, sizeof address, "%p", static_cast<const void *>(&place));
+    EXPECT_EQ(log, (Lines{"VYN Debug: x", "VYN Debug: x 1, 2", "VYN Debug: x -1", "VYN Debug: x 18446744073709551615",
+                          "VYN Debug: x 1.500000, 2.500000, 3.500000", "VYN Debug: x text, b",
+                          "VYN Debug: x 1, 2, 3, 4, 5, 6, 7, 8, 9, 10", "VYN Debug: x 7, 8, 9", "VYN Debug: wide",
+                          "VYN Debug: x wide", "VYN Debug: x (nil)", "VYN Debug: %n%s%1000000d %n%s",
+                          std::string("VYN Debug: x ") + address}));
+}
+
+TEST(Debug, LinesAreCutAndTheErrorNumberStaysWhateverTheStreamDoes)
+{
+    auto log = CaptureLog([] { LogMessageX("%s", std::string(5000, 'x').c_str()); });
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_EQ(log[0], std::string(4095, 'x'));
+
+    std::freopen("/dev/full", "w", stderr); // every write fails
+    errno = ECONNREFUSED;
+    LogMessageX("lost");
+    EXPECT_EQ(errno, ECONNREFUSED);
+}
+
+TEST(Debug, TheFileIsTheFirstOfFivePlacesThatCanBeWritten)
+{
+    std::filesystem::path folder = std::filesystem::temp_directory_path() / ("debug" + std::to_string(getpid()));
+    std::filesystem::create_directory(folder);
+    std::filesystem::current_path(folder);
+    EXPECT_EQ(CloseDebugFile(), 0);
+
+    std::string name = "test " + std::to_string(getpid());
+    gpartname = name.c_str();
+    std::filesystem::path file = "/tmp/vyndebug " + name + ".txt";
+    OpenDebugFile();
+    LogMessage("first");
+    AppendDebugFile(); // closes the one and goes on
+    LogMessage("second");
+    EXPECT_EQ(CloseDebugFile(), 0);
+    std::stringstream content;
+    content << std::ifstream(file).rdbuf();
+    EXPECT_EQ(content.str(), "VYN Debug: first\nVYN Debug: second\n");
+    std::filesystem::remove(file);
+
+    // A name with a folder in it can be opened in none of the places but the one that has such a folder.
+    gpartname = "no/such";
+    auto log = CaptureLog([] { OpenDebugFile(); });
+    EXPECT_EQ(log, (Lines{"Failed to open debug file: ~/vyndebug no/such.txt"}));
+    std::filesystem::create_directory("vyndebug no");
+    OpenDebugFile();
+    EXPECT_EQ(CloseDebugFile(), 0);
+    EXPECT_TRUE(std::filesystem::exists("vyndebug no/such.txt"));
+    std::filesystem::current_path("/");
+    std::filesystem::remove_all(folder);
+}
+
+TEST(Debug, LookUpsOfInstanceDataAreTold)
+{
+    gDebugging = true;
+    REALclassDefinition good = {.dataSize = 16, .forSystemUse = 48}, bad = {.forSystemUse = 8};
+    REALcontrol control;
+    control.forSystemUse = -1;
+    auto instance = reinterpret_cast<REALobjectStruct *>(&good);
+    auto log = CaptureLog([&] {
+        REALGetClassDataChecks(instance, &good);
+        REALGetClassDataChecks(nullptr, &bad);
+        REALGetClassDataChecks(instance, &bad);
+        REALGetControlDataChecks(instance, &control);
+        control.forSystemUse = 1;
+        control.dataSize = 1;
+        REALGetControlDataChecks(instance, &control);
+    });
+    EXPECT_EQ(
+        log,
+        (Lines{"VYN Debug: REALGetClassData with nil instance (nil)", "VYN Debug: REALGetClassData with dataSize 0",
+               "VYN Debug: REALGetClassData with forSystemUse 8", "VYN Debug: REALGetControlData with dataSize 0",
+               "VYN Debug: REALGetControlData with forSystemUse -1"}));
+}

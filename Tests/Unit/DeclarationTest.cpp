@@ -1,0 +1,192 @@
+// Declarations of class extensions rewritten as global methods, and the modules made of them.
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbclassutil.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string Take(char *text)
+{
+    std::string taken = text != nullptr ? text : "(none)";
+    std::free(text);
+    return taken;
+}
+
+REALmoduleDefinition *registered; // the module that reached the host
+int methodsRegistered;            // and how many methods by themselves
+
+void *RegisterModule(REALmoduleDefinition *module)
+{
+    return registered = module;
+}
+
+void *RegisterMethod(REALmethodDefinition *)
+{
+    methodsRegistered++;
+    return nullptr;
+}
+
+void *Resolve(const char *entry)
+{
+    if (entry == std::string("PluginRegisterModule")) return reinterpret_cast<void *>(RegisterModule);
+    if (entry == std::string("PluginRegisterMethod")) return reinterpret_cast<void *>(RegisterMethod);
+    return nullptr;
+}
+
+void StartHost(double version)
+{
+    gHostResolver = Resolve;
+    gHostVersion = version;
+    gSDKVersion = 11;
+    registered = nullptr;
+    methodsRegistered = 0;
+    MyPluginStart("Network");
+}
+
+// Modules stay for ever by design; the leak check is to see what else is left.
+auto &built = *new std::vector<REALmoduleDefinition *>();
+
+void *const getter = reinterpret_cast<void *>(Take);
+void *const setter = reinterpret_cast<void *>(RegisterModule);
+
+// Registers the methods as a class extension on a host that takes modules. Result: the log.
+std::vector<std::string> RegisterExtension(std::vector<REALmethodDefinition> methods, const char *name = "SocketCore")
+{
+    StartHost(2013.0);
+    REALclassDefinition extension = {
+        .name = name, .methods = methods.data(), .methodCount = methods.size(), .flags = 4};
+    auto log = CaptureLog([&] { MyREALRegisterClassExtension(&extension); });
+    built.push_back(gGeneratedModule);
+    return log;
+}
+
+} // namespace
+
+TEST(Declaration, ExtensionParameterGoesFirstAndValueLast)
+{
+    struct {
+        const char *declaration, *withParameter, *withValue;
+    } const rows[] = {
+        {"Refresh", "Refresh(extends ref as SocketCore)", "Refresh(extends ref as SocketCore, assigns value)"},
+        {"OptionTOS as integer", "OptionTOS(extends ref as SocketCore) as integer",
+         "OptionTOS(extends ref as SocketCore, assigns value as integer)"},
+        {"Find(x as string) as integer", "Find(extends ref as SocketCore, x as string) as integer",
+         "Find(extends ref as SocketCore, x as string, assigns value as integer)"},
+        {"Foo()", "Foo(extends ref as SocketCore, )", "Foo(extends ref as SocketCore, , assigns value)"},
+        {"Foo (x as string)", "Foo(extends ref as SocketCore) (x as string)",
+         "Foo(extends ref as SocketCore, assigns value (x as string))"},
+        {"Foo(", "Foo(extends ref as SocketCore, ", "Foo(extends(assigns value ref as SocketCore, )"},
+        {"", "(extends ref as SocketCore)", "(extends ref as SocketCore, assigns value)"},
+        {nullptr, "(none)", "(none)"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(Take(AddClassParameter(row.declaration, "SocketCore")), row.withParameter);
+        EXPECT_EQ(Take(AddClassParameterAssign(row.declaration, "SocketCore")), row.withValue);
+    }
+}
+
+TEST(Declaration, LongTextsAreCutAndTextsWithoutPlaceRefused)
+{
+    const std::string longName(980, 'n');
+    EXPECT_EQ(Take(AddClassParameter((longName + "(x as string)").c_str(), "SocketCore")),
+              (longName + "(extends ref as SocketCore, x as string)").substr(0, 999));
+    // The closing parenthesis was cut off: the blank is what is left to go by.
+    EXPECT_EQ(Take(AddClassParameterAssign(longName.c_str(), "SocketCore")),
+              (longName + "(extends(assigns value ref as SocketCore)").substr(0, 999));
+
+    const std::string tooLong(1200, 'n');
+    auto log = CaptureLog([&] { EXPECT_EQ(AddClassParameterAssign(tooLong.c_str(), "SocketCore"), nullptr); });
+    EXPECT_EQ(log.at(0), "VYN Debug: Error: Keine Klammer in der Deklaration " + tooLong.substr(0, 999));
+}
+
+TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
+{
+    REALattribute attribute = {"Hidden", ""};
+    auto log = RegisterExtension({{getter, setter, "TTL as integer", 0x4, 1, &attribute},
+                                  {getter, nullptr, "Find(x as string) as integer", 0x40024, 0, nullptr},
+                                  {nullptr, setter, "Level as integer", 0x4, 0, nullptr}});
+    EXPECT_EQ(log, std::vector<std::string>({"Error: The method SocketCore.Level as integer has nil function."}));
+    ASSERT_NE(registered, nullptr);
+    EXPECT_EQ(gGeneratedModule, registered);
+    EXPECT_STREQ(registered->name, "SocketCoreNetworkExtensionVYN");
+    EXPECT_EQ(registered->version, 11U);
+    EXPECT_EQ(registered->flags, 4U);
+    EXPECT_EQ(registered->properties, gDebuggingProperty);
+    EXPECT_EQ(registered->propertyCount, 1U);
+
+    struct {
+        void *function;
+        const char *declaration;
+        std::uint32_t flags;
+        REALattribute *attributes;
+    } const rows[] = {
+        {setter, "TTL(extends ref as SocketCore, assigns value as integer)", 0x14, &attribute},
+        {getter, "TTL(extends ref as SocketCore) as integer", 0x14, &attribute},
+        {getter, "Find(extends ref as SocketCore, x as string) as integer", 0x34, nullptr},
+        {setter, "Level(extends ref as SocketCore, assigns value as integer)", 0x14, nullptr},
+    };
+    ASSERT_EQ(registered->methodCount, std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); i++) {
+        const REALmethodDefinition &method = registered->methods[i];
+        EXPECT_EQ(method.function, rows[i].function);
+        EXPECT_EQ(method.setterFunction, nullptr);
+        EXPECT_STREQ(method.declaration, rows[i].declaration);
+        EXPECT_EQ(method.flags, rows[i].flags);
+        EXPECT_EQ(method.attributes, rows[i].attributes);
+        EXPECT_EQ(method.attributeCount, rows[i].attributes != nullptr ? 1U : 0U);
+    }
+}
+
+TEST(Declaration, ExtensionNamesAreCapitalisedAndModuleNamesKeep99Characters)
+{
+    const std::string name = "l" + std::string(120, 'o');
+    auto log = RegisterExtension({{getter, nullptr, "Refresh", 4, 0, nullptr}}, name.c_str());
+    EXPECT_EQ(log.at(0), "Error: The class extension name " + name + " does not start with capital letter.");
+    ASSERT_NE(registered, nullptr);
+    EXPECT_EQ(registered->name, name.substr(0, 99));
+}
+
+// What was rewritten before the failure is released, as the leak check of the sanitiser build sees.
+TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
+{
+    const std::string tooLong(1200, 'n');
+    for (const char *declaration : {static_cast<const char *>(nullptr), tooLong.c_str()}) {
+        RegisterExtension(
+            {{getter, setter, "TTL as integer", 4, 0, nullptr}, {nullptr, setter, declaration, 4, 0, nullptr}});
+        EXPECT_EQ(registered, nullptr);
+    }
+    auto log = RegisterExtension({{nullptr, nullptr, "Refresh", 4, 0, nullptr}});
+    EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for method definitions.");
+    EXPECT_EQ(registered, nullptr);
+    EXPECT_EQ(RegisterExtension({}), std::vector<std::string>());
+}
+
+TEST(Declaration, MethodTableIsOneModuleOnHostsThatTakeModules)
+{
+    std::vector<REALmethodDefinition> table(24, {getter, nullptr, "Go", 4, 0, nullptr});
+    for (auto [version, methods] : {std::pair(2012.5, 24), {3000.0, 24}, {2999.9, 0}, {2013.0, 0}}) {
+        StartHost(version);
+        MyREALRegisterMethodArray(table.data(), table.size());
+        built.push_back(gGeneratedModule);
+        EXPECT_EQ(methodsRegistered, methods) << version;
+        EXPECT_EQ(registered != nullptr, methods == 0) << version;
+        EXPECT_EQ(table[23].flags, 4U);
+    }
+    ASSERT_NE(registered, nullptr);
+    EXPECT_STREQ(registered->name, "NetworkGlobalsVYN");
+    EXPECT_EQ(registered->version, 11U);
+    EXPECT_EQ(registered->flags, 4U);
+    ASSERT_EQ(registered->methodCount, 24U);
+    EXPECT_EQ(registered->methods[23].flags, 0x14U);
+    EXPECT_EQ(registered->methods[23].function, getter);
+    EXPECT_EQ(registered->properties, gDebuggingProperty);
+
+    StartHost(2013.0);
+    auto log = CaptureLog([&] { MyREALRegisterMethodArray(table.data(), 0); });
+    EXPECT_EQ(log, std::vector<std::string>({"Warning: A method array registered with count = 0."}));
+    EXPECT_EQ(registered, nullptr);
+}

@@ -1,0 +1,104 @@
+// What programs are told of failures.
+#include "Source/Utility/rbException.h"
+
+#include "Host/Runtime/Host.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+class Exceptions : public testing::Test {
+  protected:
+    void StartHost(const host::Options &options = {})
+    {
+        running.emplace(options);
+        running->Start(REALPluginMain);
+    }
+    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
+
+    // What the body raises, as "Class: message".
+    std::string Raised(const std::function<void()> &body)
+    {
+        body();
+        host::Owned<REALobjectStruct> taken(running->exceptions.TakePending());
+        return taken.Get() != nullptr ? running->exceptions.Raised().back().Text() : "nothing";
+    }
+    std::optional<host::Host> running;
+};
+
+struct SilentRange : std::out_of_range {
+    SilentRange() : std::out_of_range("") {}
+};
+
+template <typename Error>
+std::function<void()> Throwing(Error error)
+{
+    return [error] { EXPECT_EQ(Guarded([&]() -> int { throw error; }), 0); };
+}
+
+} // namespace
+
+TEST_F(Exceptions, TheMessageArrivesInEveryForm)
+{
+    StartHost();
+    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil", kEncodingASCII); }),
+              "NilObjectException: it is nil");
+    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "a", "b", "c", kEncodingASCII); }),
+              "NilObjectException: abc");
+    EXPECT_EQ(Raised([] { RaiseException("NoSuchException", "text", kEncodingASCII, 42); }), "RuntimeException: text");
+    EXPECT_EQ(running->exceptions.Raised().back().number, 42);
+    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", static_cast<REALstringStruct *>(nullptr)); }),
+              "NilObjectException: ");
+}
+
+TEST_F(Exceptions, AHostWithoutExceptionsRaisesNothing)
+{
+    StartHost({.without = {"PluginNewInstance"}});
+    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil", kEncodingASCII); }), "nothing");
+}
+
+TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
+{
+    StartHost();
+    struct Row {
+        long value, minimum, end;
+        const char *parameter, *method, *message;
+    };
+    const Row rows[] = {
+        {12, 0, 10, "index", "GetValue",
+         "The parameter index to method GetValue is too big. Range is 0 to 9, but value is 12."},
+        {12, 0, 10, "index", nullptr, "The parameter index  is too big. Range is 0 to 9, but value is 12."},
+        {12, 0, 10, "index", "", "The parameter index  is too big. Range is 0 to 9, but value is 12."},
+        {-1, 0, 10, nullptr, "M", "The parameter ? to method M is too small. Range is 0 to 9, but value is -1."},
+        {10, 0, 10, "n", "M", "The parameter n to method M is too big. Range is 0 to 9, but value is 10."},
+    };
+    for (const Row &row : rows) {
+        EXPECT_EQ(
+            Raised([&] { RaiseOutOfBoundsException(row.value, row.minimum, row.end, row.parameter, row.method); }),
+            std::string("OutOfBoundsException: ") + row.message);
+    }
+}
+
+TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
+{
+    StartHost();
+    struct Row {
+        std::function<void()> body;
+        const char *raised;
+    };
+    const Row rows[] = {
+        {Throwing(std::bad_alloc()), "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
+        {Throwing(std::range_error("r")), "OutOfBoundsException: C++ reports range error: r"},
+        {Throwing(SilentRange()), "OutOfBoundsException: C++ reports range error."},
+        {Throwing(std::overflow_error("o")), "OutOfBoundsException: C++ reports overflow error: o"},
+        {Throwing(std::underflow_error("u")), "OutOfBoundsException: C++ reports underflow error: u"},
+        {Throwing(std::logic_error("l")), "RuntimeException: C++ Exception: l"},
+        {Throwing(5), "RuntimeException: Sorry, but there was an unnamed C++ Exception."},
+    };
+    for (const Row &row : rows)
+        EXPECT_EQ(Raised(row.body), row.raised);
+}

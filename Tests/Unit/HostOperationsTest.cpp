@@ -1,0 +1,278 @@
+// The bridge to the host, against a resolver of the test's own.
+#include "Source/SDK/GlueCode/HostOperations.h"
+
+#include "Source/SDK/GlueCode/PluginMain.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::map<std::string, void *> entries;
+std::map<std::string, int> asked;
+
+void *Resolve(const char *name)
+{
+    asked[name]++;
+    auto found = entries.find(name);
+    return found != entries.end() ? found->second : nullptr;
+}
+
+template <typename Function>
+void Provide(const char *name, Function function)
+{
+    entries[name] = reinterpret_cast<void *>(function);
+}
+
+class HostOperations : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        entries.clear();
+        asked.clear();
+        gHostResolver = Resolve;
+        gSDKVersion = 13;
+    }
+};
+
+template <typename Handle>
+Handle *AnyHandle(std::uintptr_t number)
+{
+    return reinterpret_cast<Handle *>(number);
+}
+
+unsigned long answer;
+std::vector<long> seen;
+
+} // namespace
+
+TEST_F(HostOperations, AMissingEntryGivesTheMissingValueAndIsAskedForAgain)
+{
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(REALnewInstance("MemoryBlock"), nullptr);
+        EXPECT_EQ(REALGetStringEncoding(nullptr), 0U);
+        EXPECT_FALSE(REALObjectIsA(nullptr, nullptr));
+        EXPECT_EQ(REALRegisterBackgroundTask(nullptr, 10, nullptr), -1);
+        REALLockObject(nullptr);
+    }
+    for (const char *name : {"PluginNewInstance", "REALGetStringEncoding", "RuntimeObjectIsa",
+                             "PluginRegisterBackgroundTask", "REALLockObject"})
+        EXPECT_EQ(asked[name], 2) << name;
+
+    Provide(
+        "REALGetStringEncoding", +[](REALstringStruct *) { return 7U; });
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
+    EXPECT_EQ(asked["REALGetStringEncoding"], 3); // found once, never asked for again
+}
+
+TEST_F(HostOperations, YesAndNoAreInTheLowByteButForTheWholeWordGetters)
+{
+    Provide(
+        "RuntimeObjectIsa", +[](REALobjectStruct *, REALclassRefStruct *) { return answer; });
+    Provide(
+        "REALGetPropValueString", +[](REALobjectStruct *, const char *, REALstringStruct **) { return answer; });
+    struct Row {
+        unsigned long answer;
+        bool lowByte, wholeWord;
+    };
+    for (Row row : {Row{0, false, false}, {1, true, true}, {0xFF, true, true}, {0x100, false, true}}) {
+        answer = row.answer;
+        EXPECT_EQ(REALObjectIsA(nullptr, nullptr), row.lowByte) << row.answer;
+        EXPECT_EQ(REALGetPropValueString(nullptr, "", nullptr), row.wholeWord) << row.answer;
+    }
+}
+
+TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
+{
+    auto string = AnyHandle<REALstringStruct>(8);
+    std::int64_t length = 99;
+    EXPECT_EQ(REALGetStringContents(nullptr, &length), nullptr);
+    EXPECT_EQ(REALGetStringContents(string, &length), nullptr);
+    Provide(
+        "StringGetCString", +[](REALstringStruct *) -> const char * { return "text"; });
+    EXPECT_STREQ(REALGetStringContents(string, &length), "text");
+    EXPECT_EQ(length, 99);
+
+    Provide(
+        "REALLoadGlobalMethod", +[](void *object, const char *prototype) -> void * {
+            EXPECT_EQ(object, nullptr);
+            EXPECT_STREQ(prototype, "LenB( s as string ) as integer");
+            return reinterpret_cast<void *>(+[](REALstringStruct *) { return 4L; });
+        });
+    EXPECT_STREQ(REALGetStringContents(string, &length), "text");
+    EXPECT_EQ(length, 4);
+    EXPECT_STREQ(REALGetStringContents(string, nullptr), "text");
+}
+
+TEST_F(HostOperations, ElementsGoThroughTheProcedureOfTheArray)
+{
+    int array = 0;
+    long out = 5;
+    REALGetArrayValueInteger(&array, 3, &out); // no entry: nothing happens
+    REALSetArrayValueInteger(&array, 3, 42);
+    EXPECT_EQ(out, 5);
+
+    Provide(
+        "PluginIntegerArrayGetProc", +[](void *, long, long *) {
+            return +[](void *, long index) {
+                seen.push_back(index);
+                return index * 10;
+            };
+        });
+    REALGetArrayValueInteger(&array, 3, nullptr);
+    EXPECT_TRUE(seen.empty());
+    REALGetArrayValueInteger(&array, 3, &out);
+    EXPECT_EQ(out, 30);
+
+    // Setting hands the value over before the index, inserting after it.
+    seen.clear();
+    Provide(
+        "PluginIntegerArraySetProc", +[](void *, long, long) {
+            return +[](void *, long first, long second) { seen = {first, second}; };
+        });
+    REALSetArrayValueInteger(&array, 3, 42);
+    EXPECT_EQ(seen, (std::vector<long>{42, 3}));
+    Provide(
+        "PluginIntegerArrayInsertProc", +[](void *, long, long) {
+            return +[](void *, long first, long second) { seen = {first, second}; };
+        });
+    REALInsertArrayValueInteger(&array, 3, 42);
+    EXPECT_EQ(seen, (std::vector<long>{3, 42}));
+
+    bool flag = true;
+    Provide(
+        "PluginBooleanArrayGetProc", +[](void *, long, bool *) { return +[](void *, long) { return answer; }; });
+    answer = 0x100;
+    REALGetArrayValueBoolean(&array, 0, &flag);
+    EXPECT_FALSE(flag);
+    answer = 0x80;
+    REALGetArrayValueBoolean(&array, 0, &flag);
+    EXPECT_TRUE(flag);
+}
+
+TEST_F(HostOperations, TheEventTokenStandsOneRecordFurtherWithTheOldestSDK)
+{
+    int token = 0;
+    REALevent inner = {"Event", &token, 0, nullptr};
+    REALevent outer = {"Event", &inner, 0, nullptr};
+    Provide(
+        "GetEventInstance", +[](REALobjectStruct *, void *given) { return given; });
+    gSDKVersion = 10;
+    EXPECT_EQ(REALGetEventInstance(nullptr, &inner), &token);
+    gSDKVersion = 9;
+    EXPECT_EQ(REALGetEventInstance(nullptr, &outer), &token);
+}
+
+TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)
+{
+    int runs = 0;
+    auto function = +[](void *data) { ++*static_cast<int *>(data); };
+    EXPECT_EQ(REALCallFunctionWithExceptionHandler(function, &runs), nullptr);
+    EXPECT_EQ(runs, 1);
+    Provide(
+        "PluginCallFunctionWithExceptionHandler", +[](void (*guarded)(void *), void *data) {
+            guarded(data);
+            return AnyHandle<REALobjectStruct>(16);
+        });
+    EXPECT_EQ(REALCallFunctionWithExceptionHandler(function, &runs), AnyHandle<REALobjectStruct>(16));
+    EXPECT_EQ(runs, 2);
+}
+
+TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)
+{
+    Provide(
+        "RuntimeGraphicsStringWidth", +[](REALgraphicsStruct *, REALstringStruct *) { return 2.5; });
+    Provide(
+        "RuntimeGraphicsDrawString",
+        +[](REALgraphicsStruct *, REALstringStruct *, int x, int y, int w, double xd, double yd, double wd) {
+            seen = {x, y, w, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
+        });
+    gHostVersion = 2018.02;
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
+    REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
+    EXPECT_EQ(seen, (std::vector<long>{1, 2, 3, 1, 2, 3}));
+
+    Provide(
+        "RuntimeGraphicsStringWidth", +[](REALgraphicsStruct *, REALstringStruct *) { return 7; });
+    gHostVersion = 2007.01;
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 7.0);
+}
+
+TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
+{
+    Provide(
+        "GetRBScriptResolver", +[] {
+            return +[](const char *name) -> void * {
+                if (name == std::string("RuntimeClassOf"))
+                    return reinterpret_cast<void *>(
+                        +[](REALobjectStruct *) { return AnyHandle<REALclassRefStruct>(24); });
+                if (name == std::string("REALCountClassProperties"))
+                    return reinterpret_cast<void *>(+[](REALclassRefStruct *classRef) {
+                        return classRef == AnyHandle<REALclassRefStruct>(24) ? 3 : 0;
+                    });
+                return nullptr;
+            };
+        });
+    EXPECT_EQ(REALCountClassProperties(nullptr), 3);
+    EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
+    EXPECT_EQ(asked["GetRBScriptResolver"], 1);
+}
+
+// --- start-up -------------------------------------------------------------------------------------------
+
+namespace {
+
+double hostVersion;
+std::vector<std::string> registered;
+
+template <typename Record>
+void *Note(Record *record)
+{
+    if constexpr (requires { record->name; }) registered.push_back(record->name);
+    return nullptr;
+}
+
+} // namespace
+
+TEST_F(HostOperations, TheSDKVersionFollowsFromTheHosts)
+{
+    Provide(
+        "REALGetRBVersion", +[] { return hostVersion; });
+    Provide(
+        "RegisterPluginVersion", +[](int version) { seen.push_back(version); });
+    Provide("PluginRegisterModule", Note<REALmoduleDefinition>);
+    Provide("PluginRegisterMethod", Note<REALmethodDefinition>);
+    Provide("PluginRegisterClass", Note<REALclassDefinition>);
+    struct Row {
+        double host;
+        int sdk;
+    };
+    for (Row row : {Row{2013.04, 13},
+                    {2013.0399, 12},
+                    {2013.03, 12},
+                    {2013.0, 11},
+                    {2012.99, 10},
+                    {2012.0, 10},
+                    {2011.9, 9},
+                    {0.0, 9}}) {
+        hostVersion = row.host;
+        REALPluginMain(Resolve);
+        EXPECT_EQ(seen.back(), row.sdk) << row.host;
+    }
+}
+
+TEST_F(HostOperations, RegistrationComesInOrderAlsoForAHostThatSaysNothingOfItself)
+{
+    REALPluginMain(nullptr);
+    EXPECT_TRUE(asked.empty());
+
+    Provide("PluginRegisterMethod", Note<REALmethodDefinition>);
+    Provide("PluginRegisterClass", Note<REALclassDefinition>);
+    REALPluginMain(Resolve);
+    EXPECT_EQ(gSDKVersion, 9);
+    EXPECT_EQ(asked["PluginRegisterMethod"], 1);
+    EXPECT_EQ(registered, (std::vector<std::string>{"UDPSocketVYN", "RAWSocketVYN", "DatagramVYN"}));
+}

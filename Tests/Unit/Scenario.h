@@ -1,0 +1,35 @@
+// One program over everything that the library offers, as a table of steps: what is done, and what a
+// program sees of it. The sweeps run it again and again, each time with one thing failing.
+//
+// A step makes what it needs and releases it, so that any step may fail and the next ones still run. What it
+// sees is text without anything that changes from run to run.
+#pragma once
+
+#include "Host/Runtime/Host.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace scenario {
+
+struct Step {
+    const char *name;
+    std::string (*run)();
+    const char *expected;
+};
+
+// All steps, in their order.
+std::span<const Step> Steps();
+
+// What the step came to: what it saw, or the exception that ended it.
+std::string Run(const Step &step);
+
+// Descriptors of this process that are open.
+std::vector<int> OpenDescriptors();
+
+// Runs the body in a child process, with a time limit. Result: what the child said is wrong, "" for nothing;
+// a crash is said too.
+std::string InChild(const std::function<std::string()> &body);
+
+} // namespace scenario

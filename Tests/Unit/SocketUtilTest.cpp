@@ -1,0 +1,187 @@
+// Socket addresses and descriptor flags.
+#include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+// All 28 bytes in hexadecimal, but for the zeros at the end.
+std::string Hex(const sockaddr_union &record)
+{
+    std::string hex;
+    for (std::size_t i = 0; i < sizeof record; i++) {
+        char digits[3];
+        snprintf(digits, sizeof digits, "%02x", reinterpret_cast<const unsigned char *>(&record)[i]);
+        hex += digits;
+    }
+    while (hex.ends_with("00"))
+        hex.resize(hex.size() - 2);
+    return hex;
+}
+
+sockaddr_union Garbage()
+{
+    sockaddr_union record;
+    std::memset(&record, 0xA5, sizeof record);
+    return record;
+}
+
+int Option(int fd, int level, int option)
+{
+    int value = -1;
+    socklen_t length = sizeof value;
+    getsockopt(fd, level, option, &value, &length);
+    return value;
+}
+
+} // namespace
+
+TEST(SocketUtil, AnyAndLoopbackFillTheWholeRecord)
+{
+    const std::string loopbackIPv6 = "0a000050" + std::string(38, '0') + "01";
+    struct {
+        void (*fill)(int family, sockaddr_union &record, int port);
+        int family, port;
+        std::string bytes;
+    } const rows[] = {
+        {SetAnySocketAddress, AF_INET, 5000, "02001388"},
+        {SetAnySocketAddress, AF_INET6, 5000, "0a001388"},
+        {SetAnySocketAddress, 7, 5000, "02001388"},
+        {SetLoopbackSocketAddress, AF_INET, 80, "020000507f000001"},
+        {SetLoopbackSocketAddress, AF_INET6, 80, loopbackIPv6},
+        {SetLoopbackSocketAddress, -1, 70000, "020011707f000001"},
+    };
+    for (const auto &row : rows) {
+        sockaddr_union record = Garbage();
+        row.fill(row.family, record, row.port);
+        EXPECT_EQ(Hex(record), row.bytes);
+        EXPECT_EQ(GetSocketAddressPort(record), row.port & 0xFFFF);
+    }
+}
+
+TEST(SocketUtil, TextIsParsedAsAddressOrLocalhostAndNothingElse)
+{
+    struct {
+        int family;
+        const char *text;
+        int foundFamily, size; // 0: refused
+        const char *address;
+    } const rows[] = {
+        {AF_INET, "192.168.1.5", AF_INET, 16, "192.168.1.5"},
+        {AF_INET, "LocalHost", AF_INET, 16, "127.0.0.1"},
+        {AF_INET, "::1", 0, 0, ""},
+        {AF_INET, "example.org", 0, 0, ""},
+        {AF_INET, "1.2.3", 0, 0, ""},
+        {AF_INET, "", 0, 0, ""},
+        {9, "10.0.0.1", AF_INET, 16, "10.0.0.1"},
+        {AF_INET6, "fe80::1:2", AF_INET6, 28, "fe80::1:2"},
+        {AF_INET6, "::ffff:1.2.3.4", AF_INET6, 28, "::ffff:1.2.3.4"},
+        {AF_INET6, "192.168.1.5", AF_INET, 16, "192.168.1.5"},
+        {AF_INET6, "localhost", AF_INET6, 28, "::1"},
+        {AF_INET6, "1:2:3:4:5:6:7", 0, 0, ""},
+        {AF_INET6, "example.org", 0, 0, ""},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.text);
+        sockaddr_union record = Garbage();
+        EXPECT_EQ(ParseSocketAddress(row.family, record, row.text, 70000), row.size == 0 ? 1 : 0);
+        EXPECT_EQ(record.any.sa_family, row.foundFamily);
+        EXPECT_EQ(GetSocketAddressSize(record), row.size);
+        EXPECT_EQ(GetSocketAddressPort(record), row.size == 0 ? 0 : 4464);
+        EXPECT_EQ(sockaddr_to_text(&record.any), row.address);
+        EXPECT_EQ(Hex(record).empty(), row.size == 0);
+    }
+}
+
+TEST(SocketUtil, RecordsOfOtherFamiliesHaveNoPortNoSizeAndNoText)
+{
+    for (int family : {AF_UNSPEC, AF_UNIX, AF_NETLINK, AF_PACKET, 0xFFFF}) {
+        sockaddr_union record = Garbage();
+        record.any.sa_family = static_cast<sa_family_t>(family);
+        EXPECT_EQ(GetSocketAddressPort(record), 0) << family;
+        EXPECT_EQ(GetSocketAddressSize(record), 0) << family;
+        EXPECT_EQ(sockaddr_to_text(&record.any), "") << family;
+    }
+    EXPECT_EQ(sockaddr_to_text(nullptr), "");
+}
+
+// The record lies in a block of just its size, for the sanitiser to see a read past the end.
+TEST(SocketUtil, IPv4TextEqualsTheSystemsForEveryByteAtEveryPlace)
+{
+    auto address = std::make_unique<sockaddr_in>();
+    address->sin_family = AF_INET;
+    unsigned int random = 12345;
+    for (unsigned int i = 0; i < 100000; i++) {
+        random = random * 1664525 + 1013904223;
+        unsigned int place = i % 4 * 8;
+        address->sin_addr.s_addr = (random & ~(0xFFu << place)) | (i / 4 % 256) << place;
+        char expected[INET_ADDRSTRLEN];
+        inet_ntop(AF_INET, &address->sin_addr, expected, sizeof expected);
+        char text[INET6_ADDRSTRLEN];
+        std::memset(text, 'x', sizeof text);
+        std::size_t length = sockaddr_to_text(reinterpret_cast<sockaddr *>(address.get()), text);
+        ASSERT_STREQ(text, expected);
+        ASSERT_EQ(length, std::strlen(expected));
+    }
+}
+
+TEST(SocketUtil, FlagsAndOptionsChangeAlone)
+{
+    int file = open("/dev/null", O_WRONLY | O_APPEND);
+    const int before = fcntl(file, F_GETFL);
+    EXPECT_EQ(MarkNonBlocking(file), 0);
+    EXPECT_EQ(fcntl(file, F_GETFL), before | O_NONBLOCK);
+    EXPECT_EQ(MarkBlocking(file), 0);
+    EXPECT_EQ(fcntl(file, F_GETFL), before);
+    MarkCloseOnExec(file);
+    EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+    close(file);
+    EXPECT_EQ(MarkNonBlocking(-1), -1);
+    EXPECT_EQ(WSAGetLastError(), EBADF);
+    EXPECT_EQ(MarkBlocking(-1), -1);
+
+    int tcp = socket(AF_INET6, SOCK_STREAM, 0);
+    if (tcp == -1) GTEST_SKIP() << "no IPv6 here: " << strerror(errno);
+    int only = 1;
+    setsockopt(tcp, IPPROTO_IPV6, IPV6_V6ONLY, &only, sizeof only);
+    MarkIPv6andIPv4(tcp);
+    EXPECT_EQ(Option(tcp, IPPROTO_IPV6, IPV6_V6ONLY), 0);
+    SetKeepAlive(tcp);
+    EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
+    close(tcp);
+}
+
+TEST(SocketUtil, TracesAppearWithTheSwitchAlone)
+{
+    auto run = [] {
+        sockaddr_union record;
+        ParseSocketAddress(AF_INET6, record, "localhost", 80);
+        SetAnySocketAddress(AF_INET, record, 81);
+        MarkIPv6andIPv4(-1);
+        SetKeepAlive(-1);
+        gai_errorstring(EAI_SERVICE);
+    };
+    EXPECT_EQ(CaptureLog(run), std::vector<std::string>());
+    gDebugging = true;
+    std::vector<std::string> lines = {"inet_pton AF_INET6 0",
+                                      "inet_pton AF_INET 0",
+                                      "SetLoopbackSocketAddress 80",
+                                      "SetLoopbackSocketAddressIPv6 80",
+                                      "SetAnySocketAddress 81",
+                                      "SetAnySocketAddressIPv4 81",
+                                      "setsockopt with IPV6_V6ONLY 9",
+                                      "error message Bad file descriptor",
+                                      "SetKeepAlive -1",
+                                      "setsockopt for keep alive 9"};
+    lines.push_back(std::string("error message ") + gai_strerror(EAI_SERVICE));
+    for (std::string &line : lines)
+        line = "VYN Debug: " + line;
+    EXPECT_EQ(CaptureLog(run), lines);
+}

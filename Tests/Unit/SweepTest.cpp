@@ -1,0 +1,112 @@
+// The scenario with one thing of the host failing: every entry missing in turn, every call failing in turn.
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Tests/Unit/Scenario.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+// Complaints without those of a host that can't tell a raw socket from another: its events are then looked up
+// as a UDP socket's, of which this host knows better.
+std::string Serious(const std::string &complaints)
+{
+    std::istringstream lines(complaints);
+    std::string serious;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("an event was looked up") == std::string::npos) serious += line + "\n";
+    }
+    return serious;
+}
+
+// Runs the scenario in a host of its own and answers what is wrong afterwards.
+std::string RunScenario(const host::Options &options, long failingCall = 0, bool *failed = nullptr)
+{
+    std::vector<int> before = scenario::OpenDescriptors();
+    host::Host host(options);
+    host.Start(REALPluginMain);
+    host.faults.FailCall(failingCall);
+    for (const scenario::Step &step : scenario::Steps())
+        scenario::Run(step);
+    if (failed != nullptr) *failed = host.faults.Failed() != nullptr;
+    std::string wrong = Serious(host.Complaints());
+    if (scenario::OpenDescriptors() != before) wrong += "descriptors differ";
+    return wrong;
+}
+
+// What differs from what the scenario should see.
+std::string Differences(const host::Options &options)
+{
+    std::string wrong;
+    host::Host host(options);
+    host.Start(REALPluginMain);
+    for (const scenario::Step &step : scenario::Steps()) {
+        std::string seen = scenario::Run(step);
+        if (seen != step.expected) wrong += std::string(step.name) + ": " + seen + "\n";
+    }
+    return wrong + host.Complaints();
+}
+
+// Without these a host can't count, and no account of it can balance.
+bool Counts(const std::string &entry)
+{
+    return entry == "REALLockString" || entry == "REALUnlockString" || entry == "REALLockObject" ||
+           entry == "REALUnlockObject";
+}
+
+std::vector<std::string> EntryNames()
+{
+    host::Host host;
+    std::vector<std::string> names;
+    for (host::Entry *entry : host::AllEntries())
+        names.emplace_back(entry->name);
+    return names;
+}
+
+} // namespace
+
+TEST(Sweep, EveryHostVersionSeesTheSame)
+{
+    for (double version : {2010.0, 2012.5, 2013.0, 2020.02, 2021.03, 3000.0})
+        EXPECT_EQ(scenario::InChild([&] { return Differences({.version = version}); }), "") << version;
+}
+
+TEST(Sweep, InstanceDataMayLieAnywhere)
+{
+    const host::Options options = {.offsets = {{"UDPSocketVYN", 64}, {"RAWSocketVYN", 112}, {"DatagramVYN", 80}}};
+    EXPECT_EQ(scenario::InChild([&] { return Differences(options); }), "");
+}
+
+TEST(Sweep, EveryEntryMissingInTurn)
+{
+    std::vector<std::string> names = EntryNames();
+    for (const std::string &name : names) {
+        std::string wrong = scenario::InChild([&] {
+            std::string complaints = RunScenario({.without = {name}});
+            return Counts(name) ? "" : complaints; // but it must not crash
+        });
+        EXPECT_EQ(wrong, "") << name << " is missing";
+    }
+    EXPECT_EQ(scenario::InChild([] { return RunScenario({.bare = true}); }), "") << "all are missing";
+    std::printf("entries removed: %zu\n", names.size());
+}
+
+TEST(Sweep, EveryHostCallFailingInTurn)
+{
+    long call = 0;
+    for (bool failed = true; failed && !HasFailure();) {
+        call++;
+        std::string said = scenario::InChild([&] {
+            bool hit = false;
+            std::string wrong = RunScenario({}, call, &hit);
+            return hit ? wrong : wrong + "no such call";
+        });
+        failed = said != "no such call";
+        if (failed) {
+            EXPECT_EQ(said, "") << "call " << call << " failed";
+        }
+    }
+    EXPECT_GT(call, 100);
+    std::printf("host calls failed: %ld\n", call - 1);
+}

@@ -1,0 +1,229 @@
+// Host strings built and read back, in every encoding and on every host.
+#include "Host/Runtime/Host.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbText.h"
+#include "Source/Utility/rbUtil.h"
+#include "Tests/Unit/LogCapture.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+
+using namespace std::string_literals;
+using String = host::Owned<REALstringStruct>;
+
+namespace {
+
+// A host with the library on it; checks at the end that nothing leaked.
+class Text : public testing::Test {
+  protected:
+    void StartHost(const host::Options &options = {})
+    {
+        running.emplace(options);
+        running->Start(REALPluginMain);
+    }
+    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
+    std::optional<host::Host> running;
+};
+
+std::string_view Bytes(const String &string)
+{
+    return host::BytesOf(string.Get());
+}
+
+} // namespace
+
+TEST_F(Text, BuildersDeclareWhatTheyBuild)
+{
+    StartHost();
+    struct Row {
+        std::string bytes;
+        unsigned int given, declared;
+    };
+    const Row rows[] = {
+        {"AB", kEncodingNone, kEncodingASCII},       {"A\xE9", kEncodingNone, kEncodingNone},
+        {"AB", kEncodingLatin1, kEncodingASCII},     {"A\xE9", kEncodingLatin1, kEncodingLatin1},
+        {"AB", kEncodingWindows, kEncodingASCII},    {"AB", kEncodingMacRoman, kEncodingASCII},
+        {"AB", kEncodingUTF8, kEncodingUTF8},        {"A\0B"s, kEncodingNone, kEncodingASCII},
+        {"A\0B\0"s, kEncodingUTF16, kEncodingUTF8},  {"\x7F", kEncodingNone, kEncodingASCII},
+        {"A\0\0\0"s, kEncodingUTF32, kEncodingUTF8}, {"\x80", kEncodingNone, kEncodingNone},
+    };
+    for (const Row &row : rows) {
+        String string(REALBuildUnicodeString(row.bytes.data(), static_cast<long>(row.bytes.size()), row.given));
+        EXPECT_EQ(host::EncodingOf(string.Get()), row.declared) << row.bytes;
+        bool converted = row.given == kEncodingUTF16 || row.given == kEncodingUTF32;
+        EXPECT_EQ(Bytes(string), converted ? "A" + std::string(row.given == kEncodingUTF16 ? "B" : "") : row.bytes);
+    }
+}
+
+TEST_F(Text, WhatCannotBeBuiltIsNull)
+{
+    StartHost();
+    EXPECT_EQ(REALBuildUnicodeString("x", 0, kEncodingUTF8), nullptr);
+    EXPECT_EQ(REALBuildUnicodeString("x", -1, kEncodingUTF8), nullptr);
+    EXPECT_EQ(REALBuildUnicodeString(nullptr, 5, kEncodingUTF8), nullptr);
+    EXPECT_EQ(REALBuildUnicodeString("x", 1L << 31, kEncodingUTF8), nullptr);
+    EXPECT_EQ(CString2RB("", kEncodingUTF8), nullptr);
+    EXPECT_EQ(CString2RB(nullptr, kEncodingUTF8), nullptr);
+    EXPECT_EQ(PString2RB(reinterpret_cast<const unsigned char *>("\0"), kEncodingUTF8), nullptr);
+    EXPECT_EQ(UnicodeCString2RB(L""), nullptr);
+
+    EXPECT_EQ(Bytes(String(CString2RBmax("abcdef", kEncodingUTF8, 3))), "abc");
+    EXPECT_EQ(Bytes(String(CString2RBmax("ab", kEncodingUTF8, 100))), "ab");
+    EXPECT_EQ(Bytes(String(PString2RB(reinterpret_cast<const unsigned char *>("\3abcdef"), kEncodingUTF8))), "abc");
+
+    gDebugging = true;
+    auto log = CaptureLog([] { String kept(CString2RB("a", kEncodingUTF16)); });
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log[0], "VYN Debug: Error: kREALTextEncodingUTF16 not useful for CString2RB!");
+    log = CaptureLog([] { String odd(REALBuildUnicodeString("a", 1, 77)); });
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_EQ(log[0], "VYN Debug: Unknown encoding in REALBuildUnicodeString 77");
+}
+
+class TextOnHost : public Text, public testing::WithParamInterface<double> {};
+
+TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
+{
+    StartHost({.version = GetParam()});
+    // Beyond the 16-bit plane, and long enough for the heap.
+    std::u32string wide = U"a\u00E9\u20AC\U0001F600";
+    std::wstring large;
+    for (int i = 0; i < 300; i++)
+        large += L"\U0001F600";
+    for (const std::wstring &text : {std::wstring(wide.begin(), wide.end()), large}) {
+        String string(UnicodeCString2RB(text.c_str()));
+        rbText read(string.Get());
+        EXPECT_EQ(std::wstring(read.GetWChar()), text);
+    }
+    String string(UnicodeCString2RB(reinterpret_cast<const unsigned short *>(u"a\u20AC")));
+    rbText read(string.Get());
+    EXPECT_STREQ(read.GetUTF8(), "a\xE2\x82\xAC");
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2010.0, 2012.5, 2013.0, 2021.03));
+
+TEST_F(Text, AViewInEachEncodingOfASourceInEach)
+{
+    StartHost();
+    struct Row {
+        std::string source;
+        unsigned int encoding;
+        std::string utf8, latin1; // no Latin-1: left out
+        std::u16string utf16;
+        std::u32string utf32;
+    };
+    const Row rows[] = {
+        {"plain", kEncodingASCII, "plain", "plain", u"plain", U"plain"},
+        {"plain", kEncodingMacRoman, "plain", "plain", u"plain", U"plain"},
+        {"caf\xC3\xA9", kEncodingUTF8, "caf\xC3\xA9", "caf\xE9", u"caf\u00E9", U"caf\u00E9"},
+        {"caf\xE9", kEncodingLatin1, "caf\xC3\xA9", "caf\xE9", u"caf\u00E9", U"caf\u00E9"},
+        {"caf\xE9", kEncodingNone, "caf\xC3\xA9", "caf\xE9", u"caf\u00E9", U"caf\u00E9"},
+        {"caf\x8E", kEncodingMacRoman, "caf\xC3\xA9", "caf\xE9", u"caf\u00E9", U"caf\u00E9"},
+        {"c\0\xE9\0"s, kEncodingUTF16, "c\xC3\xA9", "c\xE9", u"c\u00E9", U"c\u00E9"},
+        {"\x3D\xD8\x00\xDE"s, kEncodingUTF16, "\xF0\x9F\x98\x80", "", u"\U0001F600", U"\U0001F600"},
+        {"c\0\0\0\xE9\0\0\0"s, kEncodingUTF32, "c\xC3\xA9", "c\xE9", u"c\u00E9", U"c\u00E9"},
+        {"a\0b"s, kEncodingASCII, "a\0b"s, "a\0b"s, u"a\0b"s, U"a\0b"s},
+    };
+    for (const Row &row : rows) {
+        String source(host::NewString(row.source, row.encoding));
+        rbText text(source.Get());
+        EXPECT_EQ(std::string(text.GetUTF8(), static_cast<std::size_t>(text.LengthUTF8())), row.utf8) << row.source;
+        if (!row.latin1.empty()) {
+            EXPECT_EQ(std::string(text.GetLatin1(), static_cast<std::size_t>(text.LengthLatin1())), row.latin1);
+        }
+        auto utf16 = reinterpret_cast<const char16_t *>(text.GetUTF16());
+        EXPECT_EQ(std::u16string(utf16, static_cast<std::size_t>(text.LengthUTF16())), row.utf16) << row.source;
+        EXPECT_EQ(utf16[text.LengthUTF16()], 0);
+        auto utf32 = reinterpret_cast<const char32_t *>(text.GetUTF32());
+        EXPECT_EQ(std::u32string(utf32, static_cast<std::size_t>(text.LengthUTF32())), row.utf32) << row.source;
+        EXPECT_EQ(utf32[text.LengthUTF32()], 0U);
+        EXPECT_FALSE(text.hasFailed()) << row.source;
+        // A copy has the same views of its own.
+        rbText copy(text);
+        EXPECT_STREQ(copy.GetUTF8(), text.GetUTF8());
+        EXPECT_EQ(copy.LengthUTF16(), text.LengthUTF16());
+    }
+}
+
+TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
+{
+    StartHost();
+    struct Row {
+        std::string source;
+        std::u16string utf16;
+    };
+    const Row rows[] = {
+        {"\xFF\xFE"
+         "a\0"s,
+         u"a"},
+        {"\xFE\xFF\0a"s, u"a"}, // swapped
+        {"\xFF\xFE\xFE\xFF"
+         "a\0"s,
+         u"a"},
+        {"\xFF\xFE"s, u""},
+        {"a\0\xFF\xFE"s, u"a\uFEFF"}, // only in front
+    };
+    for (const Row &row : rows) {
+        String source(host::NewString(row.source, kEncodingUTF16));
+        rbText text(source.Get());
+        auto units = reinterpret_cast<const char16_t *>(text.GetUTF16());
+        EXPECT_EQ(std::u16string(units, static_cast<std::size_t>(text.LengthUTF16())), row.utf16);
+    }
+}
+
+TEST_F(Text, AnIllegalSequenceEndsTheTextAndIsTold)
+{
+    StartHost();
+    gDebugging = true;
+    String source(host::NewString("ab\xED\xA0\x80"
+                                  "c",
+                                  kEncodingUTF8));
+    rbText text(source.Get());
+    auto log = CaptureLog([&] { EXPECT_EQ(text.LengthUTF16(), 2); });
+    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: Try UTF8 to UTF16 conversion...",
+                                             "VYN Debug: Illegal UTF-8 sequence! 2"}));
+}
+
+TEST_F(Text, EmptyTextsAreEmptyAndNilWhereAskedFor)
+{
+    StartHost();
+    rbText empty(nullptr);
+    EXPECT_STREQ(empty.GetUTF8(), "");
+    EXPECT_EQ(empty.GetUTF8Nil(), nullptr);
+    EXPECT_EQ(empty.GetUTF16()[0], 0);
+    EXPECT_EQ(empty.GetUTF32Nil(), nullptr);
+    EXPECT_EQ(GetPassword(empty), nullptr);
+    EXPECT_EQ(empty.getEncoding(), static_cast<unsigned int>(kEncodingASCII));
+    EXPECT_EQ(empty.getASCIIOnlyState(), 1U);
+}
+
+TEST_F(Text, ChainsKeepEveryLinkOnceSet)
+{
+    StartHost();
+    String source(host::NewString("x"));
+    rbText *head = nullptr;
+    for (int i = 0; i < 3; i++)
+        rbText::AddTextChain(head, new rbText(source.Get()));
+    rbText *second = head->GetNext();
+    gDebugging = true;
+    auto log = CaptureLog([&] { head->SetNext(nullptr); });
+    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: Warning: Next already set!"}));
+    EXPECT_EQ(head->GetNext(), second);
+    rbText::FreeTextChain(head);
+}
+
+TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)
+{
+    StartHost({.without = {"PluginGetStringData", "StringGetCString"}});
+    String source(host::NewString("caf\xE9", kEncodingLatin1));
+    for (unsigned int encoding : {kEncodingLatin1, kEncodingNone, kEncodingUTF8, kEncodingUTF16}) {
+        String other(host::NewString("caf\xE9", encoding));
+        rbText text(other.Get());
+        EXPECT_STREQ(text.GetUTF8(), "");
+        EXPECT_EQ(text.LengthUTF16(), 0);
+        EXPECT_EQ(text.LengthUTF32(), 0);
+    }
+}

@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Configures and builds one preset, quietly: what the compiler says is shown only when the build fails.
+#   Tools/build.sh PRESET [TARGET...]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+preset=$1
+shift
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+targets=()
+(($# == 0)) || targets=(--target "$@")
+if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } >"$log" 2>&1; then
+  cat "$log"
+  exit 1
+fi

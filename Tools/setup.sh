@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the Debian packages of the groups named that are not there yet; says nothing when all are.
+#   Tools/setup.sh build | test | bench | aarch64 ...
+set -euo pipefail
+
+declare -A packages=(
+  [build]="g++ cmake ninja-build pkg-config liblua5.4-dev libffi-dev"
+  [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 valgrind binutils iproute2 libbenchmark-dev"
+  [bench]="libbenchmark-dev valgrind lua-socket lua-luv python3 gnuplot-nox"
+  [coverage]="gcovr"
+  [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libffi-dev:arm64 libgtest-dev"
+)
+
+missing=()
+for group in "$@"; do
+  if [[ $group == aarch64 ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    foreign=1
+  fi
+  for package in ${packages[$group]}; do
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
+  done
+done
+((${#missing[@]})) || exit 0
+
+root=()
+[[ $(id -u) == 0 ]] || root=(sudo)
+echo "installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+[[ -z ${foreign:-} ]] || "${root[@]}" dpkg --add-architecture arm64
+"${root[@]}" apt-get update -qq
+"${root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -79,7 +79,8 @@ class Classes {
   public:
     // Where the instance block of a class lies; 48 for those not named here. At least 32.
     std::map<std::string, std::size_t> offsets;
-    int sdkVersion = 0; // as announced; 0 before
+    int sdkVersion = 0;                 // as announced; 0 before
+    const Class *memoryBlock = nullptr; // the host's own
 
     Class &AddClass(REALclassDefinition &definition, bool isOwn);
     void AddModule(REALmoduleDefinition &definition);

@@ -1,7 +1,6 @@
 #include "Host/Runtime/Declarations.h"
 
 #include <algorithm>
-#include <strings.h>
 
 namespace host {
 namespace {
@@ -144,11 +143,6 @@ bool SamePrototype(const Declaration &first, const Declaration &second)
     return SameName(first.name, second.name) && SameType(first.result, second.result) &&
            std::equal(first.parameters.begin(), first.parameters.end(), second.parameters.begin(),
                       second.parameters.end(), same);
-}
-
-bool SameName(std::string_view first, std::string_view second)
-{
-    return first.size() == second.size() && strncasecmp(first.data(), second.data(), first.size()) == 0;
 }
 
 } // namespace host

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <strings.h>
 #include <vector>
 
 namespace host {
@@ -43,6 +44,9 @@ Type ParseType(std::string_view name);
 // The same name, parameter types and result type.
 bool SamePrototype(const Declaration &first, const Declaration &second);
 
-bool SameName(std::string_view first, std::string_view second);
+inline bool SameName(std::string_view first, std::string_view second)
+{
+    return first.size() == second.size() && strncasecmp(first.data(), second.data(), first.size()) == 0;
+}
 
 } // namespace host

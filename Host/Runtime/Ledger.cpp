@@ -20,6 +20,7 @@ namespace {
 
 constexpr unsigned char restingPattern = 0xDD;
 constexpr std::size_t restingBytes = 256 * 1024; // of each size class, before a place is used again
+constexpr std::size_t restingValues = 1024;      // but not more of them
 constexpr std::size_t keptErrors = 100;
 
 std::size_t CellBytes(unsigned sizeClass)
@@ -90,7 +91,7 @@ Ledger::~Ledger()
 Value *Ledger::TakeRested(unsigned sizeClass)
 {
     auto &queue = resting[sizeClass];
-    if (queue.size() <= std::max<std::size_t>(restingBytes >> sizeClass, 2)) return nullptr;
+    if (queue.size() <= std::clamp<std::size_t>(restingBytes >> sizeClass, 2, restingValues)) return nullptr;
     Value *value = queue.front();
     queue.pop_front();
 

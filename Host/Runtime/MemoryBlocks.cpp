@@ -17,7 +17,7 @@ struct Block {
 
 const Class &BlockClass()
 {
-    return *Host::Current().classes.Find("MemoryBlock");
+    return *Host::Current().classes.memoryBlock;
 }
 
 Block &BlockOf(REALobjectStruct *object)
@@ -116,7 +116,7 @@ bool IsBlock(REALobjectStruct *object, const char *operation)
 
 void AddMemoryBlockClass(Classes &classes)
 {
-    classes.AddClass(definition, true);
+    classes.memoryBlock = &classes.AddClass(definition, true);
 }
 
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)

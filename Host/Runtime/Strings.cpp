@@ -159,14 +159,13 @@ std::optional<std::string> Convert(std::string_view bytes, unsigned int from, un
     return result;
 }
 
-// Eight bytes at a time: every argument of a program comes through here.
+// 32 bytes at a time: every text of a program comes through here.
 bool IsSevenBit(std::string_view bytes)
 {
     std::uint64_t seen = 0;
-    for (; bytes.size() >= sizeof seen; bytes.remove_prefix(sizeof seen)) {
-        std::uint64_t word;
-        std::memcpy(&word, bytes.data(), sizeof word);
-        seen |= word;
+    for (std::uint64_t words[4]; bytes.size() >= sizeof words; bytes.remove_prefix(sizeof words)) {
+        std::memcpy(words, bytes.data(), sizeof words);
+        seen |= words[0] | words[1] | words[2] | words[3];
     }
     auto isSevenBit = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
     return (seen & 0x8080808080808080u) == 0 && std::all_of(bytes.begin(), bytes.end(), isSevenBit);

@@ -177,7 +177,7 @@ int Construct(lua_State *state)
 
 MemoryBlockView CheckBlock(lua_State *state)
 {
-    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.Find("MemoryBlock")));
+    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock));
     if (view.size < 0) throw Mistake("the size of this memory block is not known");
     return view;
 }

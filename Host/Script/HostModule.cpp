@@ -40,8 +40,8 @@ int IntArgument(lua_State *state, int index)
 double SecondsArgument(lua_State *state, int index)
 {
     double seconds = lua_type(state, index) == LUA_TNUMBER ? lua_tonumber(state, index) : -1;
-    if (!(seconds >= 0 && seconds <= 1e9)) ThrowArgument(state, index, "a number of seconds");
-    return seconds;
+    if (!(seconds >= 0)) ThrowArgument(state, index, "a number of seconds");
+    return std::min(seconds, 1e9); // math.huge is some thirty years
 }
 
 std::string TextArgument(lua_State *state, int index)

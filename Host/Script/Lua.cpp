@@ -154,6 +154,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words)
 {
     *static_cast<Script **>(lua_getextraspace(current)) = this;
     luaL_openlibs(current);
+    lua_gc(current, LUA_GCINC, 1000, 0, 0);
     OpenErrors(current);
     OpenClasses(current);
     OpenHostModule(current);

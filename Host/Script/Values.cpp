@@ -7,8 +7,12 @@ constexpr char proxyMark = 0;
 constexpr char proxiesKey = 0;       // the table of all proxies of objects, by handle; weak
 constexpr char stringMetatableKey = 0;
 
+// What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
+constexpr int kilobytesBehindProxy = 1;
+
 Proxy *NewProxy(lua_State *state, const void *metatableKey, const Class *type)
 {
+    lua_gc(state, LUA_GCSTEP, kilobytesBehindProxy);
     auto proxy = static_cast<Proxy *>(lua_newuserdatauv(state, sizeof(Proxy), 1));
     *proxy = {&proxyMark, nullptr, type};
     lua_rawgetp(state, LUA_REGISTRYINDEX, metatableKey);

@@ -13,6 +13,7 @@ static pthread_t mainThread;
 void MyPluginStart(const char *partName)
 {
     gpartname = partName;
+    gPluginVersionMarker = "$$ Plugin version: 23.5 (2023) $$";
     ReadDebugEnvironment();
     mainThread = pthread_self();
     if (gDebugging && !REALinRuntime()) {

@@ -1,5 +1,7 @@
 // Socket addresses and descriptor flags.
 #include "Libs/shared/Socket/SocketUtil.h"
+#include "Host/Runtime/Host.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
 #include "Tests/Unit/LogCapture.h"
 
@@ -184,4 +186,13 @@ TEST(SocketUtil, TracesAppearWithTheSwitchAlone)
     for (std::string &line : lines)
         line = "VYN Debug: " + line;
     EXPECT_EQ(CaptureLog(run), lines);
+}
+
+TEST(SocketUtil, WideTextBecomesUTF8AndTheHostStringIsReleased)
+{
+    host::Host running;
+    running.Start(REALPluginMain);
+    EXPECT_EQ(ConvertWCharToUTF8(L"z\u00DF\u6C34\U0001F4A7"), "z\u00DF\u6C34\U0001F4A7");
+    EXPECT_EQ(ConvertWCharToUTF8(L""), "");
+    EXPECT_EQ(running.Complaints(), "");
 }

@@ -1,4 +1,4 @@
-// The one socket helper that needs the host: it converts text by way of a host string.
+// The one socket function that needs the host: it converts text by way of a host string.
 #include "SocketUtil.h"
 
 #include "Source/Utility/rbData.h"

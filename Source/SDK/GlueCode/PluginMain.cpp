@@ -5,7 +5,7 @@
 HostResolver gHostResolver = nullptr;
 double gHostVersion = 0.0;
 int gSDKVersion = 0;
-const char *const gPluginVersionMarker = "$$ Plugin version: 23.5 (2023) $$";
+const char *gPluginVersionMarker = nullptr;
 
 // The SDK version that a host of this version speaks.
 static int ChooseSDKVersion(double hostVersion)

@@ -7,9 +7,9 @@
 using HostResolver = void *(*)(const char *entryName);
 
 extern HostResolver gHostResolver;
-extern double gHostVersion; // the host's release as a number, such as 2020.02; 0.0 when it does not say
-extern int gSDKVersion;     // 9 to 13, chosen from the host's version
-extern const char *const gPluginVersionMarker;
+extern double gHostVersion;              // the host's release as a number, such as 2020.02; 0.0 when it does not say
+extern int gSDKVersion;                  // 9 to 13, chosen from the host's version
+extern const char *gPluginVersionMarker; // which build this is; set at plugin start, to be found in the image
 
 // True for the releases that take method tables and class extensions as modules.
 inline bool HostTakesModules()

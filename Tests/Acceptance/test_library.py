@@ -1,0 +1,71 @@
+"""The built file itself: what it exports, how it is linked, and that it runs as a program.
+
+The environment names the library, and the emulator to run it with if it is of another machine.
+"""
+import os
+import re
+import subprocess
+import unittest
+
+LIBRARY = os.environ["VYN_LIBRARY"]
+EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
+LOADERS = {"X86-64": "/lib64/ld-linux-x86-64.so.2", "AArch64": "/lib/ld-linux-aarch64.so.1"}
+PLAIN = os.environ.get("VYN_PLAIN_BUILD") == "1"  # no sanitizer in it, optimised
+
+
+def readelf(*options):
+    return subprocess.run(["readelf", "-W", *options, LIBRARY], check=True, capture_output=True, text=True).stdout
+
+
+class Library(unittest.TestCase):
+    def test_exports_exactly_the_four_names(self):
+        symbols = [line.split() for line in readelf("--dyn-syms").splitlines() if re.match(r"\s+\d+:", line)]
+        defined = sorted(s[7] for s in symbols if len(s) > 7 and s[6] != "UND")
+        self.assertEqual(defined, ["PluginEntry", "REALPluginMain", "elf_interpreter", "libEntry"])
+
+    def test_names_itself_and_its_loader(self):
+        machine = re.search(r"Machine:.*?(X86-64|AArch64)", readelf("-h")).group(1)
+        self.assertIn("Library soname: [libVYNNetwork.Linux32.so.21016]", readelf("-d"))
+        headers = readelf("-l")
+        self.assertIn(f"[Requesting program interpreter: {LOADERS[machine]}]", headers)
+        # The record is the exported text, with its terminating zero and nothing more.
+        size = int(re.search(r"INTERP\s+\S+\s+\S+\s+\S+\s+(\S+)", headers).group(1), 16)
+        text = next(line.split() for line in readelf("--dyn-syms").splitlines() if "elf_interpreter" in line)
+        self.assertEqual(size, len(LOADERS[machine]) + 1)
+        self.assertEqual(int(text[2]), size)
+        entry = int(re.search(r"Entry point address:\s+(\S+)", readelf("-h")).group(1), 16)
+        start = next(line.split() for line in readelf("--dyn-syms").splitlines() if "libEntry" in line)
+        self.assertEqual(int(start[1], 16), entry)
+
+    def test_runs_as_a_program(self):
+        run = subprocess.run([*EMULATOR, LIBRARY], capture_output=True, text=True)
+        self.assertEqual((run.stdout, run.returncode), ("VYN Plugin, version 23.5, built Nov 19 2023\n", 0))
+
+    def test_is_hardened(self):
+        dynamic, headers = readelf("-d"), readelf("-l")
+        self.assertNotRegex(dynamic, "RPATH|RUNPATH|TEXTREL")
+        self.assertRegex(dynamic, "BIND_NOW")
+        self.assertIn("GNU_RELRO", headers)
+        self.assertRegex(headers, r"GNU_STACK(\s+0x\w+){5}\s+RW\s")
+
+    @unittest.skipUnless(PLAIN, "not the build that ships")
+    def test_is_small_and_quick_to_load(self):
+        self.assertRegex(readelf("--dyn-syms"), "__stack_chk_fail")
+        self.assertRegex(readelf("--dyn-syms"), "_chk@")  # FORTIFY
+        relocations = [line for line in readelf("-r").splitlines() if re.match(r"[0-9a-f]{12}", line)]
+        self.assertLess(sum("RELATIVE" not in line for line in relocations), 100)
+        stripped = LIBRARY + ".stripped"
+        tool = "aarch64-linux-gnu-strip" if "AArch64" in readelf("-h") else "strip"
+        subprocess.run([tool, "-o", stripped, LIBRARY], check=True)
+        self.assertLessEqual(os.path.getsize(stripped), 200 * 1024)
+        os.remove(stripped)
+
+    @unittest.skipUnless(PLAIN, "not the build that ships")
+    def test_loads_on_older_systems(self):
+        newest = {"GLIBC": (2, 31), "GLIBCXX": (3, 4, 28), "CXXABI": (1, 3, 12)}
+        for name, version in re.findall(r"\b(GLIBC|GLIBCXX|CXXABI)_([0-9.]+)", readelf("-V")):
+            self.assertLessEqual(tuple(map(int, version.split("."))), newest[name], name)
+
+
+if __name__ == "__main__":
+    unittest.main()

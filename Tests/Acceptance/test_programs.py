@@ -1,0 +1,160 @@
+"""The examples with programs on the other side that are none of ours: sockets of Python, and socat."""
+import os
+import re
+import socket
+import subprocess
+import threading
+import unittest
+
+HOST = os.environ["VYN_HOST"]
+EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
+EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "Examples")
+LIMIT = 60  # seconds for anything
+
+
+class Program:
+    """An example that runs; its lines come as they are printed."""
+
+    def __init__(self, name, *arguments):
+        command = [*EMULATOR, HOST, os.path.join(EXAMPLES, name), *map(str, arguments)]
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.timer = threading.Timer(LIMIT, self.process.kill)
+        self.timer.start()
+
+    def line(self):
+        return self.process.stdout.readline().rstrip("\n")
+
+    def port(self):
+        return int(re.search(r":(\d+)$", self.line()).group(1))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.kill()
+        self.process.wait()
+        self.timer.cancel()
+        self.process.stdout.close()
+
+    def rest(self):
+        return self.process.communicate(timeout=LIMIT)[0], self.process.wait()
+
+
+def run(name, *arguments):
+    with Program(name, *arguments) as program:
+        return program.rest()
+
+
+def udp():
+    peer = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    peer.settimeout(LIMIT)
+    peer.bind(("127.0.0.1", 0))
+    return peer
+
+
+class Datagrams(unittest.TestCase):
+    def test_echo_of_every_size_and_byte(self):
+        with Program("echo_server.lua", 0, LIMIT) as server, udp() as peer:
+            address = ("127.0.0.1", server.port())
+            for payload in (b"hello", bytes(range(256)), b"\0", b"x" * 1400, os.urandom(65507)):
+                peer.sendto(b"", address)  # must not block the one behind it
+                peer.sendto(payload, address)
+                self.assertEqual(peer.recv(65536), payload)
+
+    def test_echo_to_socat(self):
+        with Program("echo_server.lua", 0, LIMIT) as server:
+            run_socat = ["socat", "-t2", "-", f"UDP4:127.0.0.1:{server.port()}"]
+            answer = subprocess.run(run_socat, input=b"from socat", capture_output=True, timeout=LIMIT)
+            self.assertEqual(answer.stdout, b"from socat")
+
+    def test_send_prints_the_answer(self):
+        with udp() as peer:
+            with Program("send.lua", "localhost", peer.getsockname()[1], "question") as program:
+                question, address = peer.recvfrom(100)
+                self.assertEqual(question, b"question")
+                peer.sendto(b"answer", address)
+                output, status = program.rest()
+            self.assertIn("answered 'answer'", output)
+            self.assertEqual(status, 0)
+
+    def test_send_says_what_is_wrong(self):
+        output, status = run("send.lua", "no such host", 9, "x")
+        self.assertIn("no such host: no such host", output)
+        self.assertEqual(status, 1)
+
+    def test_conversation_ends_with_nothing_alive(self):
+        output, status = run("conversation.lua")
+        self.assertEqual(status, 0)
+        self.assertEqual(output.count("pong got 'ping"), 5)
+        self.assertIn("pong got 60000 bytes in one datagram", output)
+        self.assertTrue(output.endswith("live references: 0\n"), output)
+
+    def test_broadcast_finds_the_server(self):
+        output, status = run("broadcast_discovery.lua")
+        self.assertEqual((status, output.count("servers found: 1")), (0, 1), output)
+
+    def test_multicast_reaches_python(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as member:
+            member.settimeout(LIMIT)
+            member.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            member.bind(("", 45454))
+            membership = socket.inet_aton("239.1.2.3") + socket.inet_aton("127.0.0.1")
+            member.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, membership)
+            with Program("multicast_chat.lua", "Ada", "hello", 1) as program:
+                self.assertEqual(member.recv(100), b"Ada: hello")
+                output, status = program.rest()
+            self.assertEqual((output, status), ("Ada: hello\n", 0))
+
+
+class Streams(unittest.TestCase):
+    def test_server_answers_socat(self):
+        with Program("tcp_server.lua", 0, 2) as server:
+            port = server.port()
+            for text in (b"one\n", b"two\n"):
+                socat = ["socat", "-t2", "-", f"TCP4:127.0.0.1:{port}"]
+                answer = subprocess.run(socat, input=text, capture_output=True, timeout=LIMIT)
+                self.assertEqual(answer.stdout, text.upper())
+            output, status = server.rest()
+            self.assertEqual((output.count("left"), status), (2, 0), output)
+
+    def test_client_talks_to_python(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            server.settimeout(LIMIT)
+            with Program("tcp_client.lua", "localhost", server.getsockname()[1], "question") as client:
+                peer, _ = server.accept()
+                with peer:
+                    self.assertEqual(peer.recv(100), b"question\n")
+                    peer.sendall(b"answer\n")
+                    output, status = client.rest()
+            self.assertTrue(output.endswith("answer: answer\n"), output)
+            self.assertEqual(status, 0)
+
+    def test_client_says_that_nobody_is_there(self):
+        with socket.socket() as closed:
+            closed.bind(("127.0.0.1", 0))
+            output, status = run("tcp_client.lua", "127.0.0.1", closed.getsockname()[1])
+        self.assertIn("Socket connect failed with error 111: Connection refused", output)
+        self.assertEqual(status, 1)
+
+
+class Others(unittest.TestCase):
+    def test_ping_reaches_the_kernel_or_says_why_not(self):
+        output, status = run("ping.lua", "127.0.0.1")
+        self.assertEqual(status, 0)
+        self.assertRegex(output, r"47 bytes from 127\.0\.0\.1 in|needs the privilege")
+
+    def test_resolve_agrees_with_the_system(self):
+        output, status = run("resolve.lua", "localhost", "127.0.0.1")
+        wanted = socket.gethostbyname("localhost"), socket.gethostbyaddr("127.0.0.1")[0]
+        found = re.findall(r"IPv4 +(\S+)", output)[0], re.findall(r"IPv4's name +(\S+)", output)[1]
+        self.assertEqual((found, status), (wanted, 0))
+
+    def test_options_before_and_after(self):
+        output, status = run("options.lua")
+        self.assertRegex(output, r"OptionTTLVYN +64 +32 +32")
+        self.assertIn("with error 22: Invalid argument", output)
+        self.assertEqual(status, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

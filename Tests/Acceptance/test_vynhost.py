@@ -1,0 +1,133 @@
+"""The host program: what it prints of the library, what it traces, and how it takes mistakes."""
+import os
+import subprocess
+import tempfile
+import unittest
+
+HOST = os.environ["VYN_HOST"]
+EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+
+def vynhost(*arguments, program=None, given="", **environment):
+    """Runs the host, on a program text where one is given. Answers status, output and error output."""
+    with tempfile.NamedTemporaryFile("w", suffix=".lua") as file:
+        if program is not None:
+            file.write(program)
+            file.flush()
+            arguments = (*arguments, file.name)
+        run = subprocess.run([*EMULATOR, HOST, *arguments], input=given, capture_output=True, text=True, timeout=60,
+                             env={**os.environ, **environment})
+    return run.returncode, run.stdout, run.stderr
+
+
+class Description(unittest.TestCase):
+    def test_lists_every_member_in_order(self):
+        with open(os.path.join(HERE, "members.txt"), encoding="utf-8") as file:
+            wanted = [line.strip() for line in file if line.strip() and not line.startswith("#")]
+        status, output, _ = vynhost("--describe")
+        self.assertEqual(status, 0)
+        self.assertEqual([line.strip() for line in output.splitlines() if line.strip()], wanted)
+
+    def test_is_the_same_on_every_host_that_takes_modules(self):
+        wanted = vynhost("--describe")[1]
+        for version in ("2013.0", "2020.02", "2021.03"):
+            self.assertEqual(vynhost("--host-version", version, "--describe")[1], wanted, version)
+
+    def test_no_host_draws_a_finding(self):
+        for version in ("2010", "2012.5", "2013.0", "2020.02", "2021.03", "3000.0"):
+            self.assertEqual(vynhost("--host-version", version, program="")[2], "", version)
+
+
+class Traces(unittest.TestCase):
+    def test_follow_a_datagram(self):
+        program = """
+          local receiver, sender = UDPSocketVYN(), UDPSocketVYN()
+          receiver:Bind(0, "127.0.0.1")
+          sender:SendMessage("hello", "127.0.0.1", receiver.LocalPort)
+          function receiver:DataAvailable() self:Read() end
+          receiver:Poll()
+          sender.Handle = 0
+        """
+        status, _, log = vynhost(program=program, VYNDEBUG="Yes")
+        self.assertEqual(status, 0, log)
+        lines = [line.removeprefix("VYN Debug: ") for line in log.splitlines()]
+        labels = ["Loading Network in "] if "Loading" in lines[0] else []
+        labels += ["Constructor", "Created IPv4 socket: ", "fcntl ", "Bind", "inet_pton AF_INET 1",
+                   "bind to 127.0.0.1", "port 0", "Bind OK", "GetLocalPort", "getsockname 0, ", "len 16",
+                   "SendMessageInternal", "clientService.sin_addr.s_addr 16777343", "sending to 127.0.0.1",
+                   "sending length 5", "rwrite 5", "Event DataAvailable 0x", "DataAvailable event", "ReadMessage",
+                   "size 5", "error 0", "rread 5", "datagram 0x", "Destructor"]
+        for label in labels:  # each after the one before it
+            place = next((i for i, line in enumerate(lines) if line.startswith(label)), None)
+            self.assertIsNotNone(place, f"{label} in {lines}")
+            del lines[:place + 1]
+
+    def test_are_silent_otherwise(self):
+        self.assertEqual(vynhost(program="UDPSocketVYN():Bind(0)", VYNDEBUG="on"), (0, "", ""))
+
+
+class Mistakes(unittest.TestCase):
+    def test_each_gets_a_message_and_a_status(self):
+        rows = [
+            # arguments, program, what the message says
+            (["--nonsense"], None, "--nonsense"),
+            (["--host-version", "new"], "", "new"),
+            (["--without", "NoSuchEntry"], "", "NoSuchEntry"),
+            (["--plugin", "/no/such/library"], "", "/no/such/library"),
+            (["--plugin", HOST], "", ""),
+            (["/no/such/script.lua"], None, "/no/such/script.lua"),
+            ([], "local = 5", "<name> expected"),
+            ([], "NoSuchClassVYN()", "NoSuchClassVYN"),
+            ([], "UDPSocketVYN():NoSuchMethod()", "NoSuchMethod"),
+            ([], "UDPSocketVYN().NoSuchProperty = 5", "NoSuchProperty"),
+            ([], "UDPSocketVYN().LocalPort = 5", "LocalPort"),
+            ([], "UDPSocketVYN():Bind()", "Bind(Port as Integer, IP as string = \"\")"),
+            ([], "UDPSocketVYN():Bind('x')", "Bind(Port as Integer, IP as string = \"\")"),
+            ([], "UDPSocketVYN():Bind(1.5)", "Bind(Port as Integer"),
+            ([], "UDPSocketVYN():Bind(1, 2, 3)", "Bind(Port as Integer"),
+            ([], "UDPSocketVYN().Bind(5, 5)", ""),
+            ([], "RAWSocketVYN.htons(65536)", "65536"),
+            ([], "RAWSocketVYN(1)", "Constructor(AddressFamily as Integer"),
+            ([], "UDPSocketVYN():SendMessage(DatagramVYN(), 'x')", "SendMessage("),
+            ([], "UDPSocketVYN().DataAvailable = 5", "DataAvailable"),
+            ([], "UDPSocketVYN():Bind(70000)", "UnsupportedOperationException: Invalid port number."),
+            ([], "error('its own')", "its own"),
+        ]
+        for arguments, program, message in rows:
+            status, _, error = vynhost(*arguments, program=program)
+            self.assertGreater(status, 0, (arguments, program))
+            self.assertLess(status, 128, (arguments, program))  # no signal
+            self.assertIn(message, error, (arguments, program))
+            self.assertNotEqual(error, "")
+
+    def test_the_prompt_goes_on_after_a_mistake(self):
+        status, output, _ = vynhost(given="x = 6\nnonsense)\nNoSuchThing()\nx * 7\nexit\n")
+        self.assertEqual(status, 0)
+        self.assertIn("42", output)
+
+    def test_a_program_without_standard_input_gets_no_socket_numbered_0(self):
+        program = "local s = UDPSocketVYN() assert(s.Handle > 0) s:Bind(0) assert(s.LocalPort > 0)"
+        with tempfile.NamedTemporaryFile("w", suffix=".lua") as file:
+            file.write(program)
+            file.flush()
+            run = subprocess.run(["sh", "-c", f"exec {' '.join(EMULATOR)} {HOST} {file.name} <&-"],
+                                 capture_output=True, text=True)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def test_descriptors_stay_out_of_programs_that_are_started(self):
+        program = """
+          local listener = RAWSocketVYN(2, 1, 6)
+          listener:Bind(0, "127.0.0.1") listener:Listen()
+          local client, udp = RAWSocketVYN(2, 1, 6), UDPSocketVYN()
+          assert(client:Connect("127.0.0.1", listener.LocalPort))
+          local peer = listener:Accept(nil)
+          for _, s in ipairs({ listener, client, udp, peer }) do
+            assert(not os.execute("test -e /proc/self/fd/" .. s.Handle))
+          end
+        """
+        self.assertEqual(vynhost(program=program), (0, "", ""))
+
+
+if __name__ == "__main__":
+    unittest.main()

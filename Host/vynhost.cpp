@@ -63,13 +63,20 @@ CommandLine ParseCommandLine(std::vector<std::string> words)
         return *++word;
     };
     for (; word != words.end() && word->starts_with("-"); ++word) {
-        if (*word == "--plugin") line.plugin = value();
-        else if (*word == "--host-version") line.options.version = ParseVersion(value());
-        else if (*word == "--without") line.options.without.push_back(value());
-        else if (*word == "--describe") line.describe = true;
-        else if (*word == "--markdown") line.markdown = true;
-        else if (*word == "--help") line.help = true;
-        else throw Refusal("unknown option " + *word + "; --help shows those there are");
+        if (*word == "--plugin")
+            line.plugin = value();
+        else if (*word == "--host-version")
+            line.options.version = ParseVersion(value());
+        else if (*word == "--without")
+            line.options.without.push_back(value());
+        else if (*word == "--describe")
+            line.describe = true;
+        else if (*word == "--markdown")
+            line.markdown = true;
+        else if (*word == "--help")
+            line.help = true;
+        else
+            throw Refusal("unknown option " + *word + "; --help shows those there are");
     }
     if (word != words.end()) line.script = *word++;
     line.arguments.assign(word, words.end());

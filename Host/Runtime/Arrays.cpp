@@ -33,11 +33,11 @@ struct ElementType {
 };
 // No creator makes the last two; their codes are this host's own.
 constexpr ElementType elementTypes[] = {
-    {"Int32", 0, 4, Kind::Dead},    {"Single", 1, 4, Kind::Dead},  {"Double", 2, 8, Kind::Dead},
-    {"String", 3, 8, Kind::String}, {"Object", 4, 8, Kind::Object}, {"UInt8", 5, 1, Kind::Dead},
-    {"Int8", 6, 1, Kind::Dead},     {"UInt16", 7, 2, Kind::Dead},  {"Int16", 8, 2, Kind::Dead},
-    {"UInt32", 9, 4, Kind::Dead},   {"UInt64", 10, 8, Kind::Dead}, {"Integer", 11, 8, Kind::Dead},
-    {"Boolean", 16, 1, Kind::Dead}, {"Text", 17, 8, Kind::Text},   {"Color", 18, 4, Kind::Dead},
+    {"Int32", 0, 4, Kind::Dead},     {"Single", 1, 4, Kind::Dead},   {"Double", 2, 8, Kind::Dead},
+    {"String", 3, 8, Kind::String},  {"Object", 4, 8, Kind::Object}, {"UInt8", 5, 1, Kind::Dead},
+    {"Int8", 6, 1, Kind::Dead},      {"UInt16", 7, 2, Kind::Dead},   {"Int16", 8, 2, Kind::Dead},
+    {"UInt32", 9, 4, Kind::Dead},    {"UInt64", 10, 8, Kind::Dead},  {"Integer", 11, 8, Kind::Dead},
+    {"Boolean", 16, 1, Kind::Dead},  {"Text", 17, 8, Kind::Text},    {"Color", 18, 4, Kind::Dead},
     {"Currency", 19, 8, Kind::Dead},
 };
 

@@ -24,10 +24,14 @@ std::span<Member> Members(Member *array, std::uint64_t count)
 std::size_t WidthOf(const Type &type)
 {
     switch (type.kind) {
-    case TypeKind::Boolean: return 1;
-    case TypeKind::UInt16: return 2;
-    case TypeKind::UInt32: return 4;
-    default: return 8;
+    case TypeKind::Boolean:
+        return 1;
+    case TypeKind::UInt16:
+        return 2;
+    case TypeKind::UInt32:
+        return 4;
+    default:
+        return 8;
     }
 }
 
@@ -110,7 +114,8 @@ Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
     AddFunctions(type->methods, Members(definition.methods, definition.methodCount));
     AddFunctions(type->sharedMethods, Members(definition.sharedMethods, definition.sharedMethodCount));
     AddProperties(type->properties, type.get(), Members(definition.properties, definition.propertyCount));
-    AddProperties(type->sharedProperties, nullptr, Members(definition.sharedProperties, definition.sharedPropertyCount));
+    AddProperties(type->sharedProperties, nullptr,
+                  Members(definition.sharedProperties, definition.sharedPropertyCount));
     AddEvents(*type, Members(definition.events, definition.eventCount));
     AddConstants(type->constants, Members(definition.constants, definition.constantCount));
     auto isDestructor = [](const Function &method) { return SameName(method.declaration.name, "Destructor"); };
@@ -155,7 +160,8 @@ void Classes::AddExtension(REALclassDefinition &extension)
 
 void Classes::AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods)
 {
-    for (REALmethodDefinition &method : methods) AddFunction(to, method.declaration, method.function);
+    for (REALmethodDefinition &method : methods)
+        AddFunction(to, method.declaration, method.function);
 }
 
 void Classes::AddFunction(std::vector<Function> &to, const char *declaration, void *address)
@@ -183,7 +189,8 @@ void Classes::AddProperties(std::vector<Property> &to, const Class *owner, std::
 void Classes::AddEvents(Class &type, std::span<REALevent> events)
 {
     std::size_t number = 0;
-    for (const Class *level = type.super; level != nullptr; level = level->super) number += level->events.size();
+    for (const Class *level = type.super; level != nullptr; level = level->super)
+        number += level->events.size();
     for (REALevent &record : events) {
         auto parsed = ParseDeclaration(TextOf(record.declaration));
         if (!parsed) {
@@ -231,10 +238,20 @@ std::vector<const Function *> Classes::AllFunctions() const
 {
     std::vector<const Function *> all;
     for (const auto &module : modules) {
-        for (const Function &function : module->functions) all.push_back(&function);
+        for (const Function &function : module->functions)
+            all.push_back(&function);
     }
-    for (const Function &function : functions) all.push_back(&function);
+    for (const Function &function : functions)
+        all.push_back(&function);
     return all;
+}
+
+const Function *Classes::FindFunction(const Declaration &prototype) const
+{
+    for (const Function *function : AllFunctions()) {
+        if (SamePrototype(function->declaration, prototype)) return function;
+    }
+    return nullptr;
 }
 
 const Function *FindMethod(const Class &type, const Declaration &prototype)

@@ -99,8 +99,9 @@ class Classes {
     const std::vector<Registration> &Registrations() const { return registrations; }
     const std::vector<std::string> &Findings() const { return findings; }
 
-    // Every function of modules and method tables, in the order of registration.
+    // Every function of modules and method tables.
     std::vector<const Function *> AllFunctions() const;
+    const Function *FindFunction(const Declaration &prototype) const;
 
   private:
     void AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods);

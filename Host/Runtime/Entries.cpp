@@ -118,7 +118,8 @@ void *Resolve(const char *name)
 
 Entry *FindEntry(const std::string &name)
 {
-    auto found = std::find_if(std::begin(entries), std::end(entries), [&](Entry *entry) { return entry->name == name; });
+    auto found =
+        std::find_if(std::begin(entries), std::end(entries), [&](Entry *entry) { return entry->name == name; });
     return found != std::end(entries) ? *found : nullptr;
 }
 
@@ -134,7 +135,8 @@ const std::set<std::string> &UnknownEntriesAsked()
 
 void ResetEntries()
 {
-    for (Entry *entry : entries) *entry = {entry->name, entry->function};
+    for (Entry *entry : entries)
+        *entry = {entry->name, entry->function};
     unknownEntriesAsked.clear();
 }
 

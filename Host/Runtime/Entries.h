@@ -7,6 +7,7 @@
 
 #include "Source/SDK/GlueCode/HostRecords.h"
 
+#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,8 +29,7 @@ namespace entry {
 #define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entryName)                                               \
     HOST_YES_NO_AS(operation, parameters, arguments, entryName)
 #define HOST_YES_NO_WORD(operation, parameters, arguments) HOST_YES_NO(operation, parameters, arguments)
-#define HOST_ENTRY(result, operation, parameters, entryName)                                                           \
-    HOST_CALL_AS(result, operation, parameters, (), entryName)
+#define HOST_ENTRY(result, operation, parameters, entryName) HOST_CALL_AS(result, operation, parameters, (), entryName)
 #define HOST_ARRAY_FIXED(type, element)                                                                                \
     HOST_CALL_AS(void *, REALGetArrayValue##type, (void *array, long index, element *out), (),                         \
                  "Plugin" #type "ArrayGetProc")                                                                        \

@@ -53,7 +53,8 @@ ExceptionRecord *RecordOf(REALobjectStruct *object)
 
 void AddExceptionClasses(Classes &classes)
 {
-    for (REALclassDefinition &definition : definitions) classes.AddClass(definition, true);
+    for (REALclassDefinition &definition : definitions)
+        classes.AddClass(definition, true);
 }
 
 REALobjectStruct *NewException(const Exception &exception)

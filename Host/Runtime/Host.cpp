@@ -35,24 +35,17 @@ void TakeEntriesAway(const Options &options)
     }
 }
 
-const Declaration Parsed(const char *prototype)
+Declaration Parsed(const char *prototype)
 {
     auto declaration = ParseDeclaration(prototype);
     if (!declaration) throw std::invalid_argument(std::string("this is no prototype: ") + prototype);
     return *declaration;
 }
 
-void *FindIn(const std::vector<Function> &functions, const Declaration &wanted)
+void *Existing(const Function *function, const char *prototype)
 {
-    auto matches = [&](const Function &function) { return SamePrototype(function.declaration, wanted); };
-    auto found = std::find_if(functions.begin(), functions.end(), matches);
-    return found != functions.end() ? found->address : nullptr;
-}
-
-void *Existing(void *address, const char *prototype)
-{
-    if (address == nullptr) throw std::invalid_argument(std::string("there is no method ") + prototype);
-    return address;
+    if (function == nullptr) throw std::invalid_argument(std::string("there is no method ") + prototype);
+    return function->address;
 }
 
 } // namespace
@@ -66,8 +59,13 @@ Host::Host(const Options &options) : version(options.version), inRuntime(options
     AddExceptionClasses(classes);
     AddSocketClasses(classes);
     AddArrayClass(classes);
-    for (REALmethodDefinition &method : framework) classes.AddFunction(method, true);
-    for (const auto &[name, offset] : options.offsets) classes.offsets[name] = offset;
+    for (REALmethodDefinition &method : framework)
+        classes.AddFunction(method, true);
+    for (const auto &[name, offset] : options.offsets) {
+        if (offset < sizeof(Value))
+            throw std::invalid_argument("the instance block of " + name + " lies in the header");
+        classes.offsets[name] = offset;
+    }
 }
 
 Host::~Host()
@@ -78,8 +76,10 @@ Host::~Host()
 std::string Host::Complaints() const
 {
     std::string text;
-    for (const std::string &leak : ledger.Leaks()) text += "still alive: " + leak + "\n";
-    for (const std::string &error : ledger.Errors()) text += error + "\n";
+    for (const std::string &leak : ledger.Leaks())
+        text += "still alive: " + leak + "\n";
+    for (const std::string &error : ledger.Errors())
+        text += error + "\n";
     return text;
 }
 
@@ -101,22 +101,21 @@ const Property &Host::PropertyNamed(REALobjectStruct *object, const std::string 
 void *Host::Method(REALobjectStruct *object, const char *prototype) const
 {
     const Class *type = ClassOf(object, prototype);
-    const Function *method = type != nullptr ? FindMethod(*type, Parsed(prototype)) : nullptr;
-    return Existing(method != nullptr ? method->address : nullptr, prototype);
+    return Existing(type != nullptr ? FindMethod(*type, Parsed(prototype)) : nullptr, prototype);
 }
 
 void *Host::SharedMethod(const std::string &className, const char *prototype) const
 {
-    return Existing(FindIn(ClassNamed(className).sharedMethods, Parsed(prototype)), prototype);
+    Declaration wanted = Parsed(prototype);
+    const auto &methods = ClassNamed(className).sharedMethods;
+    auto matches = [&](const Function &method) { return SamePrototype(method.declaration, wanted); };
+    auto found = std::find_if(methods.begin(), methods.end(), matches);
+    return Existing(found != methods.end() ? &*found : nullptr, prototype);
 }
 
 void *Host::GlobalFunction(const char *prototype) const
 {
-    Declaration wanted = Parsed(prototype);
-    for (const Function *function : classes.AllFunctions()) {
-        if (SamePrototype(function->declaration, wanted)) return function->address;
-    }
-    return Existing(nullptr, prototype);
+    return Existing(classes.FindFunction(Parsed(prototype)), prototype);
 }
 
 } // namespace host

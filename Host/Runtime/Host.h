@@ -26,10 +26,10 @@ using Resolver = void *(*)(const char *);
 
 struct Options {
     double version = 2021.03;
-    bool inRuntime = true;                      // false: an editor, which loads plugins too
+    bool inRuntime = true;                        // false: an editor, which loads plugins too
     std::map<std::string, std::size_t> offsets{}; // of instance blocks, by class; 48 otherwise
-    std::vector<std::string> without{};         // entries that this host lacks
-    bool bare = false;                          // lacks all but the two of start-up
+    std::vector<std::string> without{};           // entries that this host lacks
+    bool bare = false;                            // lacks all but the two of start-up
 };
 
 class Host {

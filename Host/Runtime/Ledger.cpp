@@ -57,7 +57,8 @@ std::size_t AddressSet::Slot(const void *address) const
     auto hash = (reinterpret_cast<std::uintptr_t>(address) >> 4) * 0x9E3779B97F4A7C15u;
     auto mask = slots.size() - 1;
     auto slot = static_cast<std::size_t>(hash >> 32) & mask;
-    while (slots[slot] != nullptr && slots[slot] != address) slot = (slot + 1) & mask;
+    while (slots[slot] != nullptr && slots[slot] != address)
+        slot = (slot + 1) & mask;
     return slot;
 }
 
@@ -173,7 +174,8 @@ std::vector<std::string> Ledger::Leaks() const
     for (const Cell &cell : cells) {
         if (cell.value->kind == Kind::Dead) continue;
         auto count = cell.value->references;
-        leaks.push_back(Describe(*cell.value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
+        leaks.push_back(Describe(*cell.value) + ", " + std::to_string(count) +
+                        (count == 1 ? " reference" : " references"));
     }
     return leaks;
 }

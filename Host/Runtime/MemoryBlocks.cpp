@@ -108,7 +108,8 @@ REALclassDefinition definition{
 bool IsBlock(REALobjectStruct *object, const char *operation)
 {
     const Class *type = ClassOf(object, operation);
-    if (type != nullptr && !type->isMemoryBlock) Host::Current().ledger.Error("a memory block was expected, not a " + type->name);
+    if (type != nullptr && !type->isMemoryBlock)
+        Host::Current().ledger.Error("a memory block was expected, not a " + type->name);
     return type != nullptr && type->isMemoryBlock;
 }
 

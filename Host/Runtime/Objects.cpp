@@ -1,10 +1,6 @@
 #include "Host/Runtime/Objects.h"
 
 #include "Host/Runtime/Host.h"
-#include "Host/Runtime/Owned.h"
-
-#include <algorithm>
-#include <cstring>
 
 namespace host {
 namespace {
@@ -39,16 +35,6 @@ void Unlock(REALobjectStruct *object, const char *operation)
 {
     Value *value = FindObject(object, operation);
     if (value != nullptr && Host::Current().ledger.Unlock(value)) End(value);
-}
-
-const Function *FindPrototype(std::vector<const Function *> functions, const char *prototype)
-{
-    auto wanted = ParseDeclaration(prototype != nullptr ? prototype : "");
-    if (!wanted) return nullptr;
-    auto found = std::find_if(functions.begin(), functions.end(), [&](const Function *function) {
-        return SamePrototype(function->declaration, *wanted);
-    });
-    return found != functions.end() ? *found : nullptr;
 }
 
 } // namespace
@@ -130,7 +116,8 @@ void *entry::REALLoadObjectMethod(REALobjectStruct *object, const char *prototyp
 
 void *entry::REALLoadGlobalMethod(void *, const char *prototype)
 {
-    const Function *function = FindPrototype(Host::Current().classes.AllFunctions(), prototype);
+    auto wanted = ParseDeclaration(prototype != nullptr ? prototype : "");
+    const Function *function = wanted ? Host::Current().classes.FindFunction(*wanted) : nullptr;
     return function != nullptr ? function->address : nullptr;
 }
 

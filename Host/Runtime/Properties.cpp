@@ -47,20 +47,31 @@ void Store(unsigned char *address, Word word)
 Word LoadField(const unsigned char *address, TypeKind kind)
 {
     switch (kind) {
-    case TypeKind::Boolean: return *address != 0;
-    case TypeKind::UInt16: return Load<std::uint16_t>(address);
-    case TypeKind::UInt32: return Load<std::uint32_t>(address);
-    default: return Load<Word>(address);
+    case TypeKind::Boolean:
+        return *address != 0;
+    case TypeKind::UInt16:
+        return Load<std::uint16_t>(address);
+    case TypeKind::UInt32:
+        return Load<std::uint32_t>(address);
+    default:
+        return Load<Word>(address);
     }
 }
 
 void StoreField(unsigned char *address, TypeKind kind, Word word)
 {
     switch (kind) {
-    case TypeKind::Boolean: *address = word != 0; break;
-    case TypeKind::UInt16: Store<std::uint16_t>(address, word); break;
-    case TypeKind::UInt32: Store<std::uint32_t>(address, word); break;
-    default: Store<Word>(address, word);
+    case TypeKind::Boolean:
+        *address = word != 0;
+        break;
+    case TypeKind::UInt16:
+        Store<std::uint16_t>(address, word);
+        break;
+    case TypeKind::UInt32:
+        Store<std::uint32_t>(address, word);
+        break;
+    default:
+        Store<Word>(address, word);
     }
 }
 
@@ -101,9 +112,12 @@ Word ReadProperty(REALobjectStruct *object, const Property &property)
     }
     if (object == nullptr) return record.getter.shared();
     switch (property.type.kind) {
-    case TypeKind::Boolean: return record.getter.boolean(object, record.parameter) != 0;
-    case TypeKind::String: return reinterpret_cast<Word>(record.getter.string(object, record.parameter));
-    default: return record.getter.integer(object, record.parameter);
+    case TypeKind::Boolean:
+        return record.getter.boolean(object, record.parameter) != 0;
+    case TypeKind::String:
+        return reinterpret_cast<Word>(record.getter.string(object, record.parameter));
+    default:
+        return record.getter.integer(object, record.parameter);
     }
 }
 

@@ -67,7 +67,8 @@ REALclassDefinition definitions[] = {
 
 void AddSocketClasses(Classes &classes)
 {
-    for (REALclassDefinition &definition : definitions) classes.AddClass(definition, true);
+    for (REALclassDefinition &definition : definitions)
+        classes.AddClass(definition, true);
 }
 
 REALobjectStruct *NewSocket(const char *className, int descriptor)

@@ -70,7 +70,8 @@ std::size_t BadLength(std::string_view bytes, unsigned int encoding, std::size_t
 {
     auto length = std::min(unit, bytes.size());
     if (encoding != kEncodingUTF8) return length;
-    while (length < bytes.size() && (static_cast<unsigned char>(bytes[length]) & 0xC0) == 0x80) ++length;
+    while (length < bytes.size() && (static_cast<unsigned char>(bytes[length]) & 0xC0) == 0x80)
+        ++length;
     return length;
 }
 

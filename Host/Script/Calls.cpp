@@ -13,12 +13,18 @@ constexpr std::size_t slotLimit = 8;
 ffi_type *TypeInC(TypeKind kind)
 {
     switch (kind) {
-    case TypeKind::None: return &ffi_type_void;
-    case TypeKind::Boolean: return &ffi_type_sint8;
-    case TypeKind::Integer: return &ffi_type_sint64;
-    case TypeKind::UInt16: return &ffi_type_uint16;
-    case TypeKind::UInt32: return &ffi_type_uint32;
-    default: return &ffi_type_pointer;
+    case TypeKind::None:
+        return &ffi_type_void;
+    case TypeKind::Boolean:
+        return &ffi_type_sint8;
+    case TypeKind::Integer:
+        return &ffi_type_sint64;
+    case TypeKind::UInt16:
+        return &ffi_type_uint16;
+    case TypeKind::UInt32:
+        return &ffi_type_uint32;
+    default:
+        return &ffi_type_pointer;
     }
 }
 
@@ -72,7 +78,8 @@ class Frame {
         std::array<void *, slotLimit + 1> addresses{};
         std::size_t count = 0;
         if (form.takesObject) addresses[count++] = &object;
-        for (std::size_t i = 0; i < form.slots.size(); ++i) addresses[count++] = &arguments[i].word;
+        for (std::size_t i = 0; i < form.slots.size(); ++i)
+            addresses[count++] = &arguments[i].word;
         auto cif = const_cast<ffi_cif *>(&form.cif);
         ffi_call(cif, reinterpret_cast<void (*)()>(form.function->address), &returned[slotLimit], addresses.data());
         Host::Current().exceptions.ThrowPending();
@@ -143,7 +150,8 @@ const Form *Choose(lua_State *state, const Method &method, int first)
         given += (argument == first ? "" : ", ") + NameOfValue(state, argument);
     }
     std::string text = method.name + " does not take (" + given + "), but:";
-    for (const auto &form : method.forms) text += "\n  " + form->function->declaration.text;
+    for (const auto &form : method.forms)
+        text += "\n  " + form->function->declaration.text;
     throw Mistake(text);
 }
 
@@ -168,8 +176,8 @@ std::unique_ptr<Form> MakeForm(const Host &host, const Function &function, bool 
         form->slots.push_back(std::move(slot));
     }
     auto count = static_cast<unsigned>(form->types.size());
-    if (form->slots.size() > slotLimit || ffi_prep_cif(&form->cif, FFI_DEFAULT_ABI, count, TypeInC(form->result.kind),
-                                                       form->types.data()) != FFI_OK) {
+    if (form->slots.size() > slotLimit ||
+        ffi_prep_cif(&form->cif, FFI_DEFAULT_ABI, count, TypeInC(form->result.kind), form->types.data()) != FFI_OK) {
         throw std::invalid_argument("no call can be made of " + function.declaration.text);
     }
     return form;

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <chrono>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -112,7 +112,8 @@ int MakeString(lua_State *state)
 
 int RaiseException(lua_State *state)
 {
-    throw Exception{TextArgument(state, 1), TextArgument(state, 2), lua_isnoneornil(state, 3) ? 0 : IntegerArgument(state, 3)};
+    throw Exception{TextArgument(state, 1), TextArgument(state, 2),
+                    lua_isnoneornil(state, 3) ? 0 : IntegerArgument(state, 3)};
 }
 
 int RaiseStandard(lua_State *state)

@@ -120,6 +120,8 @@ int RunBody(lua_State *state, Body body)
         PushMistake(state, mistake.what());
     } catch (const std::exception &exception) {
         PushException(state, {standardClass, exception.what()});
+    } catch (...) {
+        PushException(state, {standardClass, "an exception of an unknown type"});
     }
     script.current = outer;
     script.inBody = outerInBody;
@@ -154,7 +156,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words)
 {
     *static_cast<Script **>(lua_getextraspace(current)) = this;
     luaL_openlibs(current);
-    lua_gc(current, LUA_GCINC, 1000, 0, 0);
+    lua_warning(current, "@on", 0); // an exception in a destructor that the collector runs
     OpenErrors(current);
     OpenClasses(current);
     OpenHostModule(current);
@@ -179,7 +181,8 @@ void Script::RunLoaded()
     int function = lua_gettop(current);
     lua_pushcfunction(current, LuaFunction<AddTraceback>);
     lua_insert(current, function);
-    for (const std::string &argument : arguments) lua_pushlstring(current, argument.data(), argument.size());
+    for (const std::string &argument : arguments)
+        lua_pushlstring(current, argument.data(), argument.size());
     inBody = false;
     int status = lua_pcall(current, static_cast<int>(arguments.size()), LUA_MULTRET, function);
     inBody = true;
@@ -189,7 +192,7 @@ void Script::RunLoaded()
 
 void Script::RunFile(const std::string &path)
 {
-    Load(luaL_loadfile(current, path.c_str()));
+    Load(luaL_loadfilex(current, path.c_str(), "t"));
     RunLoaded();
     lua_settop(current, 0);
 }

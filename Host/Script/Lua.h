@@ -49,7 +49,7 @@ class Script {
     static void Call(lua_State *state, int arguments, int results);
 
     Host &host;
-    lua_State *current = nullptr; // the thread of Lua that runs: the main one or a coroutine
+    lua_State *current = nullptr;                // the thread of Lua that runs: the main one or a coroutine
     std::deque<std::unique_ptr<Method>> methods; // what the tables in Lua point to
     std::deque<Member> members;
     std::vector<std::string> arguments;

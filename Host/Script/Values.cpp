@@ -4,7 +4,7 @@ namespace host {
 namespace {
 
 constexpr char proxyMark = 0;
-constexpr char proxiesKey = 0;       // the table of all proxies of objects, by handle; weak
+constexpr char proxiesKey = 0; // the table of all proxies of objects, by handle; weak
 constexpr char stringMetatableKey = 0;
 
 // What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
@@ -190,14 +190,20 @@ bool Accepts(lua_State *state, int index, const ValueType &type)
     const Proxy *proxy = ToProxy(state, index);
     bool isString = proxy != nullptr && proxy->type == nullptr;
     switch (type.kind) {
-    case TypeKind::Boolean: return lua_isboolean(state, index);
+    case TypeKind::Boolean:
+        return lua_isboolean(state, index);
     case TypeKind::Integer:
     case TypeKind::UInt16:
-    case TypeKind::UInt32: return IsNumberWithInteger(state, index);
-    case TypeKind::String: return isNil || isString || lua_type(state, index) == LUA_TSTRING;
-    case TypeKind::Ptr: return isNil || lua_islightuserdata(state, index) || IsLivingBlock(proxy);
-    case TypeKind::Object: return isNil || IsProxyOf(state, index, type.type);
-    case TypeKind::None: return false;
+    case TypeKind::UInt32:
+        return IsNumberWithInteger(state, index);
+    case TypeKind::String:
+        return isNil || isString || lua_type(state, index) == LUA_TSTRING;
+    case TypeKind::Ptr:
+        return isNil || lua_islightuserdata(state, index) || IsLivingBlock(proxy);
+    case TypeKind::Object:
+        return isNil || IsProxyOf(state, index, type.type);
+    case TypeKind::None:
+        return false;
     }
     return false;
 }
@@ -206,31 +212,52 @@ void ToArgument(lua_State *state, int index, const ValueType &type, Argument &ar
 {
     const Proxy *proxy = ToProxy(state, index);
     switch (type.kind) {
-    case TypeKind::Boolean: argument.word = lua_toboolean(state, index); break;
+    case TypeKind::Boolean:
+        argument.word = lua_toboolean(state, index);
+        break;
     case TypeKind::Integer:
     case TypeKind::UInt16:
-    case TypeKind::UInt32: argument.word = IntegerInRange(state, index, type); break;
+    case TypeKind::UInt32:
+        argument.word = IntegerInRange(state, index, type);
+        break;
     case TypeKind::String:
         if (lua_type(state, index) == LUA_TSTRING) argument.string = StringOfLua(state, index);
         argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : argument.string.Get());
         break;
-    case TypeKind::Ptr: argument.word = reinterpret_cast<Word>(PointerOf(state, index)); break;
-    case TypeKind::Object: argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : nullptr); break;
-    case TypeKind::None: break;
+    case TypeKind::Ptr:
+        argument.word = reinterpret_cast<Word>(PointerOf(state, index));
+        break;
+    case TypeKind::Object:
+        argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : nullptr);
+        break;
+    case TypeKind::None:
+        break;
     }
 }
 
 void PushWord(lua_State *state, TypeKind kind, Word word)
 {
     switch (kind) {
-    case TypeKind::Boolean: lua_pushboolean(state, (word & 0xFF) != 0); break;
+    case TypeKind::Boolean:
+        lua_pushboolean(state, (word & 0xFF) != 0);
+        break;
     case TypeKind::Integer:
     case TypeKind::UInt16:
-    case TypeKind::UInt32: lua_pushinteger(state, word); break;
-    case TypeKind::String: PushString(state, Owned(reinterpret_cast<REALstringStruct *>(word)).Get()); break;
-    case TypeKind::Ptr: PushPointer(state, reinterpret_cast<void *>(word)); break;
-    case TypeKind::Object: PushObject(state, Owned(reinterpret_cast<REALobjectStruct *>(word))); break;
-    case TypeKind::None: lua_pushnil(state); break;
+    case TypeKind::UInt32:
+        lua_pushinteger(state, word);
+        break;
+    case TypeKind::String:
+        PushString(state, Owned(reinterpret_cast<REALstringStruct *>(word)).Get());
+        break;
+    case TypeKind::Ptr:
+        PushPointer(state, reinterpret_cast<void *>(word));
+        break;
+    case TypeKind::Object:
+        PushObject(state, Owned(reinterpret_cast<REALobjectStruct *>(word)));
+        break;
+    case TypeKind::None:
+        lua_pushnil(state);
+        break;
     }
 }
 

@@ -9,8 +9,8 @@
 namespace host {
 
 struct Proxy {
-    const void *mark; // tells proxies from the userdata of others
-    void *handle;     // null once it is released
+    const void *mark;  // tells proxies from the userdata of others
+    void *handle;      // null once it is released
     const Class *type; // null for a string
 };
 

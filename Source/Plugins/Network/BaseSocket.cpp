@@ -77,13 +77,6 @@ void ReplaceDescriptor(SocketRecord &socket, int fd)
     if (previous > 0) close(previous);
 }
 
-void WatchSocket(REALobjectStruct *object, SocketRecord &socket)
-{
-    constexpr unsigned int kPeriod = 10; // in the host's unit
-    if (socket.backgroundTask == 0)
-        socket.backgroundTask = REALRegisterBackgroundTask(MyBackgroundTaskProcSocket, kPeriod, object);
-}
-
 bool CheckPort(std::int64_t port)
 {
     if (port >= 0 && port <= 65535) return true;
@@ -95,8 +88,7 @@ void Destructor(REALobjectStruct *object)
 {
     TRACE("Destructor");
     SocketRecord &socket = GetSocketRecord(object);
-    if (socket.backgroundTask != 0)
-        REALUnregisterBackgroundTask(static_cast<int>(std::exchange(socket.backgroundTask, 0)));
+    UnwatchSocket(socket);
     ReplaceDescriptor(socket, 0);
     if (socket.BindAddress != nullptr) REALUnlockString(std::exchange(socket.BindAddress, nullptr));
 }

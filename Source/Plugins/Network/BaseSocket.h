@@ -76,6 +76,7 @@ void ReplaceDescriptor(SocketRecord &socket, int fd);
 
 // Has the host poll the object from now on, unless it does already.
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket);
+void UnwatchSocket(SocketRecord &socket);
 
 // Raises what a program is told of a port that is none. Result: whether the port is one.
 bool CheckPort(std::int64_t port);
@@ -95,9 +96,6 @@ std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram);
 
 // The next datagram with one reference for the caller, or nil. With `peek` it stays queued.
 REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek);
-
-// The procedure of every socket's background task: polls the object. Nothing leaves it.
-void MyBackgroundTaskProcSocket(void *object);
 
 // Property accessors: the object and the property's parameter word, which none of them needs.
 long GetLocalPort(REALobjectStruct *object, long parameter);

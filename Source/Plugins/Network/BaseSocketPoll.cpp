@@ -1,4 +1,4 @@
-// Polling one socket without waiting, and firing its events.
+// Polling one socket without waiting, firing its events, and the host's task that does it.
 //
 // A handler may do anything: close or destroy its socket, write Handle, poll again, raise. The poll holds
 // a reference on the object while it fires, and looks at the record again after every handler.
@@ -150,11 +150,32 @@ void Poll(REALobjectStruct *object)
     DoPoll(object, socket);
 }
 
-void MyBackgroundTaskProcSocket(void *object)
+// A host that can't take a task back may run it when its object is gone. From the first such object on no
+// task is trusted any more; Poll by hand goes on.
+static bool tasksOutliveObjects = false;
+
+// The procedure of every socket's background task. Nothing leaves it.
+static void MyBackgroundTaskProcSocket(void *object)
 {
+    if (tasksOutliveObjects) return;
     try {
         Poll(static_cast<REALobjectStruct *>(object));
     } catch (...) {
         TRACE("got unknown exception");
     }
+}
+
+void WatchSocket(REALobjectStruct *object, SocketRecord &socket)
+{
+    constexpr unsigned int kPeriod = 10; // in the host's unit
+    if (socket.backgroundTask == 0)
+        socket.backgroundTask = REALRegisterBackgroundTask(MyBackgroundTaskProcSocket, kPeriod, object);
+}
+
+void UnwatchSocket(SocketRecord &socket)
+{
+    if (socket.backgroundTask == 0) return;
+    auto identifier = static_cast<int>(std::exchange(socket.backgroundTask, 0));
+    if (identifier != -1 && !REALCanUnregisterBackgroundTask()) tasksOutliveObjects = true;
+    REALUnregisterBackgroundTask(identifier);
 }

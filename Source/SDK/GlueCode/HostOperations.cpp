@@ -159,6 +159,11 @@ REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *),
     return nullptr;
 }
 
+bool REALCanUnregisterBackgroundTask()
+{
+    return REALUnregisterBackgroundTaskEntry.Find() != nullptr;
+}
+
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)
 {
     unsigned char byte = 0;

@@ -48,6 +48,9 @@ void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
 // the caller, or null. A host that can't do that: the function simply runs.
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data);
 
+// Whether the host can take a background task back.
+bool REALCanUnregisterBackgroundTask();
+
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
 
 // Text drawing: the form in which the entry is called depends on the host's version.

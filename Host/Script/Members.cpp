@@ -1,0 +1,212 @@
+#include "Host/Script/Members.h"
+
+namespace host {
+namespace {
+
+// The one field that programs may use on any object for what they like.
+constexpr char freeField[] = "tag";
+
+std::string KeyText(lua_State *state)
+{
+    return lua_type(state, 2) == LUA_TSTRING ? lua_tostring(state, 2) : NameOfValue(state, 2);
+}
+
+// The member that is read or assigned, with what it belongs to.
+std::string MemberText(lua_State *state)
+{
+    return std::string(lua_tostring(state, lua_upvalueindex(2))) + "." + KeyText(state);
+}
+
+// The object that a member function was given; null when it was given a class or a module.
+REALobjectStruct *SelfOf(lua_State *state)
+{
+    const Proxy *proxy = ToProxy(state, 1);
+    if (proxy == nullptr) return nullptr;
+    if (proxy->handle == nullptr) throw Mistake("this " + proxy->type->name + " is released");
+    return static_cast<REALobjectStruct *>(proxy->handle);
+}
+
+// Leaves a field of the proxy's own table: its handlers, and what the program keeps there.
+void PushOwnField(lua_State *state, int proxy, const std::string &name)
+{
+    if (lua_getiuservalue(state, proxy, 1) == LUA_TTABLE) {
+        lua_pushlstring(state, name.data(), name.size());
+        lua_rawget(state, -2);
+        lua_remove(state, -2);
+    }
+}
+
+// Sets that field to the value at index 3.
+void SetOwnField(lua_State *state, const std::string &name)
+{
+    if (lua_getiuservalue(state, 1, 1) != LUA_TTABLE) {
+        lua_pop(state, 1);
+        lua_newtable(state);
+        lua_pushvalue(state, -1);
+        lua_setiuservalue(state, 1, 1);
+    }
+    lua_pushlstring(state, name.data(), name.size());
+    lua_pushvalue(state, 3);
+    lua_rawset(state, -3);
+}
+
+// The handler runs in the thread of Lua that is running. An object whose proxy is gone has no handlers any more.
+void FireInLua(Script &script, const void *object, const Event &event)
+{
+    lua_State *state = script.current;
+    if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("there are too many events in each other");
+    PushExistingProxy(state, object);
+    if (lua_isnil(state, -1)) {
+        lua_pop(state, 1);
+        return;
+    }
+    PushOwnField(state, lua_gettop(state), event.name);
+    lua_insert(state, -2);
+    Script::Call(state, 1, 0);
+}
+
+void AssignHandler(lua_State *state, REALobjectStruct *object, const Event &event)
+{
+    if (!lua_isfunction(state, 3) && !lua_isnil(state, 3))
+        throw Mistake(MemberText(state) + " takes a function or nil");
+    SetOwnField(state, event.name);
+    Handler handler;
+    if (lua_isfunction(state, 3)) {
+        handler = [script = &Script::Of(state), &event](REALobjectStruct *fired) { FireInLua(*script, fired, event); };
+    }
+    Host::Current().events.SetHandler(object, event.name, std::move(handler));
+}
+
+void AssignProperty(lua_State *state, REALobjectStruct *object, const Property &property)
+{
+    Host &host = Host::Current();
+    if (property.ReadOnly()) throw Mistake(MemberText(state) + " is read-only");
+    ValueType type = ResolveType(host, property.type);
+    if (!Accepts(state, 3, type)) {
+        throw Mistake(MemberText(state) + " takes " + type.name + ", not " + NameOfValue(state, 3));
+    }
+    Argument value;
+    ToArgument(state, 3, type, value);
+    WriteProperty(object, property, value.word);
+    host.exceptions.ThrowPending();
+}
+
+} // namespace
+
+int ReadMember(lua_State *state)
+{
+    REALobjectStruct *object = SelfOf(state);
+    lua_pushvalue(state, 2);
+    lua_rawget(state, lua_upvalueindex(1));
+    if (lua_type(state, -1) == LUA_TLIGHTUSERDATA) {
+        const Member &member = *static_cast<const Member *>(lua_touserdata(state, -1));
+        if (member.event != nullptr) {
+            PushOwnField(state, 1, member.event->name);
+            return 1;
+        }
+        Word word = ReadProperty(object, *member.property);
+        Host::Current().exceptions.ThrowPending();
+        PushWord(state, member.property->type.kind, word);
+        return 1;
+    }
+    if (!lua_isnil(state, -1)) return 1;
+    if (object == nullptr || KeyText(state) != freeField) throw Mistake("there is no member " + MemberText(state));
+    PushOwnField(state, 1, freeField);
+    return 1;
+}
+
+int AssignMember(lua_State *state)
+{
+    REALobjectStruct *object = SelfOf(state);
+    lua_pushvalue(state, 2);
+    lua_rawget(state, lua_upvalueindex(1));
+    auto member = static_cast<const Member *>(lua_touserdata(state, -1));
+    lua_pop(state, 1);
+    if (member == nullptr) {
+        if (object == nullptr || KeyText(state) != freeField) {
+            throw Mistake("there is no member " + MemberText(state) + " to assign to");
+        }
+        SetOwnField(state, freeField);
+    } else if (member->property != nullptr) {
+        AssignProperty(state, object, *member->property);
+    } else if (member->event != nullptr) {
+        AssignHandler(state, object, *member->event);
+    } else {
+        CallMethod(state, *member->assignment, object, 3);
+    }
+    return 0;
+}
+
+namespace {
+
+template <typename Pointed>
+const Pointed *Upvalue(lua_State *state, int number)
+{
+    return static_cast<const Pointed *>(lua_touserdata(state, lua_upvalueindex(number)));
+}
+
+} // namespace
+
+int CallOnObject(lua_State *state)
+{
+    return CallMethod(state, *Upvalue<Method>(state, 1), CheckObject(state, 1, *Upvalue<Class>(state, 2)), 2);
+}
+
+int CallWithoutObject(lua_State *state)
+{
+    return CallMethod(state, *Upvalue<Method>(state, 1), nullptr, 1);
+}
+
+int Construct(lua_State *state)
+{
+    const Class &type = *Upvalue<Class>(state, 1);
+    auto constructor = Upvalue<Method>(state, 2);
+    if (constructor == nullptr && lua_gettop(state) > 1) throw Mistake(type.name + " takes no arguments");
+    Owned object(NewInstance(type));
+    if (object.Get() == nullptr) throw Exception{"OutOfMemoryException", "There is no memory for a " + type.name + "."};
+    if (constructor != nullptr) CallMethod(state, *constructor, object.Get(), 2);
+    PushObject(state, std::move(object));
+    return 1;
+}
+
+namespace {
+
+MemoryBlockView CheckBlock(lua_State *state)
+{
+    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock));
+    if (view.size < 0) throw Mistake("the size of this memory block is not known");
+    return view;
+}
+
+} // namespace
+
+int BlockBytes(lua_State *state)
+{
+    auto view = CheckBlock(state);
+    lua_pushlstring(state, reinterpret_cast<const char *>(view.data), static_cast<std::size_t>(view.size));
+    return 1;
+}
+
+int BlockLength(lua_State *state)
+{
+    lua_pushinteger(state, CheckBlock(state).size);
+    return 1;
+}
+
+int BlockByte(lua_State *state)
+{
+    auto view = CheckBlock(state);
+    const ValueType integer{TypeKind::Integer};
+    bool hasValue = lua_gettop(state) > 2;
+    if (!Accepts(state, 2, integer) || (hasValue && !Accepts(state, 3, integer))) {
+        throw Mistake("byte takes an offset and perhaps a value, as integers");
+    }
+    auto offset = lua_tointeger(state, 2), value = lua_tointeger(state, 3);
+    if (offset < 0 || offset >= view.size) throw Mistake("there is no byte " + std::to_string(offset));
+    if (hasValue && (value < 0 || value > UINT8_MAX)) throw Mistake(std::to_string(value) + " is no byte");
+    if (hasValue) view.data[offset] = static_cast<unsigned char>(value);
+    lua_pushinteger(state, view.data[offset]);
+    return 1;
+}
+
+} // namespace host

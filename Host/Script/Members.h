@@ -1,0 +1,24 @@
+// The functions behind the members of classes, objects and modules. What each works on stands in its upvalues.
+#pragma once
+
+#include "Host/Script/Calls.h"
+
+namespace host {
+
+// __index and __newindex. Upvalues: the table of members, and the name of what has them.
+int ReadMember(lua_State *state);
+int AssignMember(lua_State *state);
+
+// Upvalues: the method, and for the first the class of its object.
+int CallOnObject(lua_State *state);
+int CallWithoutObject(lua_State *state);
+
+// Upvalues: the class, and its constructor if it has one.
+int Construct(lua_State *state);
+
+// What memory blocks have besides: block:bytes(), #block, and block:byte(offset[, value]).
+int BlockBytes(lua_State *state);
+int BlockLength(lua_State *state);
+int BlockByte(lua_State *state);
+
+} // namespace host

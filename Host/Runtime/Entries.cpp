@@ -116,10 +116,10 @@ void *Resolve(const char *name)
     return entry->missing ? nullptr : entry->function;
 }
 
-Entry *FindEntry(const std::string &name)
+Entry *FindEntry(std::string_view name)
 {
     auto found =
-        std::find_if(std::begin(entries), std::end(entries), [&](Entry *entry) { return entry->name == name; });
+        std::find_if(std::begin(entries), std::end(entries), [&](Entry *entry) { return name == entry->name; });
     return found != std::end(entries) ? *found : nullptr;
 }
 

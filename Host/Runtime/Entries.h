@@ -10,6 +10,7 @@
 #include <new>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -90,7 +91,7 @@ void *Resolve(const char *name);
 std::vector<Entry *> AllEntries();
 
 // Null when there is none of that name.
-Entry *FindEntry(const std::string &name);
+Entry *FindEntry(std::string_view name);
 
 // Names that the resolver was asked for and never had.
 const std::set<std::string> &UnknownEntriesAsked();

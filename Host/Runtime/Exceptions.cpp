@@ -76,11 +76,12 @@ void Exceptions::Raise(REALobjectStruct *exception)
         Host::Current().ledger.Error("what was raised is no exception");
         return;
     }
+    if (pending == nullptr) {
+        Lock(exception);
+        pending = exception;
+    }
     const Class *type = ClassOf(exception, entry::REALRaiseExceptionName);
     raised.push_back({type->name, std::string(BytesOf(record->message)), record->number});
-    if (pending != nullptr) return;
-    Lock(exception);
-    pending = exception;
 }
 
 REALobjectStruct *Exceptions::TakePending()

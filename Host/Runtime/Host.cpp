@@ -54,7 +54,6 @@ Host::Host(const Options &options) : version(options.version), inRuntime(options
 {
     std::signal(SIGPIPE, SIG_IGN);
     TakeEntriesAway(options);
-    current = this;
     AddMemoryBlockClass(classes);
     AddExceptionClasses(classes);
     AddSocketClasses(classes);
@@ -66,6 +65,7 @@ Host::Host(const Options &options) : version(options.version), inRuntime(options
             throw std::invalid_argument("the instance block of " + name + " lies in the header");
         classes.offsets[name] = offset;
     }
+    current = this;
 }
 
 Host::~Host()

@@ -18,6 +18,7 @@
 #include "Host/Runtime/Strings.h"
 #include "Host/Runtime/Tasks.h"
 
+#include <new>
 #include <type_traits>
 
 namespace host {
@@ -149,6 +150,7 @@ REALobjectStruct *Host::New(const std::string &className, Arguments... arguments
 {
     const Class &type = ClassNamed(className);
     Owned object(NewInstance(type));
+    if (object.Get() == nullptr) throw std::bad_alloc();
     if (const Function *constructor = FindMethod(type, "Constructor")) {
         Invoke<void>(constructor->address, object.Get(), arguments...);
     }

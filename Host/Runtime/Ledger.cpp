@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 // Under the address sanitiser even reading a resting value, or past the end of a living one, is an error.
 #if __has_include(<sanitizer/asan_interface.h>)
@@ -92,9 +93,10 @@ Ledger::~Ledger()
 Value *Ledger::TakeRested(unsigned sizeClass)
 {
     auto &queue = resting[sizeClass];
-    if (queue.size() <= std::clamp<std::size_t>(restingBytes >> sizeClass, 2, restingValues)) return nullptr;
-    Value *value = queue.front();
-    queue.pop_front();
+    if (queue.count <= std::clamp<std::size_t>(restingBytes >> sizeClass, 2, restingValues)) return nullptr;
+    Value *value = queue.first;
+    queue.first = value->next;
+    queue.count--;
 
     auto bytes = CellBytes(sizeClass) - sizeof(Value);
     ASAN_UNPOISON_MEMORY_REGION(value->Bytes(), bytes);
@@ -111,7 +113,9 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
     if (value == nullptr) {
         value = static_cast<Value *>(std::calloc(1, CellBytes(sizeClass)));
         if (value == nullptr) return nullptr;
+        std::unique_ptr<Value, decltype(&std::free)> kept(value, std::free);
         cells.push_back({value, sizeClass});
+        kept.release();
         addresses.Insert(value);
     }
     value->kind = kind;
@@ -160,7 +164,10 @@ void Ledger::Bury(Value *value)
     auto size = static_cast<std::size_t>(value->size);
     std::memset(value->Bytes(), restingPattern, size);
     ASAN_POISON_MEMORY_REGION(value->Bytes(), size);
-    resting[SizeClass(size)].push_back(value);
+    auto &queue = resting[SizeClass(size)];
+    value->next = nullptr;
+    (queue.count++ == 0 ? queue.first : queue.last->next) = value;
+    queue.last = value;
 }
 
 void Ledger::Error(std::string text)

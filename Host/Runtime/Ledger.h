@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -23,7 +22,10 @@ struct Value {
     Kind kind;
     std::uint32_t encoding; // of a string
     std::int64_t size;      // in bytes, of what follows
-    const Class *type;      // of an object
+    union {
+        const Class *type; // of an object
+        Value *next;       // of a released value: the one that was released after it
+    };
     std::int64_t references;
 
     unsigned char *Bytes() { return reinterpret_cast<unsigned char *>(this + 1); }
@@ -92,12 +94,18 @@ class Ledger {
         unsigned sizeClass;
     };
 
+    // Released values, the oldest first. To release must need no memory, so they are linked through themselves.
+    struct Resting {
+        Value *first = nullptr, *last = nullptr;
+        std::size_t count = 0;
+    };
+
     Value *TakeRested(unsigned sizeClass);
     static void Count(References &account, const Value &value, long change);
 
     AddressSet addresses;
     std::vector<Cell> cells;
-    std::array<std::deque<Value *>, 64> resting; // by the power of two of their size
+    std::array<Resting, 64> resting; // by the power of two of their size
     References live, handedOut;
     std::vector<std::string> errors;
 };

@@ -27,7 +27,7 @@ class TableMaker {
         auto &named = (declaration.assigns ? assignments : methods)[declaration.name];
         if (named == nullptr) {
             auto &kept = Script::Of(state).methods;
-            named = kept.emplace_back(std::make_unique<Method>(owner + "." + declaration.name, Forms())).get();
+            named = kept.emplace_back(new Method{owner + "." + declaration.name, {}}).get();
             if (declaration.assigns) {
                 SetMember(readers + 1, declaration.name, {nullptr, nullptr, named});
             } else {
@@ -82,8 +82,6 @@ class TableMaker {
     }
 
   private:
-    using Forms = std::vector<std::unique_ptr<Form>>;
-
     void SetKey(const std::string &name) { lua_pushlstring(state, name.data(), name.size()); }
 
     void SetMember(int table, const std::string &name, Member member)

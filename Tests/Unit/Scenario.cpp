@@ -7,6 +7,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <netinet/in.h>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -74,6 +75,13 @@ class Seen {
   private:
     std::ostringstream text;
 };
+
+long Port(const Object &socket)
+{
+    long port = Number(socket, "LocalPort");
+    if (Number(socket, "Lasterror") != 0) throw std::runtime_error("no port" + Outcome(socket));
+    return port;
+}
 
 void Bind(const Object &socket, const char *address)
 {
@@ -161,7 +169,7 @@ std::string SendAndRead()
 {
     Object receiver = Receiver(), sender = Udp();
     Seen seen;
-    seen << Send(sender, "hello", "127.0.0.1", Number(receiver, "LocalPort")) << Outcome(sender);
+    seen << Send(sender, "hello", "127.0.0.1", Port(receiver)) << Outcome(sender);
     Wait([&] { return Number(receiver, "AvailableBytes") > 0; });
     seen << " " << Number(receiver, "AvailableBytes") << Outcome(receiver);
     return seen << " " << Read(receiver, true) << " " << Read(receiver, false) << " " << Read(receiver, false);
@@ -171,7 +179,7 @@ std::string SendInOtherForms()
 {
     Object receiver = Receiver(), sender = Udp(), block = Block("block\xFF", 6);
     Object datagram = Some(Host().New("DatagramVYN"));
-    long port = Number(receiver, "LocalPort");
+    long port = Port(receiver);
     String name = Text("localhost"), number = Text("127.0.0.1"), data = Text("record");
     Host().Set(datagram.Get(), "Address", number.Get());
     Host().Set(datagram.Get(), "Data", data.Get());
@@ -218,7 +226,7 @@ std::string EventsOf(bool raw)
     });
     Host().events.SetHandler(receiver.Get(), "SendComplete", [&](REALobjectStruct *) { seen << "SendComplete "; });
     Host().events.SetHandler(receiver.Get(), "Error", [&](REALobjectStruct *) { seen << "Error "; });
-    Send(receiver, "event", "127.0.0.1", Number(receiver, "LocalPort"));
+    Send(receiver, "event", "127.0.0.1", Port(receiver));
     for (int i = 0; i < 3; i++)
         Host().Call<void>(receiver.Get(), "Poll");
     return seen;
@@ -240,7 +248,7 @@ std::string EventsByTask()
         fired++;
         throw std::runtime_error("from the handler");
     });
-    Send(receiver, "event", "127.0.0.1", Number(receiver, "LocalPort"));
+    Send(receiver, "event", "127.0.0.1", Port(receiver));
     Wait([&] { return fired > 0; });
     return fired > 0 ? "fired" : "silent";
 }
@@ -274,15 +282,24 @@ std::string Multicast()
     return seen;
 }
 
+// A variable of the program, handed over by reference.
+struct Variable {
+    REALstringStruct *value = nullptr;
+
+    ~Variable()
+    {
+        if (value != nullptr) host::Release(value);
+    }
+};
+
 // Whether the client is connected, and what it is told.
 bool Connect(const Object &client, long port, Seen &seen)
 {
     const char *connect = "Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean";
     String address = Text("localhost");
-    REALstringStruct *message = host::NewString("old");
-    bool connected = Host().Call<HostBoolean>(client.Get(), connect, address.Get(), port, &message) != 0;
-    String errorMessage(message);
-    seen << (connected ? " connected" : " not connected: ") << host::BytesOf(message) << Outcome(client);
+    Variable message = {host::NewString("old")};
+    bool connected = Host().Call<HostBoolean>(client.Get(), connect, address.Get(), port, &message.value) != 0;
+    seen << (connected ? " connected" : " not connected: ") << host::BytesOf(message.value) << Outcome(client);
     return connected;
 }
 
@@ -290,11 +307,10 @@ Object Accept(const Object &listener, Seen &seen)
 {
     const char *accept = "Accept(byref RemoteAddress as String, byref RemotePort as Integer, "
                          "NewSocket as RAWSocketVYN) as RAWSocketVYN";
-    REALstringStruct *address = nullptr;
+    Variable address;
     long port = 0;
-    Object peer(Host().Call<REALobjectStruct *>(listener.Get(), accept, &address, &port, nullptr));
-    String from(address);
-    seen << " " << host::BytesOf(address) << Outcome(listener);
+    Object peer(Host().Call<REALobjectStruct *>(listener.Get(), accept, &address.value, &port, nullptr));
+    seen << " " << host::BytesOf(address.value) << Outcome(listener);
     return peer;
 }
 
@@ -306,7 +322,7 @@ std::string Stream()
     seen << Outcome(listener);
     Host().Call<void>(listener.Get(), "Listen(BackLog as Integer)", 2);
     seen << Outcome(listener);
-    if (!Connect(client, Number(listener, "LocalPort"), seen)) return seen;
+    if (!Connect(client, Port(listener), seen)) return seen;
     Object peer = Accept(listener, seen);
     if (peer.Get() == nullptr) return seen;
 
@@ -328,7 +344,7 @@ std::string RawAddresses()
     const char *sendTo = "SendTo(Data as Ptr, DataByteSize as Integer, Flags as Integer, DestAddr as Ptr, "
                          "DestAddrByteSize as Integer) as Integer";
     Object receiver = Receiver(true), sender = Raw(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in any = Loopback(0), to = Loopback(Number(receiver, "LocalPort"));
+    sockaddr_in any = Loopback(0), to = Loopback(Port(receiver));
     Seen seen;
     seen << int{Host().Call<HostBoolean>(sender.Get(), bind, &any, sizeof any)} << Outcome(sender);
     seen << " " << int{Host().Call<HostBoolean>(sender.Get(), connect, &to, sizeof to)} << Outcome(sender);
@@ -364,7 +380,12 @@ std::string Helpers()
 
 std::string Extensions()
 {
-    Object socket = Some(host::NewSocket("UDPSocket", ::socket(AF_INET, SOCK_DGRAM, 0)));
+    int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
+    Object socket(host::NewSocket("UDPSocket", descriptor));
+    if (socket.Get() == nullptr) {
+        close(descriptor);
+        throw std::bad_alloc();
+    }
     Host().CallGlobal<void>("OptionTTLVYN(extends s as SocketCore, assigns value as Integer)", socket.Get(), 9);
     Host().CallGlobal<void>("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)", socket.Get(),
                             true);
@@ -436,14 +457,25 @@ std::span<const Step> Steps()
     return steps;
 }
 
-std::string Run(const Step &step)
+static std::string RunOrSayWhy(const Step &step)
 {
     try {
         return step.run();
     } catch (const host::Exception &exception) {
         return exception.Text();
-    } catch (const std::exception &error) {
-        return std::string("(") + error.what() + ")";
+    } catch (const std::runtime_error &error) {
+        return error.what();
+    } catch (const std::invalid_argument &error) {
+        return error.what();
+    }
+}
+
+std::string Run(const Step &step)
+{
+    try {
+        return RunOrSayWhy(step);
+    } catch (const std::bad_alloc &) {
+        return "no memory"; // short enough to need none
     }
 }
 

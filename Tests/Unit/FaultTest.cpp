@@ -1,0 +1,114 @@
+// The scenario with one thing of the system failing: every allocation, every system call.
+#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Tests/Unit/Faults.h"
+#include "Tests/Unit/Scenario.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <netdb.h>
+
+namespace {
+
+// The scenario in a host of its own, with something to fail before each step and something to look at after
+// it. Answers what is wrong afterwards.
+template <typename Before, typename After>
+std::string RunScenario(Before before, After after)
+{
+    std::vector<int> open = scenario::OpenDescriptors();
+    std::string wrong;
+    host::Host host;
+    host.Start(REALPluginMain);
+    before();
+    for (const scenario::Step &step : scenario::Steps())
+        after(step, scenario::Run(step), wrong);
+    faults::FailAllocation(0);
+    faults::FailCall(0, 0);
+    wrong += host.Complaints();
+    if (scenario::OpenDescriptors() != open) wrong += "descriptors differ";
+    return wrong;
+}
+
+// The same once more in the same process, with nothing failing.
+std::string RunAgain()
+{
+    return RunScenario([] {},
+                       [](const scenario::Step &step, const std::string &seen, std::string &wrong) {
+                           if (seen != step.expected) wrong += std::string("afterwards ") + step.name + ": " + seen;
+                       });
+}
+
+constexpr char kNoSuch[] = "there are not so many";
+
+// Fails the first, the second and so on in a process each, until there are not so many.
+template <typename Run>
+long Sweep(Run run)
+{
+    for (long nth = 1;; nth++) {
+        std::string said = scenario::InChild([&] { return run(nth); });
+        if (said == kNoSuch) return nth - 1;
+        EXPECT_EQ(said, "") << "number " << nth;
+        if (testing::Test::HasFailure()) return nth;
+    }
+}
+
+// Calls whose failure a program does not see, by design: polls try again, and what is only looked at is looked
+// at again.
+bool ShowsToPrograms(const std::string &call, const std::string &step)
+{
+    return call != "select" && step != "events" && step != "events of a raw socket" && step != "events by task";
+}
+
+} // namespace
+
+TEST(Faults, EveryAllocationFailingInTurn)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers have allocators of their own";
+#endif
+    // A resolver that gets no memory for its first look-up keeps its lock for ever (glibc 2.36).
+    gethostbyname("localhost");
+    for (bool andAllLater : {false, true}) {
+        long count = Sweep([&](long nth) -> std::string {
+            bool failed = false;
+            std::string wrong = RunScenario([&] { faults::FailAllocation(nth, andAllLater); },
+                                            [&](auto &&...) { failed = failed || faults::AllocationFailed(); });
+            return failed ? wrong + RunAgain() : kNoSuch;
+        });
+        EXPECT_GT(count, 100);
+        std::printf("allocations failed%s: %ld\n", andAllLater ? ", and all later ones" : "", count);
+    }
+}
+
+TEST(Faults, EverySystemCallFailingInTurn)
+{
+    long total = 0;
+    for (int error : {EINTR, EAGAIN, ENOBUFS, EMFILE, ENOMEM, ECONNREFUSED, EHOSTUNREACH, EPERM, EINVAL}) {
+        total += Sweep([&](long nth) -> std::string {
+            bool failed = false;
+            std::string place;
+            std::string wrong =
+                RunScenario([&] { faults::FailCall(nth, error); },
+                            [&](const scenario::Step &step, const std::string &seen, std::string &said) {
+                                const char *call = faults::FailedCall();
+                                if (call == nullptr || failed) return;
+                                failed = true;
+                                place = std::string(call) + " in " + step.name;
+                                if (!ShowsToPrograms(call, step.name) || seen == step.expected) return;
+                                // The error stands in Lasterror, or in the message.
+                                std::string number = std::to_string(error);
+                                bool told = seen.find("(" + number + ")") != std::string::npos ||
+                                            seen.find("error " + number + ":") != std::string::npos ||
+                                            seen.find("Exception: ") != std::string::npos;
+                                if (!told) said += std::string(call) + " in " + step.name + " gave " + seen + "\n";
+                            });
+            if (!failed) return kNoSuch;
+            wrong += RunAgain();
+            return wrong.empty() ? wrong : place + ": " + wrong;
+        });
+        if (HasFailure()) break;
+    }
+    EXPECT_GT(total, 500);
+    std::printf("system calls failed: %ld\n", total);
+}

@@ -1,0 +1,22 @@
+// Failures of the system, on demand: memory and system calls, for everything in this process.
+//
+// The functions that are made to fail are defined in Faults.cpp, in front of the C library's.
+#pragma once
+
+#include <string>
+
+namespace faults {
+
+// The nth allocation from now on fails, or all from the nth on. 0: none.
+void FailAllocation(long nth, bool andAllLater = false);
+
+// Whether one has failed since the last FailAllocation.
+bool AllocationFailed();
+
+// The nth system call from now on that can fail gives -1 with this error and does nothing. 0: none.
+void FailCall(long nth, int error);
+
+// The name of the call that failed since the last FailCall; null while none has.
+const char *FailedCall();
+
+} // namespace faults

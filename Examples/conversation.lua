@@ -59,4 +59,4 @@ print(("SendComplete came %d times; Lasterror is %d with nothing to read"):forma
 
 ping, pong = nil, nil
 host.collect()
-print("live references: " .. host.references())
+print(("live references: %d strings, %d objects, %d memory blocks"):format(host.references()))

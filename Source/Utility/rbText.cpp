@@ -26,30 +26,22 @@ void rbText::ForEachView(Visit visit)
 
 rbText::rbText(REALstringStruct *string)
 {
-    guard1 = guard2 = kGuard;
-    next = nullptr;
-    Clear();
+    Clear(string != nullptr ? -1 : 0);
     if (string == nullptr) return;
-
     REALLockString(string);
     source = string;
     encoding = REALGetStringEncoding(string);
-    ForEachView([](auto &view) { view.length = -1; });
     Classify();
 }
 
 rbText::rbText(const rbText &other)
 {
-    guard1 = guard2 = kGuard;
-    next = nullptr;
-    Clear();
+    Clear(other.source != nullptr ? -1 : 0);
     if (other.source == nullptr) return;
-
     REALLockString(other.source);
     source = other.source;
     encoding = other.encoding;
     asciiState = other.asciiState;
-    ForEachView([](auto &view) { view.length = -1; });
     // The byte views of a 7-bit source are never converted one by one: they are its bytes.
     if (asciiState == kASCII) {
         asciiState = kToBeTested;
@@ -61,36 +53,33 @@ rbText::~rbText()
 {
     if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
     if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);
-    Release();
-    Clear();
+    if (source != nullptr) REALUnlockString(source);
+    if (ownsViews) ReleaseViews();
 }
 
-// The empty text.
-void rbText::Clear()
+// The empty text, with every view of this length: 0, or -1 for not converted.
+void rbText::Clear(long length)
 {
+    guard1 = guard2 = kGuard;
     source = nullptr;
-    for (REALstringStruct *&string : converted)
-        string = nullptr;
-    ForEachView([]<typename Unit>(View<Unit> &view) {
-        view.length = 0;
+    ForEachView([length]<typename Unit>(View<Unit> &view) {
+        view.length = length;
         view.text = EmptyText<Unit>();
         view.owned = nullptr;
         view.held = false;
     });
+    ownsViews = false;
     failed = false;
     encoding = kEncodingASCII;
     asciiState = kASCII;
+    next = nullptr;
 }
 
-void rbText::Release()
+void rbText::ReleaseViews()
 {
-    if (source != nullptr) REALUnlockString(source);
-    for (REALstringStruct *string : converted) {
-        if (string != nullptr) REALUnlockString(string);
-    }
     ForEachView([](auto &view) {
         if (view.held) REALDisposeStringData(&view.data);
-        if (view.owned != nullptr) FreeMemoryNow(view.owned);
+        FreeMemoryNow(view.owned);
     });
 }
 
@@ -209,22 +198,14 @@ void rbText::AdoptTextWithoutEncoding()
     REALUnlockString(std::exchange(source, latin));
 }
 
-bool rbText::FetchHostData(REALstringData &data, bool &held, unsigned int code)
-{
-    data = {};
-    held = REALGetStringData(source, code, &data);
-    return held;
-}
-
 const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)
 {
     if (view.length >= 0) return view;
     view.length = 0;
-    view.text = EmptyText<char>();
     TestASCII();
     if (asciiState == kASCII) return view;
 
-    if (!FetchHostData(view.data, view.held, code)) {
+    if (!FetchHostData(view, code)) {
         Fail("REALGetStringData failed.", view);
         return view;
     }

@@ -73,19 +73,20 @@ class rbText {
     template <typename Visit>
     void ForEachView(Visit visit);
 
-    void Clear();
+    void Clear(long length);
     void Classify();
     void PointAtSource(View<char> &view);
     void TestASCII();
     void AdoptTextWithoutEncoding();
-    void Release();
+    void ReleaseViews();
 
     const View<char> &ByteView(View<char> &view, unsigned int code);
     const View<unsigned short> &UTF16View();
     const View<unsigned int> &UTF32View();
     void ConvertToUTF16();
     void ConvertToUTF32();
-    bool FetchHostData(REALstringData &data, bool &held, unsigned int code);
+    template <typename Unit>
+    bool FetchHostData(View<Unit> &view, unsigned int code);
     bool IsDecodedHere() const { return encoding == kEncodingASCII || encoding == kEncodingUTF8; }
     template <typename Unit>
     void Fail(const char *message, View<Unit> &view);
@@ -101,8 +102,7 @@ class rbText {
     void FixByteOrder(View<Unit> &view, Unit swappedMark);
 
     std::uint64_t guard1;
-    REALstringStruct *source;       // one reference
-    REALstringStruct *converted[7]; // one reference each, where set
+    REALstringStruct *source; // one reference
     View<char> windows;
     View<char> macRoman;
     View<char> ascii;
@@ -110,6 +110,7 @@ class rbText {
     View<char> latin1;
     View<unsigned short> utf16;
     View<unsigned int> utf32;
+    bool ownsViews; // some view has a heap block or the host's data
     bool failed;
     unsigned int encoding; // the source's code
     unsigned int asciiState;

@@ -66,7 +66,7 @@ void rbText::ConvertToUTF16()
     TestASCII();
     if (asciiState == kASCII) return Widen(utf16);
     if (IsDecodedHere()) return Decode(utf16);
-    if (!FetchHostData(utf16.data, utf16.held, kEncodingUTF16)) return Fail("REALGetStringData failed.", utf16);
+    if (!FetchHostData(utf16, kEncodingUTF16)) return Fail("REALGetStringData failed.", utf16);
     UseHostData(utf16);
 }
 
@@ -74,7 +74,6 @@ const rbText::View<unsigned short> &rbText::UTF16View()
 {
     if (utf16.length >= 0) return utf16;
     utf16.length = 0;
-    utf16.text = EmptyText<unsigned short>();
     ConvertToUTF16();
     Terminate(utf16);
     FixByteOrder<unsigned short>(utf16, 0xFFFE);
@@ -86,7 +85,7 @@ void rbText::ConvertToUTF32()
     TestASCII();
     if (asciiState == kASCII) return Widen(utf32);
     if (IsDecodedHere()) return Decode(utf32);
-    if (encoding != kEncodingUTF16 && FetchHostData(utf32.data, utf32.held, kEncodingUTF32)) return UseHostData(utf32);
+    if (encoding != kEncodingUTF16 && FetchHostData(utf32, kEncodingUTF32)) return UseHostData(utf32);
 
     TRACE("Try UTF16 to UTF32 conversion...");
     const View<unsigned short> &units16 = UTF16View();
@@ -100,7 +99,6 @@ const rbText::View<unsigned int> &rbText::UTF32View()
 {
     if (utf32.length >= 0) return utf32;
     utf32.length = 0;
-    utf32.text = EmptyText<unsigned int>();
     ConvertToUTF32();
     Terminate(utf32);
     FixByteOrder<unsigned int>(utf32, 0xFFFE0000);

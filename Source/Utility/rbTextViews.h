@@ -2,6 +2,7 @@
 #pragma once
 
 #include "MyMemory.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
 #include "rbDebug.h"
 #include "rbText.h"
 
@@ -14,6 +15,16 @@ const Unit *EmptyText()
 {
     static constexpr Unit zero = 0;
     return &zero;
+}
+
+// Asks the host for its data in this encoding, to be given back when the text ends.
+template <typename Unit>
+bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
+{
+    view.data = {};
+    view.held = REALGetStringData(source, code, &view.data);
+    if (view.held) ownsViews = true;
+    return view.held;
 }
 
 template <typename View>
@@ -42,6 +53,7 @@ Unit *rbText::Own(View<Unit> &view, long units)
     void *buffer = AllocateClearMemory(units * static_cast<long>(sizeof(Unit)) + 4);
     if (buffer == nullptr) return nullptr;
     FreeMemoryNow(view.owned);
+    ownsViews = true;
     view.owned = buffer;
     return static_cast<Unit *>(buffer);
 }

@@ -42,16 +42,21 @@ function support.arrived(socket)
   end, "a datagram")
 end
 
+-- Live strings, objects and memory blocks.
+local function references()
+  return table.concat({ host.references() }, " ")
+end
+
 -- Checks that the body leaves references and descriptors as it found them.
 function support.balanced(name, body)
   host.collect()
-  local references, descriptors = host.references(), table.concat(host.descriptors(), " ")
+  local before, descriptors = references(), table.concat(host.descriptors(), " ")
   local ok, failure = xpcall(body, debug.traceback)
   host.collect()
   if not ok then
     error(name .. ": " .. tostring(failure), 0)
   end
-  support.equal(host.references(), references, name .. ": references")
+  support.equal(references(), before, name .. ": references")
   support.equal(table.concat(host.descriptors(), " "), descriptors, name .. ": descriptors")
   print("ok " .. name)
 end

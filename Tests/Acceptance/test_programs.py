@@ -87,7 +87,7 @@ class Datagrams(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertEqual(output.count("pong got 'ping"), 5)
         self.assertIn("pong got 60000 bytes in one datagram", output)
-        self.assertTrue(output.endswith("live references: 0\n"), output)
+        self.assertTrue(output.endswith("live references: 0 strings, 0 objects, 0 memory blocks\n"), output)
 
     def test_broadcast_finds_the_server(self):
         output, status = run("broadcast_discovery.lua")

@@ -1,6 +1,7 @@
 // Nothing is cached: reading a property asks the system, assigning one tells it.
 #include "SocketOptions.h"
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
@@ -144,7 +145,7 @@ void setMulticastInterface(REALobjectStruct *object, long, REALstringStruct *tex
     if (text != nullptr) {
         rbText name(text);
         TRACE("interface", name.GetASCII());
-        address.s_addr = inet_addr(name.GetASCII());
+        address.s_addr = text_to_ipv4(name.GetASCII());
     } else {
         TRACE("any interface");
     }

@@ -4,6 +4,7 @@
 #include "BaseSocket.h"
 #include "Datagram.h"
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
@@ -32,7 +33,7 @@ static bool ResolveName(const char *name, in_addr &address)
 // The address that the text means, dotted or by name. Result: whether there is one.
 static bool ResolveDestination(const char *text, in_addr &address)
 {
-    address.s_addr = inet_addr(text);
+    address.s_addr = text_to_ipv4(text);
     TRACE("clientService.sin_addr.s_addr", address.s_addr);
     // inet_addr answers with the broadcast address for a text that it can't read.
     if (address.s_addr != INADDR_NONE || std::strcmp(text, "255.255.255.255") == 0) return true;

@@ -3,6 +3,7 @@
 
 #include "Checksum.h"
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 
@@ -40,7 +41,7 @@ std::uint32_t xojo_ntohl(std::uint32_t value)
 std::uint32_t xojo_inet_addr(REALstringStruct *text)
 {
     rbText address(text);
-    return inet_addr(address.GetUTF8());
+    return text_to_ipv4(address.GetUTF8());
 }
 
 REALstringStruct *xojo_inet_ntoa(std::uint32_t address)

@@ -117,11 +117,11 @@ static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, 
     ip_mreq request = {};
     rbText groupText(group);
     TRACE("ip", groupText.GetASCII());
-    request.imr_multiaddr.s_addr = inet_addr(groupText.GetASCII());
+    request.imr_multiaddr.s_addr = text_to_ipv4(groupText.GetASCII());
     if (interface != nullptr) {
         rbText interfaceText(interface);
         TRACE("interface", interfaceText.GetASCII());
-        request.imr_interface.s_addr = inet_addr(interfaceText.GetASCII());
+        request.imr_interface.s_addr = text_to_ipv4(interfaceText.GetASCII());
         if (request.imr_interface.s_addr == INADDR_NONE) {
             RaiseException("UnsupportedOperationException", "Invalid address.", kEncodingASCII);
             return;

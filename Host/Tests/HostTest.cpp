@@ -1,0 +1,404 @@
+// The stand-in host on trial: that it notices what a plugin does wrong, and offers what it says. The plugin here is
+// a handful of records; it reaches the host through the resolver alone, as a real one would.
+#include "Host/Runtime/Host.h"
+#include "Host/Runtime/OwnClasses.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+
+using host::Host;
+using host::Options;
+using host::Owned;
+
+namespace {
+
+template <typename Function>
+Function *Entry(const char *name)
+{
+    return reinterpret_cast<Function *>(host::Resolve(name));
+}
+
+void Lock(void *object)
+{
+    Entry<void(void *)>("REALLockObject")(object);
+}
+void Unlock(void *object)
+{
+    Entry<void(void *)>("REALUnlockObject")(object);
+}
+
+// --- the plugin --------------------------------------------------------------------------------------------
+
+struct Record {
+    REALstringStruct *name;
+    std::int64_t number;
+};
+
+std::string trace;
+REALclassDefinition probe;
+REALevent probeEvents[2];
+
+long Add(REALobjectStruct *, long first, long second)
+{
+    return first + second;
+}
+
+REALstringStruct *MakeAndRaise(REALobjectStruct *)
+{
+    Owned exception(Entry<REALobjectStruct *(const char *)>("PluginNewInstance")("NilObjectException"));
+    Entry<void(REALobjectStruct *)>("RuntimeRaiseException")(exception.Get());
+    return host::NewString("a result that nobody gets");
+}
+
+void DestructorOfRecord(REALobjectStruct *object)
+{
+    trace += "record ";
+    Lock(object);
+    Unlock(object);
+    auto record = reinterpret_cast<Record *>(reinterpret_cast<char *>(object) + probe.forSystemUse);
+    Entry<void(REALstringStruct *)>("REALUnlockString")(record->name);
+}
+
+void DestructorMethod(REALobjectStruct *)
+{
+    trace += "method ";
+}
+
+REALproperty properties[] = {
+    host::Field("Name", "String", offsetof(Record, name)), host::Field("Number", "integer", offsetof(Record, number)),
+    host::Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends behind the block
+};
+REALmethodDefinition methods[] = {
+    host::Method("Add(first as Integer, second as Integer = 2) as Integer", Add),
+    host::Method("MakeAndRaise as String", MakeAndRaise),
+    host::Method("Destructor", DestructorMethod),
+};
+
+void RegisterProbe(int sdkVersion = 13)
+{
+    trace.clear();
+    probeEvents[0] = {"First", nullptr, 0, nullptr};
+    probeEvents[1] = {"Second", nullptr, 0, nullptr};
+    probe = {.name = "Probe",
+             .dataSize = sizeof(Record),
+             .destructor = DestructorOfRecord,
+             .properties = properties,
+             .propertyCount = std::size(properties),
+             .methods = methods,
+             .methodCount = std::size(methods),
+             .events = probeEvents,
+             .eventCount = std::size(probeEvents)};
+    Entry<void(int)>("RegisterPluginVersion")(sdkVersion);
+    Entry<void *(REALclassDefinition *)>("PluginRegisterClass")(&probe);
+}
+
+void *HandlerOf(REALobjectStruct *object, const void *token)
+{
+    return Entry<void *(REALobjectStruct *, const void *)>("GetEventInstance")(object, token);
+}
+
+template <typename Field>
+Field At(const void *address, std::size_t offset)
+{
+    Field field;
+    std::memcpy(&field, static_cast<const char *>(address) + offset, sizeof field);
+    return field;
+}
+
+} // namespace
+
+TEST(Declarations, AreReadInAllTheirForms)
+{
+    const struct {
+        const char *text, *name;
+        std::size_t parameters;
+        host::TypeKind result;
+        const char *extends;
+        bool assigns;
+    } rows[] = {
+        {"Poll", "Poll", 0, host::TypeKind::None, "", false},
+        {"Read(peek as boolean = false) as DatagramVYN", "Read", 1, host::TypeKind::Object, "", false},
+        {"LenB( s as string ) as integer", "LenB", 1, host::TypeKind::Integer, "", false},
+        {"Operator_Convert() As Ptr", "Operator_Convert", 0, host::TypeKind::Ptr, "", false},
+        {"TOS(extends s as SocketCore, assigns value as Integer)", "TOS", 1, host::TypeKind::None, "SocketCore", true},
+        {"Foo(extends ref as SocketCore, ) as UINT16", "Foo", 0, host::TypeKind::UInt16, "SocketCore", false},
+        {"Find(byref a as String, b as String = \", )\") as UInt32", "Find", 2, host::TypeKind::UInt32, "", false},
+    };
+    for (const auto &row : rows) {
+        auto declaration = host::ParseDeclaration(row.text);
+        ASSERT_TRUE(declaration) << row.text;
+        EXPECT_EQ(declaration->name, row.name);
+        EXPECT_EQ(declaration->parameters.size(), row.parameters) << row.text;
+        EXPECT_EQ(declaration->result.kind, row.result) << row.text;
+        EXPECT_EQ(declaration->extends, row.extends);
+        EXPECT_EQ(declaration->assigns, row.assigns) << row.text;
+    }
+    for (const char *text : {"", "(", "Foo(", "Foo(a)", "Foo(a as)", "Foo as", "Foo() as Integer more"})
+        EXPECT_FALSE(host::ParseDeclaration(text)) << text;
+}
+
+// Each row does one thing wrong; the host goes on and says what it was.
+TEST(Ledger, NoticesEveryMisuseOfAHandle)
+{
+    const struct {
+        const char *complaint;
+        void (*misuse)();
+    } rows[] = {
+        {"REALUnlockObject: the handle is released already",
+         [] {
+             REALobjectStruct *object = Host::Current().New("Probe");
+             Unlock(object);
+             Unlock(object);
+         }},
+        {"REALLockObject: the handle was never handed out",
+         [] {
+             long local = 0;
+             Lock(&local);
+         }},
+        {"REALUnlockObject: the handle is of another kind", [] { Unlock(Owned(host::NewString("text")).Get()); }},
+        {"still alive: string \"kept\", 2 references",
+         [] { Entry<void(REALstringStruct *)>("REALLockString")(host::NewString("kept")); }},
+        {"still alive: object Probe, 1 reference", [] { Host::Current().New("Probe"); }},
+        {"a memory block was expected, not a Probe",
+         [] {
+             Owned object(Host::Current().New("Probe"));
+             Entry<long(REALobjectStruct *)>("memoryBlockGetSize")(object.Get());
+         }},
+        {"a background task was removed that is not there: 7",
+         [] { Entry<void(int)>("PluginUnregisterBackgroundTask")(7); }},
+        {"what was raised is no exception",
+         [] {
+             Owned object(Host::Current().New("Probe"));
+             Entry<void(REALobjectStruct *)>("RuntimeRaiseException")(object.Get());
+         }},
+        {"an event was looked up that MemoryBlock does not have",
+         [] {
+             Owned block(host::NewMemoryBlock("x", 1));
+             HandlerOf(block.Get(), probeEvents[0].token);
+         }},
+    };
+    for (const auto &row : rows) {
+        Host host;
+        RegisterProbe();
+        row.misuse();
+        EXPECT_NE(host.Complaints().find(row.complaint), std::string::npos) << row.complaint << host.Complaints();
+    }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) // which ends the process at the write itself
+TEST(Ledger, NoticesAWriteAfterTheRelease)
+{
+    Host host;
+    REALstringStruct *string = host::NewString("12345678");
+    auto bytes = const_cast<char *>(host::BytesOf(string).data());
+    host::Release(string);
+    bytes[5] = 'x';
+    for (int i = 0; i < 5000; ++i)
+        host::Release(host::NewString("another"));
+    EXPECT_NE(host.Complaints().find("written to after its release"), std::string::npos);
+}
+#endif
+
+TEST(Objects, DieOnceWithBothDestructors)
+{
+    Host host;
+    RegisterProbe();
+    REALobjectStruct *object = host.New("Probe");
+    host.Set(object, "Name", Owned(host::NewString("its own")).Get());
+    Lock(object);
+    Unlock(object);
+    EXPECT_EQ(trace, "");
+    Unlock(object);
+    EXPECT_EQ(trace, "record method ");
+    EXPECT_EQ(host.Complaints(), "");
+}
+
+TEST(Objects, HaveTheirBlockWhereTheHostWasTold)
+{
+    for (std::size_t offset : {std::size_t{32}, std::size_t{48}, std::size_t{208}}) {
+        Host host({.offsets = {{"Probe", offset}}});
+        RegisterProbe();
+        Owned object(host.New("Probe"));
+        host.Set(object.Get(), "Number", 77);
+        EXPECT_EQ(probe.forSystemUse, static_cast<long>(offset));
+        EXPECT_EQ(At<std::int64_t>(object.Get(), offset + 8), 77);
+        EXPECT_EQ(host.classes.Findings().size(), 1u); // the property beyond the end
+    }
+    EXPECT_THROW(Host({.offsets = {{"Probe", 16}}}), std::invalid_argument);
+}
+
+TEST(Exceptions, AreThrownByTheCallerAndTheResultIsReleased)
+{
+    Host host;
+    RegisterProbe();
+    Owned object(host.New("Probe"));
+    EXPECT_THROW(host.Call<REALstringStruct *>(object.Get(), "MakeAndRaise as String"), host::Exception);
+    EXPECT_EQ(host.Call<long>(object.Get(), "Add(a as Integer, b as Integer) as Integer", 40, 2), 42);
+    EXPECT_EQ(host.ledger.Live(), (host::References{0, 1, 0}));
+}
+
+TEST(Exceptions, EndAtTheGuard)
+{
+    Host host;
+    auto guard = Entry<REALobjectStruct *(void (*)(void *), void *)>("PluginCallFunctionWithExceptionHandler");
+    Owned thrown(guard([](void *) { throw host::Exception{"OutOfBoundsException", "far", 3}; }, nullptr));
+    Owned raised(guard([](void *) { host::Release(MakeAndRaise(nullptr)); }, nullptr));
+    EXPECT_EQ(guard([](void *) {}, nullptr), nullptr);
+    EXPECT_EQ(host::ClassOf(thrown.Get(), "")->name, "OutOfBoundsException");
+    EXPECT_EQ(host.Get<long>(thrown.Get(), "ErrorNumber"), 3);
+    EXPECT_EQ(host::ClassOf(raised.Get(), "")->name, "NilObjectException");
+    EXPECT_EQ(host.exceptions.TakePending(), nullptr);
+}
+
+TEST(Exceptions, StayPendingUntilTheyAreTaken)
+{
+    Host host;
+    auto raise = [](void *className) {
+        Owned exception(host::NewException({static_cast<const char *>(className), "", 0}));
+        Host::Current().exceptions.Raise(exception.Get());
+    };
+    char first[] = "OutOfMemoryException", second[] = "NilObjectException";
+    raise(first);
+    raise(second);
+    Owned guarded(host.exceptions.RunGuarded(raise, second));
+    Owned pending(host.exceptions.TakePending());
+    EXPECT_EQ(host::ClassOf(guarded.Get(), "")->name, second);
+    EXPECT_EQ(host::ClassOf(pending.Get(), "")->name, first);
+    EXPECT_EQ(host.exceptions.Raised().size(), 3u);
+    EXPECT_EQ(host.ledger.Live(), (host::References{0, 2, 0}));
+}
+
+TEST(Entries, CanBeMissingFailAndAreCounted)
+{
+    Host host({.without = {"REALConvertString"}});
+    EXPECT_EQ(host::Resolve("REALConvertString"), nullptr);
+    EXPECT_EQ(host::Resolve("NoSuchEntry"), nullptr);
+    EXPECT_TRUE(host::UnknownEntriesAsked().contains("NoSuchEntry"));
+
+    auto build = Entry<REALstringStruct *(const char *, int)>("REALBuildString");
+    host.faults.FailCall(2);
+    Owned first(build("a", 1)), second(build("b", 1)), third(build("c", 1));
+    EXPECT_NE(first.Get(), nullptr);
+    EXPECT_EQ(second.Get(), nullptr);
+    EXPECT_NE(third.Get(), nullptr);
+    EXPECT_STREQ(host.faults.Failed(), "REALBuildString");
+    EXPECT_EQ(host::FindEntry("REALBuildString")->called, 3);
+    EXPECT_EQ(host::FindEntry("REALBuildString")->asked, 1);
+    EXPECT_THROW(Host({.without = {"NoSuchEntry"}}), std::invalid_argument);
+}
+
+TEST(Entries, OfABareHostAreTheTwoOfStartUp)
+{
+    Host host({.bare = true});
+    for (const host::Entry *entry : host::AllEntries()) {
+        bool startUp =
+            entry->name == std::string("REALGetRBVersion") || entry->name == std::string("RegisterPluginVersion");
+        EXPECT_EQ(host::Resolve(entry->name) != nullptr, startUp) << entry->name;
+    }
+}
+
+TEST(Strings, ConvertBetweenEncodings)
+{
+    using namespace std::string_literals;
+    const struct {
+        std::string from;
+        unsigned int source, target;
+        std::string to;
+    } rows[] = {
+        {"a\xC3\xA9", kEncodingUTF8, kEncodingLatin1, "a\xE9"},
+        {"a\xC3\xA9", kEncodingUTF8, kEncodingMacRoman, "a\x8E"},
+        {"\x80", kEncodingWindows, kEncodingUTF8, "\xE2\x82\xAC"},
+        {"\xE2\x82\xAC!", kEncodingUTF8, kEncodingASCII, "?!"},
+        {"\xFFz", kEncodingUTF8, kEncodingUTF16, "?\0z\0"s},
+        {"\x3D\xD8\x00\xDE"s, kEncodingUTF16, kEncodingUTF8, "\xF0\x9F\x98\x80"},
+        {"A\0\0\0"s, kEncodingUTF32, kEncodingUTF8, "A"},
+        {"\xFF\x00"s, kEncodingNone, kEncodingUTF8, "\xFF\x00"s},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(host::Convert(row.from, row.source, row.target), row.to) << row.target;
+    EXPECT_FALSE(host::Convert("x", kEncodingUTF8, 0x12345));
+}
+
+class ArrayHeader : public testing::TestWithParam<double> {};
+
+TEST_P(ArrayHeader, ShowsWhatTheHostOfThisVersionShows)
+{
+    Host host({.version = GetParam()});
+    bool wide = GetParam() >= 2021.0;
+    auto create = Entry<void *(unsigned int, long)>("RuntimeArrayCreateSingleDimBoundedArray");
+    Owned array(static_cast<REALobjectStruct *>(create(3, 1)));
+    Owned text(host::NewString("element"));
+
+    auto set = reinterpret_cast<void (*)(void *, REALstringStruct *, long)>(
+        Entry<void *(void *, long, void *)>("PluginStringArraySetProc")(array.Get(), 0, nullptr));
+    auto insert = reinterpret_cast<void (*)(void *, long, REALstringStruct *)>(
+        Entry<void *(void *, long, void *)>("PluginStringArrayInsertProc")(array.Get(), 0, nullptr));
+    set(array.Get(), text.Get(), 1);
+    insert(array.Get(), 1, text.Get());
+
+    auto storage = At<REALstringStruct **>(array.Get(), 56);
+    EXPECT_EQ(At<std::int64_t>(array.Get(), 24), 1);
+    EXPECT_EQ(wide ? At<std::int64_t>(array.Get(), 64) : At<std::int32_t>(array.Get(), 64), 1);
+    EXPECT_EQ(wide ? At<std::int64_t>(array.Get(), 72) : At<std::int32_t>(array.Get(), 68), 3);
+    EXPECT_EQ(At<std::int32_t>(array.Get(), wide ? 84 : 76), 2);
+    EXPECT_EQ(storage[0], nullptr);
+    EXPECT_EQ(storage[1], text.Get());
+    EXPECT_EQ(storage[2], text.Get());
+    EXPECT_EQ(host.ledger.Leaks()[1], "string \"element\", 3 references");
+    EXPECT_EQ(Entry<void *(void *, long, void *)>("PluginInt16ArrayGetProc")(array.Get(), 0, nullptr), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, ArrayHeader, testing::Values(2020.99, 2021.0, 2021.03));
+
+// An old plugin's event record points to a record with the token; a newer one's holds the token itself.
+TEST(Events, AreFoundByTheirTokens)
+{
+    for (int sdkVersion : {9, 13}) {
+        Host host;
+        RegisterProbe(sdkVersion);
+        Owned object(host.New("Probe"));
+        const void *token = probeEvents[1].token;
+        if (sdkVersion == 9) token = static_cast<const REALevent *>(token)->token;
+
+        EXPECT_EQ(HandlerOf(object.Get(), token), nullptr);
+        int fired = 0;
+        host.events.SetHandler(object.Get(), "second", [&](REALobjectStruct *given) {
+            ++fired;
+            host.events.SetHandler(given, "second", {}); // and goes on, though it is no longer set
+            throw host::Exception{"RuntimeException", "from the handler", fired};
+        });
+        auto fire = reinterpret_cast<void (*)(REALobjectStruct *)>(HandlerOf(object.Get(), token));
+        ASSERT_NE(fire, nullptr);
+        EXPECT_THROW(fire(object.Get()), host::Exception);
+        EXPECT_EQ(fired, 1);
+        EXPECT_EQ(HandlerOf(object.Get(), token), nullptr);
+        EXPECT_EQ(host.Complaints(), "still alive: object Probe, 1 reference\n");
+    }
+}
+
+TEST(Tasks, ComeAndGoDuringAStep)
+{
+    Host host;
+    static std::string order;
+    order.clear();
+    auto add = Entry<int(void (*)(void *), unsigned int, void *)>("PluginRegisterBackgroundTask");
+    auto remove = Entry<void(int)>("PluginUnregisterBackgroundTask");
+    static void (*removeTask)(int);
+    removeTask = remove;
+    EXPECT_EQ(add(
+                  [](void *) {
+                      order += "a";
+                      removeTask(1);
+                      removeTask(2);
+                      Host::Current().tasks.Add({[](void *) { order += "d"; }, 10, nullptr});
+                  },
+                  10, nullptr),
+              1);
+    EXPECT_EQ(add([](void *) { order += "b"; }, 10, nullptr), 2);
+    EXPECT_EQ(add([](void *) { order += "c"; }, 10, nullptr), 3);
+    host.tasks.Step();
+    EXPECT_EQ(order, "ac");
+    EXPECT_TRUE(host.tasks.Run(5.0, [] { return order.size() >= 4; }));
+    EXPECT_EQ(order, "accd");
+    EXPECT_FALSE(host.tasks.Run(0.0));
+}

@@ -8,7 +8,7 @@ declare -A packages=(
   [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 valgrind binutils iproute2 libbenchmark-dev"
   [bench]="libbenchmark-dev python3"
   [coverage]="gcovr"
-  [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libffi-dev:arm64 libgtest-dev"
+  [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64"
 )
 
 missing=()

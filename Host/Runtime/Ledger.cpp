@@ -115,7 +115,7 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
         if (value == nullptr) return nullptr;
         std::unique_ptr<Value, decltype(&std::free)> kept(value, std::free);
         cells.push_back({value, sizeClass});
-        kept.release();
+        value = kept.release();
         addresses.Insert(value);
     }
     value->kind = kind;

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 using host::Host;
-using host::Options;
 using host::Owned;
 
 namespace {

@@ -68,8 +68,8 @@ bool IsLegalSequence(const unsigned char *text, long trailing)
 // The code point of a legal sequence.
 unsigned int CodePoint(const unsigned char *text, long trailing)
 {
-    static constexpr unsigned char leadMask[] = {0x7F, 0x1F, 0x0F, 0x07};
-    unsigned int code = text[0] & leadMask[trailing];
+    // A lead byte has one bit less for its own for each trailing byte, and one to tell them from.
+    unsigned int code = trailing == 0 ? text[0] : text[0] & (0x3FU >> trailing);
     for (long i = 1; i <= trailing; i++)
         code = code << 6 | (text[i] & 0x3F);
     return code;

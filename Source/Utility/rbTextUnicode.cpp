@@ -9,7 +9,7 @@ void rbText::Widen(View<Unit> &view)
     Unit *units = Own(view, utf8.length);
     if (units == nullptr) return Fail("Out of memory", view);
     for (long i = 0; i < utf8.length; i++)
-        units[i] = static_cast<Unit>(utf8.text[i]);
+        units[i] = static_cast<unsigned char>(utf8.text[i]);
     view.text = units;
     view.length = utf8.length;
 }

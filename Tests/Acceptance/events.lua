@@ -204,6 +204,10 @@ balanced("another exception ends the poll and reaches who polled", function()
   equal(completed, 1)
 end)
 
+if support.emulated then
+  return print("skipped: the emulator's select takes no descriptor above 1,023")
+end
+
 balanced("a thousand sockets, most of them beyond descriptor 1,024", function()
   local sockets, fired = {}, 0
   for i = 1, 1500 do

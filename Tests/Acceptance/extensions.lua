@@ -23,7 +23,9 @@ balanced("options of a host socket, set and read back", function()
     end
   end
   equal(socket:OptionTypeVYN(), 2)
-  socket:ClearOptionsVYN()
+  if not support.emulated then
+    socket:ClearOptionsVYN()
+  end
 end)
 
 balanced("a TCP socket has its own", function()
@@ -49,9 +51,11 @@ balanced("every failure is an exception that says what failed", function()
     set("OptionMaximumSegmentSizeVYN", 1000))
 
   host.close(socket.Handle)
-  raises("UnsupportedOperationException",
-    "Failed to set socket option with level: 0, option: 4 with error 9: Bad file descriptor",
-    function() socket:ClearOptionsVYN() end)
+  if not support.emulated then
+    raises("UnsupportedOperationException",
+      "Failed to set socket option with level: 0, option: 4 with error 9: Bad file descriptor",
+      function() socket:ClearOptionsVYN() end)
+  end
   socket:Close()
   for _, row in ipairs(rows) do
     raises("UnsupportedFormatException", "Failed to get socket handle", set(row[1], row[2][1]))

@@ -17,6 +17,9 @@ local rows = {
   { "Broadcast", "Boolean", { true, false } },
   { "MulticastInterface", "String", { "127.0.0.1", "" }, { "127.0.0.1", "0.0.0.0" }, { "eth0", "255.255.255.255" } },
 }
+if support.emulated then
+  table.remove(rows) -- the emulator has no MulticastInterface
+end
 local readOnly = { Type = 2, SocketError = 0 }
 
 -- What a property answers without a socket, and after a call that failed.
@@ -140,6 +143,9 @@ balanced("multicast on the loopback interface", function()
   receiver:AddMembership(GROUP, "127.0.0.1")
   equal(receiver.Lasterror, 98) -- EADDRINUSE
   local sender = UDPSocketVYN()
+  if support.emulated then
+    return -- without the interface the datagrams go elsewhere
+  end
   sender.MulticastInterface = "127.0.0.1"
   equal(sender:SendMessage("to the group", GROUP, port), 12)
   support.arrived(receiver)

@@ -205,7 +205,9 @@ balanced("a descriptor that is closed, or none, is an error and no harm", functi
     equal(socket.LocalIP, "")
     equal(socket.Lasterror, EBADF)
     equal(socket.SocketError, -1)
-    socket:Poll()
+    if not support.emulated then
+      socket:Poll()
+    end
   end
 end)
 

@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <netinet/in.h>
@@ -437,16 +438,16 @@ constexpr Step steps[] = {
     {"events of a raw socket",  EventsOfARawSocket, "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete "},
     {"events by task",          EventsByTask,       "fired"},
     {"options",                 Options,            " (0) 1 (0) (0) 1 (0) (0) 1 (0) (0) 1 (0) (0) 1 (0) (0) 1 (0) (0) 1 (0) (0) 16384 (0) (0) 16384 (0) 2 (0) 0 (0)"},
-    {"multicast",               Multicast,          " (0) 127.0.0.1 (0) (0) (0)"},
     {"stream",                  Stream,             " (0) (0) connected (0) 127.0.0.1 (0) 6 (0) str (0) stream (0)"},
     {"raw addresses",           RawAddresses,       "1 (0) 1 (0) 4 (0) data from 127.0.0.1, 16 bytes of address (0)"},
     {"header option",           HeaderOption,       " (92) 0 (0)"},
     {"no such family",          NoSuchFamily,       "UnsupportedOperationException: The specified address family is not supported."},
     {"helpers",                 Helpers,            "127.0.0.1 67305985 65534"},
-    {"extensions",              Extensions,         "9 1"},
     {"extension of nothing",    ExtensionOfNothing, "NilObjectException: Socket is nil"},
     {"names",                   Names,              "'127.0.0.1' '::1' '' '' "},
     {"switch",                  Switch,             "off"},
+    {"multicast",               Multicast,          " (0) 127.0.0.1 (0) (0) (0)"},
+    {"extensions",              Extensions,         "9 1"},
 };
 // clang-format on
 
@@ -454,7 +455,9 @@ constexpr Step steps[] = {
 
 std::span<const Step> Steps()
 {
-    return steps;
+    // An emulator of another machine lacks options that the last two need.
+    static const bool emulated = std::getenv("VYN_EMULATED") != nullptr;
+    return std::span(steps).first(std::size(steps) - (emulated ? 2 : 0));
 }
 
 static std::string RunOrSayWhy(const Step &step)

@@ -11,13 +11,23 @@ declare -A packages=(
   [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libffi-dev:arm64 libgtest-dev:arm64"
 )
 
+native=$(dpkg --print-architecture)
+
+# Whether the package is installed, for this machine unless its name says another.
+installed() {
+  local architecture=$native
+  [[ $1 != *:* ]] || architecture=${1#*:}
+  dpkg-query -W -f '${db:Status-Status} ${Architecture}\n' "${1%:*}" 2>/dev/null |
+    grep -qxE "installed ($architecture|all)"
+}
+
 missing=()
 for group in "$@"; do
   if [[ $group == aarch64 ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
     foreign=1
   fi
   for package in ${packages[$group]}; do
-    [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || missing+=("$package")
+    installed "$package" || missing+=("$package")
   done
 done
 ((${#missing[@]})) || exit 0

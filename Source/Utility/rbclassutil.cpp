@@ -3,6 +3,7 @@
 
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/SDK/GlueCode/Version.h"
 #include "rbclassutilChecks.h"
 
 #include <cstring>
@@ -13,7 +14,7 @@ static pthread_t mainThread;
 void MyPluginStart(const char *partName)
 {
     gpartname = partName;
-    gPluginVersionMarker = "$$ Plugin version: 23.5 (2023) $$";
+    gPluginVersionMarker = "$$ Plugin version: " PLUGIN_VERSION " (" PLUGIN_YEAR ") $$";
     ReadDebugEnvironment();
     mainThread = pthread_self();
     if (gDebugging && !REALinRuntime()) {

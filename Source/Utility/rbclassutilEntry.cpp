@@ -2,6 +2,8 @@
 //
 // The loader named here comes with the library file as with any program and fills in what the code needs
 // of libc before it enters; nothing else of a program's start-up runs.
+#include "Source/SDK/GlueCode/Version.h"
+
 #include <cstddef>
 #include <unistd.h>
 
@@ -24,7 +26,7 @@ __attribute__((section(".interp"), used)) const char elf_interpreter[] = LOADER;
 [[noreturn]] EXPORTED PROGRAM_ENTRY void libEntry();
 }
 
-static constexpr char banner[] = "VYN Plugin, version 23.5, built Nov 19 2023\n";
+static constexpr char banner[] = "VYN Plugin, version " PLUGIN_VERSION ", built " PLUGIN_DATE "\n";
 static constexpr std::size_t kBannerSize = sizeof banner - 1;
 static_assert(kBannerSize == 44);
 

@@ -1,0 +1,104 @@
+-- Whatever a program writes into Handle: every operation on every kind of descriptor, and on numbers that are
+-- none. Nothing crashes or waits, and a foreign descriptor stays open.
+local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
+
+local sparse = os.tmpname()
+local file = io.open(sparse, "w")
+file:seek("set", 3 * 1024 * 1024 * 1024)
+file:write("x")
+file:close()
+
+local listener = host.tcpListener()
+local connected = host.tcp("127.0.0.1", listener.LocalPort)
+
+-- Each makes a descriptor that the test closes afterwards, or a number that is none.
+local kinds = {
+  { "minus one", -1 }, { "minus five", -5 }, { "smallest", math.mininteger }, { "largest", math.maxinteger },
+  { "never opened", 900 }, { "1,023", 1023 }, { "1,024", 1024 }, { "19,999", 19999 }, { "2^31", 1 << 31 },
+  { "2^32 + 1", (1 << 32) + 1 }, { "2^40", 1 << 40 },
+  { "/dev/null", function() return host.open("/dev/null", "r+") end },
+  { "/dev/full", function() return host.open("/dev/full", "r+") end },
+  { "a file of 3 GiB", function() return host.open(sparse, "r") end },
+  { "a folder", function() return host.open("/tmp", "r") end },
+  { "a pipe", function()
+    local readEnd, writeEnd = host.pipe()
+    host.close(writeEnd)
+    return readEnd
+  end },
+  { "a UDP socket", function() return host.socket(2, 2, 0) end },
+  { "a TCP socket", function() return host.socket(2, 1, 0) end },
+  { "an IPv6 socket", function() return host.socket(10, 2, 0) end },
+  { "a unix socket", function() return host.socket(1, 2, 0) end },
+  { "a unix stream", function() return host.socket(1, 1, 0) end },
+  { "a netlink socket", function() return host.socket(16, 3, 0) end },
+  { "a listening socket", function() return host.dup(listener.Handle, 500) end },
+  { "a connected socket", function() return host.dup(connected.Handle, 501) end },
+}
+
+local block = MemoryBlock(("\0"):rep(128))
+local operations = {
+  udp = {
+    function(s) s:Bind(0) end,
+    function(s) s:SendMessage("x", "127.0.0.1", 9) end,
+    function(s) s:SendMessage(block, "127.0.0.1", 9) end,
+    function(s) s:Read(true) end,
+    function(s) s:Read() end,
+    function(s) s:AddMembership("239.1.2.3", "127.0.0.1") end,
+    function(s) s:DropMembership("239.1.2.3", "127.0.0.1") end,
+  },
+  raw = {
+    function(s) s:Listen() end,
+    function(s) s:Bind(block, 16) end,
+    function(s) s:Connect(block, 16) end,
+    function(s) s:Send(block, 1, 0x4040) end, -- not waiting, no signal
+    function(s) s:SendTo(block, 1, 0x4040, block, 16) end,
+    function(s) s:ReadDatagram(true) end,
+    function(s) s:ReadDatagram() end,
+  },
+}
+local properties = {
+  udp = { "LocalIP", "LocalPort", "AvailableBytes", "TypeOfService", "TimeToLive", "MulticastTimeToLive", "Type",
+    "SendBufferSize", "ReceiveBufferSize", "MulticastLoop", "MulticastInterface", "ReuseAddress", "ReusePort",
+    "SocketError", "Broadcast" },
+  raw = { "LocalIP", "LocalPort", "AvailableBytes", "IPHeaderIncluded", "SocketError" },
+}
+
+local function exercise(kind, socket, name, handle)
+  for i, operation in ipairs(operations[kind]) do
+    socket.Handle = handle
+    operation(socket)
+    assert(socket.Lasterror >= -1, name .. ": operation " .. i)
+  end
+  for _, property in ipairs(properties[kind]) do
+    socket.Handle = handle
+    local value = socket[property]
+    assert(value ~= nil, name .. ": " .. property)
+  end
+  local selectable = handle >= 0 and handle < 1024
+  if selectable or not support.emulated then
+    for _ = 1, 3 do
+      socket:Poll()
+    end
+  end
+  socket.Handle = 0
+end
+
+for _, row in ipairs(kinds) do
+  local name, make = row[1], row[2]
+  support.balanced(name, function()
+    local udp, raw = UDPSocketVYN(), RAWSocketVYN(2, 2, 17)
+    for _, socket in ipairs({ udp, raw }) do
+      host.close(socket.Handle)
+      socket.Handle = 0
+    end
+    local isNumber = type(make) == "number"
+    local handle = isNumber and make or make()
+    exercise("udp", udp, name, handle)
+    exercise("raw", raw, name, handle)
+    if not isNumber then
+      assert(host.isOpen(handle), name .. " is closed")
+      host.close(handle)
+    end
+  end)
+end
+os.remove(sparse)

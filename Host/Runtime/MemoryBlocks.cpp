@@ -28,7 +28,7 @@ Block &BlockOf(REALobjectStruct *object)
 void Raise(const char *className, const char *message)
 {
     Owned exception(NewException({className, message}));
-    Host::Current().exceptions.Raise(exception.Get());
+    if (exception.Get() != nullptr) Host::Current().exceptions.Raise(exception.Get());
 }
 
 void Destroy(REALobjectStruct *object)

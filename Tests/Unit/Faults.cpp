@@ -10,11 +10,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+// Every library of the process is to find these, not only this program.
+#pragma GCC visibility push(default)
+
 namespace {
 
-long allocationsLeft = 0; // until the one that fails; 0: none is to fail
-bool laterFailToo = false;
-bool allocationFailed = false;
+// Compilers think that they know what an allocation changes.
+volatile long allocationsLeft = 0; // until the one that fails; 0: none is to fail
+volatile bool laterFailToo = false;
+volatile bool allocationFailed = false;
 
 long callsLeft = 0;
 int callError = 0;
@@ -24,11 +28,12 @@ bool AllocationFails()
 {
     if (allocationsLeft == 0) return false;
     if (allocationsLeft > 1) {
-        allocationsLeft--;
+        allocationsLeft = allocationsLeft - 1;
         return false;
     }
     if (!laterFailToo) allocationsLeft = 0;
-    return allocationFailed = true;
+    allocationFailed = true;
+    return true;
 }
 
 bool CallFails(const char *name)
@@ -127,3 +132,5 @@ extern "C" void *realloc(void *block, size_t size)
     return AllocationFails() ? nullptr : __libc_realloc(block, size);
 }
 #endif
+
+#pragma GCC visibility pop

@@ -8,6 +8,12 @@ preset=$1
 shift
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
+# A folder that was configured by hand for another build tool is configured anew.
+folder=build/$preset
+[[ $preset != release ]] || folder=build
+if [[ -f $folder/CMakeCache.txt ]] && ! grep -q '^CMAKE_GENERATOR:INTERNAL=Ninja$' "$folder/CMakeCache.txt"; then
+  rm -rf "$folder/CMakeCache.txt" "$folder/CMakeFiles"
+fi
 targets=()
 (($# == 0)) || targets=(--target "$@")
 if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } >"$log" 2>&1; then

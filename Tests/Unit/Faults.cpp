@@ -24,7 +24,7 @@ long callsLeft = 0;
 int callError = 0;
 const char *failedCall = nullptr;
 
-bool AllocationFails()
+[[maybe_unused]] bool AllocationFails()
 {
     if (allocationsLeft == 0) return false;
     if (allocationsLeft > 1) {

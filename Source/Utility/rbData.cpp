@@ -14,17 +14,18 @@ rbFreeLater::~rbFreeLater()
     if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));
 }
 
-rbData::rbData(const void *bytes, std::uint64_t byteCount)
+// The constructors that lock a host value start with an empty view that is complete: whatever happens after
+// the lock, the destructor releases it.
+
+rbData::rbData(const void *bytes, std::uint64_t byteCount) : rbData()
 {
-    Clear();
     data = bytes;
     size = byteCount;
     FixSize();
 }
 
-rbData::rbData(REALstringStruct *s)
+rbData::rbData(REALstringStruct *s) : rbData()
 {
-    Clear();
     if (s == nullptr) return;
     REALLockString(s);
     string = s;
@@ -34,9 +35,8 @@ rbData::rbData(REALstringStruct *s)
     FixSize();
 }
 
-rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length)
+rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length) : rbData()
 {
-    Clear();
     if (m == nullptr) return;
     memoryBlock = m;
     REALLockObject(AsObject(m));

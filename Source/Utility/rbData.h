@@ -46,6 +46,7 @@ class rbData {
     rbData *next; // the link of a chain
 
   private:
+    rbData() { Clear(); }
     void FixSize();
 };
 

@@ -24,9 +24,11 @@ void rbText::ForEachView(Visit visit)
     visit(utf32);
 }
 
-rbText::rbText(REALstringStruct *string)
+// Both constructors start with an object that is complete: whatever a host does after the lock, the destructor
+// releases it.
+
+rbText::rbText(REALstringStruct *string) : rbText(string != nullptr ? -1L : 0L)
 {
-    Clear(string != nullptr ? -1 : 0);
     if (string == nullptr) return;
     REALLockString(string);
     source = string;
@@ -34,9 +36,8 @@ rbText::rbText(REALstringStruct *string)
     Classify();
 }
 
-rbText::rbText(const rbText &other)
+rbText::rbText(const rbText &other) : rbText(other.source != nullptr ? -1L : 0L)
 {
-    Clear(other.source != nullptr ? -1 : 0);
     if (other.source == nullptr) return;
     REALLockString(other.source);
     source = other.source;

@@ -73,6 +73,7 @@ class rbText {
     template <typename Visit>
     void ForEachView(Visit visit);
 
+    explicit rbText(long length) { Clear(length); }
     void Clear(long length);
     void Classify();
     void PointAtSource(View<char> &view);

@@ -165,6 +165,8 @@ TEST_F(HostOperations, TheEventTokenStandsOneRecordFurtherWithTheOldestSDK)
     EXPECT_EQ(REALGetEventInstance(nullptr, &inner), &token);
     gSDKVersion = 9;
     EXPECT_EQ(REALGetEventInstance(nullptr, &outer), &token);
+    outer.token = nullptr; // a host that never wrote its token
+    EXPECT_EQ(REALGetEventInstance(nullptr, &outer), nullptr);
 }
 
 TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)

@@ -78,6 +78,23 @@ TEST(Sweep, InstanceDataMayLieAnywhere)
     EXPECT_EQ(scenario::InChild([&] { return Differences(options); }), "");
 }
 
+TEST(Sweep, APollTakesNoReferenceThatItCannotHold)
+{
+    EXPECT_EQ(scenario::InChild([] {
+                  host::Host host({.without = {"REALLockObject"}});
+                  host.Start(REALPluginMain);
+                  host::Owned<REALobjectStruct> socket(host.New("UDPSocketVYN"));
+                  host::Owned<REALstringStruct> text(host::NewString("127.0.0.1"));
+                  host.Call<long>(socket.Get(),
+                                  "SendMessage(Data as MemoryBlock, IP as String, Port as Integer) as Integer", nullptr,
+                                  text.Get(), 9);
+                  host.events.SetHandler(socket.Get(), "SendComplete", [](REALobjectStruct *) {});
+                  host.Call<void>(socket.Get(), "Poll");
+                  return host.Get<long>(socket.Get(), "Handle") > 0 ? "" : "the socket is gone";
+              }),
+              "");
+}
+
 TEST(Sweep, EveryEntryMissingInTurn)
 {
     std::vector<std::string> names = EntryNames();

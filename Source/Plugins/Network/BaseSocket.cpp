@@ -79,7 +79,7 @@ void ReplaceDescriptor(SocketRecord &socket, int fd)
 
 bool CheckPort(std::int64_t port)
 {
-    if (port >= 0 && port <= 65535) return true;
+    if (IsPort(port)) return true;
     RaiseException("UnsupportedOperationException", "Invalid port number.", kEncodingASCII);
     return false;
 }
@@ -102,6 +102,15 @@ static void RememberBinding(SocketRecord &socket, std::int64_t port, REALstringS
     socket.BindPort = port;
 }
 
+static void TraceAddress(const sockaddr_union &address)
+{
+    if (!gDebugging) return;
+    char text[INET6_ADDRSTRLEN];
+    sockaddr_to_text(&address.any, text);
+    LogMessage("bind to", text);
+    LogMessage("port", GetSocketAddressPort(address));
+}
+
 void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address)
 {
     TRACE("Bind");
@@ -122,8 +131,7 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
             return;
         }
     }
-    TRACE("bind to", sockaddr_to_text(&local.any).c_str());
-    TRACE("port", GetSocketAddressPort(local));
+    TraceAddress(local);
     int result = bind(Descriptor(*socket), &local.any, static_cast<socklen_t>(GetSocketAddressSize(local)));
     if (!FinishOperation(*socket, ErrorOf(result), "Failed with error")) return;
     TRACE("Bind OK");
@@ -171,5 +179,7 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
         return nullptr;
     }
     // Unlike LocalPort, a success leaves Lasterror at -1.
-    return Guarded([&] { return CString2RB(sockaddr_to_text(&local.any).c_str(), kEncodingUTF8); });
+    char text[INET6_ADDRSTRLEN];
+    sockaddr_to_text(&local.any, text);
+    return CString2RB(text, kEncodingUTF8);
 }

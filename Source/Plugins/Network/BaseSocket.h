@@ -78,7 +78,11 @@ void ReplaceDescriptor(SocketRecord &socket, int fd);
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket);
 void UnwatchSocket(SocketRecord &socket);
 
-// Raises what a program is told of a port that is none. Result: whether the port is one.
+// Whether the number is a port; CheckPort raises what a program is told of one that is none.
+constexpr bool IsPort(std::int64_t port)
+{
+    return port >= 0 && port <= 65535;
+}
 bool CheckPort(std::int64_t port);
 
 // --- members of both classes, in the terms of their declarations --------------------------------------

@@ -88,36 +88,38 @@ constexpr EventLabels eventLabels[] = {
 };
 
 // Calls the program's handler if there is one. A standard exception ends the handler alone; any other
-// one goes on to the caller.
-void FireEvent(REALobjectStruct *object, SocketEvent event)
+// one goes on to the caller. Result: whether a handler has run.
+bool FireEvent(REALobjectStruct *object, SocketEvent event)
 {
     REALclassDefinition &definition = IsRAWSocket(object) ? RAWSocketClass : UDPSocketClass;
     void *handler = REALGetEventInstance(object, &definition.events[event]);
     TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
-    if (handler == nullptr) return;
+    if (handler == nullptr) return false;
     TRACE(eventLabels[event].call);
     try {
         reinterpret_cast<void (*)(REALobjectStruct *)>(handler)(object);
     } catch (const std::exception &error) {
         LogMessage("exception", error.what());
     }
+    return true;
 }
 
-// Fires what the sets say. The first handler after which Handle is another ends it: what the sets say is
-// of the old descriptor.
+// Fires what the sets say. It ends with the first handler after which Handle is another, for what the sets
+// say is of the old descriptor, or after which the object may be gone, for a host that can't hold it.
 void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional)
 {
     const std::int64_t polled = socket.Handle;
-    REALobjectStruct *held = object;
-    REALLockObject(held);
+    REALobjectStruct *held = REALCanLockObject() ? object : nullptr;
+    if (held != nullptr) REALLockObject(held);
     rbFreeLater release(&held, nullptr);
+    auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
 
-    if (readable) FireEvent(object, kDataAvailable);
-    if (writable && socket.Handle == polled && socket.sendPending) {
+    if (readable && FireEvent(object, kDataAvailable) && !isStillPolled()) return;
+    if (writable && socket.sendPending) {
         socket.sendPending = false;
-        FireEvent(object, kSendComplete);
+        if (FireEvent(object, kSendComplete) && !isStillPolled()) return;
     }
-    if (exceptional && socket.Handle == polled) FireEvent(object, kError);
+    if (exceptional) FireEvent(object, kError);
 }
 
 void DoPoll(REALobjectStruct *object, SocketRecord &socket)

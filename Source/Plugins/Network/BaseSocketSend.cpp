@@ -69,15 +69,19 @@ static std::int64_t SendMessageInternal(REALobjectStruct *object, const rbData &
 std::int64_t SendMessageS(REALobjectStruct *object, REALstringStruct *data, REALstringStruct *address,
                           std::int64_t port)
 {
-    rbData view(data);
-    return SendMessageInternal(object, view, address, port);
+    return Guarded([&] {
+        rbData view(data);
+        return SendMessageInternal(object, view, address, port);
+    });
 }
 
 std::int64_t SendMessageM(REALobjectStruct *object, REALmemoryBlockStruct *data, REALstringStruct *address,
                           std::int64_t port)
 {
-    rbData view(data, 0, 0);
-    return SendMessageInternal(object, view, address, port);
+    return Guarded([&] {
+        rbData view(data, 0, 0);
+        return SendMessageInternal(object, view, address, port);
+    });
 }
 
 std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram)
@@ -89,6 +93,5 @@ std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram)
         return 0;
     }
     const DatagramRecord &record = GetDatagramRecord(datagram);
-    rbData view(record.Data);
-    return SendMessageInternal(object, view, record.Address, record.Port);
+    return SendMessageS(object, record.Data, record.Address, record.Port);
 }

@@ -65,10 +65,8 @@ HostBoolean Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
         ClearString(errorMessage);
         SocketRecord &socket = GetSocketRecord(object);
         socket.Lasterror = -1;
-        if (!CheckPort(port)) {
-            *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
-            return false;
-        }
+        if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
+        if (!CheckPort(port)) return false;
         rbText host(address);
         const char *hostText = host.GetUTF8();
         FillInDefaults(socket);

@@ -55,7 +55,7 @@ REALmemoryBlockStruct *Read(REALobjectStruct *object, std::int64_t byteSize, Hos
 {
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr || byteSize <= 0) return nullptr;
-    return Receive(*socket, byteSize, peek);
+    return Guarded([&] { return Receive(*socket, byteSize, peek); });
 }
 
 REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
@@ -68,5 +68,6 @@ REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
         FinishOperation(*socket, error);
         return nullptr;
     }
-    return count != 0 ? Receive(*socket, count, peek) : nullptr;
+    if (count == 0) return nullptr;
+    return Guarded([&] { return Receive(*socket, count, peek); });
 }

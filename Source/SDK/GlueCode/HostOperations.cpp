@@ -148,8 +148,9 @@ void *REALLoadFrameworkMethod(const char *prototype)
 
 void *REALGetEventInstance(REALobjectStruct *object, REALevent *event)
 {
+    auto getEvent = GetEventInstanceEntry.Find();
     if (gSDKVersion == 9) event = static_cast<REALevent *>(event->token);
-    return GetEventInstanceEntry.Call(object, event->token);
+    return getEvent != nullptr && event != nullptr ? getEvent(object, event->token) : nullptr;
 }
 
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data)
@@ -164,11 +165,18 @@ bool REALCanUnregisterBackgroundTask()
     return REALUnregisterBackgroundTaskEntry.Find() != nullptr;
 }
 
+bool REALCanLockObject()
+{
+    return REALLockObjectEntry.Find() != nullptr;
+}
+
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)
 {
+    auto get = REALGetPropValueBoolEntry.Find();
+    if (get == nullptr) return false;
     unsigned char byte = 0;
-    bool found = IsYes(REALGetPropValueBoolEntry.Call(object, name, &byte));
-    if (found) *value = byte != 0;
+    bool found = IsYes(get(object, name, &byte));
+    *value = byte != 0;
     return found;
 }
 

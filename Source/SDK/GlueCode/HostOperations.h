@@ -48,8 +48,9 @@ void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
 // the caller, or null. A host that can't do that: the function simply runs.
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data);
 
-// Whether the host can take a background task back.
+// Whether the host can take a background task back, and whether it can hold an object for the library.
 bool REALCanUnregisterBackgroundTask();
+bool REALCanLockObject();
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
 

@@ -27,8 +27,7 @@ rbData::rbData(const void *bytes, std::uint64_t byteCount) : rbData()
 rbData::rbData(REALstringStruct *s) : rbData()
 {
     if (s == nullptr) return;
-    REALLockString(s);
-    string = s;
+    string = REALRetainString(s);
     std::int64_t length = 0;
     data = REALGetStringContents(s, &length);
     size = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
@@ -38,8 +37,7 @@ rbData::rbData(REALstringStruct *s) : rbData()
 rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length) : rbData()
 {
     if (m == nullptr) return;
-    memoryBlock = m;
-    REALLockObject(AsObject(m));
+    memoryBlock = AsMemoryBlock(REALRetainObject(AsObject(m)));
     auto blockSize = static_cast<std::uint64_t>(std::max(MyREALMemoryBlockGetSize(m), 0L));
     auto bytes = static_cast<const char *>(MyREALMemoryBlockGetPtr(m));
     if (bytes == nullptr) return;

@@ -3,6 +3,7 @@
 
 #include "MyMemory.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
+#include "rbData.h"
 #include "rbDebug.h"
 #include "rbTextViews.h"
 #include "rbUtil.h"
@@ -30,8 +31,8 @@ void rbText::ForEachView(Visit visit)
 rbText::rbText(REALstringStruct *string) : rbText(string != nullptr ? -1L : 0L)
 {
     if (string == nullptr) return;
-    REALLockString(string);
     source = string;
+    held = REALRetainString(string);
     encoding = REALGetStringEncoding(string);
     Classify();
 }
@@ -39,8 +40,8 @@ rbText::rbText(REALstringStruct *string) : rbText(string != nullptr ? -1L : 0L)
 rbText::rbText(const rbText &other) : rbText(other.source != nullptr ? -1L : 0L)
 {
     if (other.source == nullptr) return;
-    REALLockString(other.source);
     source = other.source;
+    held = REALRetainString(source);
     encoding = other.encoding;
     asciiState = other.asciiState;
     // The byte views of a 7-bit source are never converted one by one: they are its bytes.
@@ -54,7 +55,7 @@ rbText::~rbText()
 {
     if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
     if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);
-    if (source != nullptr) REALUnlockString(source);
+    if (held != nullptr) REALUnlockString(held);
     if (ownsViews) ReleaseViews();
 }
 
@@ -63,6 +64,7 @@ void rbText::Clear(long length)
 {
     guard1 = guard2 = kGuard;
     source = nullptr;
+    held = nullptr;
     ForEachView([length]<typename Unit>(View<Unit> &view) {
         view.length = length;
         view.text = EmptyText<Unit>();
@@ -159,12 +161,11 @@ void rbText::TestASCII()
 {
     if (asciiState != kToBeTested) return;
     std::int64_t length = 0;
-    REALLockString(source);
+    REALstringStruct *locked = REALRetainString(source);
+    rbFreeLater unlock(nullptr, &locked);
     const char *bytes = REALGetStringContents(source, &length);
     if (bytes == nullptr || length < 0) length = 0;
-    bool isASCII = IsASCII(bytes, static_cast<unsigned long>(length));
-    REALUnlockString(source);
-    if (!isASCII) {
+    if (!IsASCII(bytes, static_cast<unsigned long>(length))) {
         asciiState = kNotASCII;
         return;
     }
@@ -196,7 +197,9 @@ void rbText::AdoptTextWithoutEncoding()
         failed = true;
         return;
     }
-    REALUnlockString(std::exchange(source, latin));
+    source = latin;
+    REALstringStruct *previous = std::exchange(held, latin);
+    if (previous != nullptr) REALUnlockString(previous);
 }
 
 const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)

@@ -103,7 +103,8 @@ class rbText {
     void FixByteOrder(View<Unit> &view, Unit swappedMark);
 
     std::uint64_t guard1;
-    REALstringStruct *source; // one reference
+    REALstringStruct *source;
+    REALstringStruct *held; // the source, where a reference on it is this object's
     View<char> windows;
     View<char> macRoman;
     View<char> ascii;

@@ -96,8 +96,7 @@ void Destructor(REALobjectStruct *object)
 // Keeps what a successful Bind was asked for. The new address is locked first: it may be the old one.
 static void RememberBinding(SocketRecord &socket, std::int64_t port, REALstringStruct *address)
 {
-    if (address != nullptr) REALLockString(address);
-    REALstringStruct *previous = std::exchange(socket.BindAddress, address);
+    REALstringStruct *previous = std::exchange(socket.BindAddress, REALRetainString(address));
     if (previous != nullptr) REALUnlockString(previous);
     socket.BindPort = port;
 }

@@ -109,8 +109,7 @@ bool FireEvent(REALobjectStruct *object, SocketEvent event)
 void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional)
 {
     const std::int64_t polled = socket.Handle;
-    REALobjectStruct *held = REALCanLockObject() ? object : nullptr;
-    if (held != nullptr) REALLockObject(held);
+    REALobjectStruct *held = REALRetainObject(object);
     rbFreeLater release(&held, nullptr);
     auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
 

@@ -36,10 +36,12 @@ REALobjectStruct *NewDatagramVYN(REALstringStruct *address, std::int64_t port, R
 {
     REALobjectStruct *datagram = REALnewInstance("DatagramVYN");
     if (datagram == nullptr) return nullptr;
-    GetDatagramRecord(datagram) = {address, data, port, length, rawAddress};
-    if (rawAddress != nullptr) REALLockObject(AsObject(rawAddress));
-    if (data != nullptr) REALLockString(data);
-    if (address != nullptr) REALLockString(address);
+    DatagramRecord &record = GetDatagramRecord(datagram);
+    record.Port = port;
+    record.Length = length;
+    record.rawAddress = AsMemoryBlock(REALRetainObject(AsObject(rawAddress)));
+    record.Data = REALRetainString(data);
+    record.Address = REALRetainString(address);
     return datagram;
 }
 

@@ -108,9 +108,7 @@ void Listen(REALobjectStruct *object, std::int64_t backlog)
 // The object that gets an accepted descriptor, with one reference for the caller.
 static REALobjectStruct *ObjectForAccepted(REALobjectStruct *newSocket)
 {
-    if (newSocket == nullptr) return REALnewInstance("RAWSocketVYN");
-    REALLockObject(newSocket);
-    return newSocket;
+    return newSocket != nullptr ? REALRetainObject(newSocket) : REALnewInstance("RAWSocketVYN");
 }
 
 static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_union &peer,

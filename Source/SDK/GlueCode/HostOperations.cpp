@@ -165,9 +165,20 @@ bool REALCanUnregisterBackgroundTask()
     return REALUnregisterBackgroundTaskEntry.Find() != nullptr;
 }
 
-bool REALCanLockObject()
+REALstringStruct *REALRetainString(REALstringStruct *string)
 {
-    return REALLockObjectEntry.Find() != nullptr;
+    auto lock = REALLockStringEntry.Find();
+    if (string == nullptr || lock == nullptr) return nullptr;
+    lock(string);
+    return string;
+}
+
+REALobjectStruct *REALRetainObject(REALobjectStruct *object)
+{
+    auto lock = REALLockObjectEntry.Find();
+    if (object == nullptr || lock == nullptr) return nullptr;
+    lock(object);
+    return object;
 }
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)

@@ -48,9 +48,12 @@ void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
 // the caller, or null. A host that can't do that: the function simply runs.
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data);
 
-// Whether the host can take a background task back, and whether it can hold an object for the library.
+// Whether the host can take a background task back.
 bool REALCanUnregisterBackgroundTask();
-bool REALCanLockObject();
+
+// The value with one reference more, to be released; null for null, and on a host that can't add one.
+REALstringStruct *REALRetainString(REALstringStruct *string);
+REALobjectStruct *REALRetainObject(REALobjectStruct *object);
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "Source/SDK/GlueCode/HostRecords.h"
+#include "Source/Utility/MyMemory.h"
 
 #include <utility>
 
@@ -77,6 +78,9 @@ void ReplaceDescriptor(SocketRecord &socket, int fd);
 // Has the host poll the object from now on, unless it does already.
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket);
 void UnwatchSocket(SocketRecord &socket);
+
+// A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.
+MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size);
 
 // Whether the number is a port; CheckPort raises what a program is told of one that is none.
 constexpr bool IsPort(std::int64_t port)

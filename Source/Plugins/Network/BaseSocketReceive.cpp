@@ -6,7 +6,6 @@
 #include "Datagram.h"
 
 #include "Libs/shared/Socket/SocketUtil.h"
-#include "Source/Utility/MyMemory.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
@@ -68,15 +67,20 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
     return datagram;
 }
 
-static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)
+MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
 {
     MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
-    if (buffer == nullptr) {
-        char message[100] = {};
-        std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
-        RaiseException("OutOfMemoryException", message, kEncodingASCII);
-        return nullptr;
-    }
+    if (buffer != nullptr) return buffer;
+    char message[100] = {};
+    std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
+    RaiseException("OutOfMemoryException", message, kEncodingASCII);
+    return nullptr;
+}
+
+static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)
+{
+    MemoryOwner<unsigned char> buffer = AllocateReceiveBuffer(size);
+    if (buffer == nullptr) return nullptr;
     sockaddr_union peer = {};
     socklen_t peerLength = sizeof peer;
     ssize_t received = recvfrom(Descriptor(socket), buffer.get(), static_cast<std::size_t>(size), peek ? MSG_PEEK : 0,

@@ -1,11 +1,9 @@
 // Reads and writes of bytes as they are: no framing, no retry, no address parsing.
 #include "RAWSocket.h"
 
-#include "Source/Utility/MyMemory.h"
 #include "Source/Utility/rbException.h"
 #include "Source/Utility/rbMemoryBlock.h"
 
-#include <cstdio>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -38,13 +36,8 @@ std::int64_t xojo_sendto(REALobjectStruct *object, const void *data, std::int64_
 // Receives up to `byteSize` bytes, at least 1, as a new memory block; nil for none.
 static REALmemoryBlockStruct *Receive(SocketRecord &socket, std::int64_t byteSize, HostBoolean peek)
 {
-    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(byteSize);
-    if (buffer == nullptr) {
-        char message[100] = {};
-        std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(byteSize));
-        RaiseException("OutOfMemoryException", message, kEncodingASCII);
-        return nullptr;
-    }
+    MemoryOwner<unsigned char> buffer = AllocateReceiveBuffer(byteSize);
+    if (buffer == nullptr) return nullptr;
     ssize_t received =
         recv(Descriptor(socket), buffer.get(), static_cast<std::size_t>(byteSize), peek != 0 ? MSG_PEEK : 0);
     if (!FinishOperation(socket, ErrorOf(received))) return nullptr;

@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""Draws the rooms of the project and who includes whom, from the includes themselves.
+
+    Tools/rooms.py            writes Docs/rooms.dot, and Docs/rooms.svg where Graphviz is installed
+    Tools/rooms.py --check    fails when an include breaks the rules below, or a picture is stale
+
+A room is a folder, or a single file of one. What a room may include stands in ROOMS and nowhere else.
+"""
+import hashlib
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+DOT, SVG = ROOT / "Docs/rooms.dot", ROOT / "Docs/rooms.svg"
+
+GLUE, UTILITY, LIBS, NETWORK = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket", "Source/Plugins/Network"
+RECORDS = tuple(f"{GLUE}/{name}" for name in
+                ("HostTypes.h", "HostRecords.h", "HostOperations.inc", "HostOperationsEnd.inc"))
+EVERYTHING = ("",)
+
+# Headers in angle brackets: those of C++ have no ending, those of the system may have any name but these.
+STANDARD, SYSTEM, ANY = r"[a-z_]+", r"(?!(lua|ffi|gtest|gmock|benchmark)\b).+", r".+"
+SCRIPT = rf"lua\.hpp|ffi\.h|{SYSTEM}"
+
+# How to read a row: the room; what it may include of this project, as beginnings of paths; what it may
+# include in angle brackets. Of several rows that fit a file, the last one counts.
+ROOMS = [
+    # room                         of this project                                         in angle brackets
+    (GLUE,                         (f"{GLUE}/",),                                          STANDARD),
+    (UTILITY,                      (f"{GLUE}/", f"{UTILITY}/"),                            SYSTEM),
+    (LIBS,                         (f"{LIBS}/", f"{UTILITY}/rbDebug.h"),                   SYSTEM),
+    (f"{LIBS}/SocketUtilText.cpp", (f"{LIBS}/", f"{UTILITY}/"),                            SYSTEM),
+    (NETWORK,                      (f"{GLUE}/", f"{UTILITY}/", f"{LIBS}/", f"{NETWORK}/"), SYSTEM),
+    ("Host/Runtime",               ("Host/Runtime/", *RECORDS),                            SYSTEM),
+    ("Host/Script",                ("Host/Runtime/", "Host/Script/"),                      SCRIPT),
+    ("Host/vynhost.cpp",           ("Host/",),                                             SYSTEM),
+    ("Host/Tests",                 ("Host/",),                                             ANY),
+    ("Tests",                      EVERYTHING,                                             ANY),
+    ("Benchmarks",                 EVERYTHING,                                             ANY),
+]
+
+INCLUDE = re.compile(r'^\s*#\s*include\b\s*(?:"([^"]+)"|<([^>]+)>|.*)', re.MULTILINE)
+
+
+def row_of(path):
+    """The row of ROOMS for a file, or None for a file that stands in no room."""
+    rows = [row for row in ROOMS if path == row[0] or path.startswith(row[0] + "/")]
+    return rows[-1] if rows else None
+
+
+def sources():
+    for top in ("Source", "Libs", "Host", "Tests", "Benchmarks"):
+        yield from sorted(p for p in (ROOT / top).rglob("*") if p.suffix in (".cpp", ".h", ".inc"))
+
+
+def find_header(path, header):
+    """The path from the root of what `header` means in the file `path`, or None."""
+    for folder in (path.parent, ROOT):
+        if (folder / header).is_file():
+            return os.path.relpath(folder / header, ROOT)
+    return None
+
+
+def fault_of(row, path, own, angled):
+    """What is wrong with one include, or None."""
+    room, allowed, brackets = row
+    if angled:
+        return None if re.fullmatch(brackets, angled) else f"{room} may not include <{angled}>"
+    target = find_header(path, own) if own else None
+    if target is None:
+        return f"an include of '{own}', which is no file here"
+    return None if target.startswith(allowed) else f"{room} may not include {target}"
+
+
+def walk():
+    """The pairs of rooms of which the first includes the second, and the faults as lines of text."""
+    edges, faults = set(), []
+    for path in sources():
+        name = os.path.relpath(path, ROOT)
+        row = row_of(name)
+        if row is None:
+            faults.append(f"{name}: stands in no room")
+            continue
+        for own, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
+            fault = fault_of(row, path, own, angled)
+            if fault is not None:
+                faults.append(f"{name}: {fault}")
+            elif own:
+                edges.add((row[0], row_of(find_header(path, own))[0]))
+    return {(source, target) for source, target in edges if source != target}, faults
+
+
+def draw(edges):
+    lines = ["// Made by Tools/rooms.py from the includes: an arrow goes from who includes to who is included.",
+             "digraph rooms {",
+             '    graph [rankdir=TB, fontname="sans-serif"];',
+             '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
+    groups = [("the library", ("Source/", "Libs/")), ("the stand-in host", ("Host/",)), ("", ("Tests", "Benchmarks"))]
+    for number, (label, beginnings) in enumerate(groups):
+        inside = [row[0] for row in ROOMS if row[0].startswith(beginnings)]
+        indent = "    "
+        if label:
+            lines += [f"    subgraph cluster_{number} {{", f'        label="{label}";']
+            indent *= 2
+        lines += [f'{indent}"{room}";' for room in inside]
+        if label:
+            lines.append("    }")
+    lines += [f'    "{source}" -> "{target}";' for source, target in sorted(edges)]
+    return "\n".join(lines + ["}", ""])
+
+
+def mark(dot):
+    """The last line of the drawing: which text it was drawn from."""
+    return f"<!-- drawn from rooms.dot, SHA-256 {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
+
+
+def write(dot):
+    DOT.write_text(dot, encoding="utf-8")
+    if shutil.which("dot"):
+        svg = subprocess.run(["dot", "-Tsvg"], input=dot, check=True, capture_output=True, text=True).stdout
+        SVG.write_text(svg + mark(dot), encoding="utf-8")
+    else:
+        print("rooms: Docs/rooms.svg is as it was, for Graphviz is not installed", file=sys.stderr)
+
+
+def stale(dot):
+    if not DOT.is_file() or DOT.read_text(encoding="utf-8") != dot:
+        yield "Docs/rooms.dot is stale: run Tools/rooms.py"
+    if not SVG.is_file() or not SVG.read_text(encoding="utf-8").endswith(mark(dot)):
+        yield "Docs/rooms.svg is stale: run Tools/rooms.py where Graphviz is installed"
+
+
+def main(arguments):
+    if arguments not in ([], ["--check"]):
+        sys.exit("usage: Tools/rooms.py [--check]")
+    edges, faults = walk()
+    dot = draw(edges)
+    if arguments:
+        faults += stale(dot)
+    else:
+        write(dot)
+    if faults:
+        sys.exit("\n".join(faults))
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])

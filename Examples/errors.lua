@@ -33,7 +33,7 @@ local datagram = socket:Read()
 tell("Read with nothing queued: " .. tostring(datagram), socket)
 local sent = socket:SendMessage("x", "", 5000)
 tell("SendMessage to nobody: " .. sent, socket)
-sent = socket:SendMessage("x", "255.255.255.255", 5000)
+sent = socket:SendMessage("x", "127.255.255.255", 5000)
 tell("SendMessage to everybody: " .. sent, socket)
 
 -- Arguments that can't be meant raise.

@@ -23,6 +23,14 @@ LABEL = re.compile(r"^(Values|Result|Raises|Lasterror|Use): ", re.MULTILINE)
 Member = collections.namedtuple("Member", "owner section name types declaration")
 
 
+def describe(command):
+    """What the library registers, as the host program prints it."""
+    try:
+        return subprocess.run([*command, "--describe"], check=True, capture_output=True, text=True).stdout
+    except (OSError, subprocess.CalledProcessError) as error:
+        sys.exit(f"reference: {error}")
+
+
 def read_declarations(text):
     """The owners in order ("Class X"), and every member; the indentation says what a line is."""
     owners, members, owner, section = [], [], None, None
@@ -106,8 +114,7 @@ def write_page(owners, members, opening, words):
 def main(arguments):
     check = arguments[:1] == ["--check"]
     command = arguments[check:] or [str(ROOT / "build/vynhost")]
-    described = subprocess.run([*command, "--describe"], check=True, capture_output=True, text=True).stdout
-    owners, members = read_declarations(described)
+    owners, members = read_declarations(describe(command))
     opening, words, faults = read_words(WORDS.read_text(encoding="utf-8"))
 
     wanted = [title.split()[1] for title in owners] + list(keys_of(members).values())

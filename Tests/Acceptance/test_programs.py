@@ -94,6 +94,13 @@ class Datagrams(unittest.TestCase):
         self.assertEqual((status, output.count("servers found: 1")), (0, 1), output)
 
     @unittest.skipIf(EMULATOR, "the emulator has no multicast interface")
+    def test_large_datagrams_are_lost_for_want_of_room_alone(self):
+        output, status = run("large_datagrams.lua")
+        self.assertEqual(status, 0, output)
+        self.assertIn("65507 bytes: sent, and 65507 wait to be read\n65508 bytes: refused with EMSGSIZE\n", output)
+        small, large = (int(kept) for kept in re.findall(r"keeps (\d+) of 20", output))
+        self.assertTrue(1 <= small < 20 and small <= large, output)
+
     def test_multicast_reaches_python(self):
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as member:
             member.settimeout(LIMIT)
@@ -149,6 +156,18 @@ class Others(unittest.TestCase):
         wanted = socket.gethostbyname("localhost"), socket.gethostbyaddr("127.0.0.1")[0]
         found = re.findall(r"IPv4 +(\S+)", output)[0], re.findall(r"IPv4's name +(\S+)", output)[1]
         self.assertEqual((found, status), (wanted, 0))
+
+    def test_errors_show_the_numbers_of_the_system(self):
+        output, status = run("errors.lua")
+        self.assertEqual(re.findall(r"Lasterror +(-?\d+)", output),
+                         ["0", "98", "99", "-1", "22", "-1", "-1", "-1", "13", "-1"], output)
+        self.assertEqual((output.count("UnsupportedOperationException: Invalid port number."), status), (1, 0))
+
+    def test_tracing_says_why_and_then_stops(self):
+        output, status = run("tracing.lua")
+        self.assertEqual((output.splitlines()[0], output.splitlines()[-2:], status),
+                         ("VYN Debug: Bind", ["VYN Debug: Failed to parse IP www.example.org",
+                                              "Lasterror is -1, LocalPort 0"], 0), output)
 
     @unittest.skipIf(EMULATOR, "the emulator can't clear IP options")
     def test_options_before_and_after(self):

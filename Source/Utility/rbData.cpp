@@ -8,12 +8,6 @@
 #include <algorithm>
 #include <utility>
 
-rbFreeLater::~rbFreeLater()
-{
-    if (objectSlot != nullptr && *objectSlot != nullptr) REALUnlockObject(std::exchange(*objectSlot, nullptr));
-    if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));
-}
-
 // The constructors that lock a host value start with an empty view that is complete: whatever happens after
 // the lock, the destructor releases it.
 

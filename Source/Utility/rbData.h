@@ -3,9 +3,10 @@
 // A view locks the host value it looks into for as long as it lives, so the bytes stay where they are.
 #pragma once
 
-#include "Source/SDK/GlueCode/HostTypes.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
 
 #include <cstdint>
+#include <utility>
 
 // Releases the object and the string that two variables hold when the scope ends, however it ends, and
 // sets the variables to null. Either slot may be null, and either variable.
@@ -14,7 +15,11 @@ class rbFreeLater {
     rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectSlot(object), stringSlot(string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
-    ~rbFreeLater();
+    ~rbFreeLater()
+    {
+        if (objectSlot != nullptr && *objectSlot != nullptr) REALUnlockObject(std::exchange(*objectSlot, nullptr));
+        if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));
+    }
 
   private:
     REALobjectStruct **objectSlot;

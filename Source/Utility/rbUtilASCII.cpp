@@ -8,18 +8,37 @@
 #include <cstdint>
 #include <cstring>
 
-bool IsASCIIPortable(const char *data, std::size_t count)
+constexpr std::uint64_t kTopBits = 0x8080808080808080;
+
+template <typename Word>
+static Word Load(const char *data)
 {
-    constexpr std::uint64_t kTopBits = 0x8080808080808080;
-    std::uint64_t word;
-    for (; count >= sizeof word; data += sizeof word, count -= sizeof word) {
-        std::memcpy(&word, data, sizeof word);
-        if ((word & kTopBits) != 0) return false;
+    Word word;
+    std::memcpy(&word, data, sizeof word);
+    return word;
+}
+
+// Up to seven bytes, in two loads that may overlap.
+static bool IsShortASCII(const char *data, std::size_t count)
+{
+    if (count >= 4) {
+        std::uint32_t joined = Load<std::uint32_t>(data) | Load<std::uint32_t>(data + count - 4);
+        return (joined & kTopBits) == 0;
     }
     if (count == 0) return true;
-    word = 0;
-    std::memcpy(&word, data, count);
-    return (word & kTopBits) == 0;
+    auto joined = static_cast<unsigned char>(data[0] | data[count / 2] | data[count - 1]);
+    return joined < 0x80;
+}
+
+bool IsASCIIPortable(const char *data, std::size_t count)
+{
+    constexpr std::size_t kStep = sizeof(std::uint64_t);
+    if (count < kStep) return IsShortASCII(data, count);
+    const char *last = data + count - kStep; // the last step, which may overlap the one before it
+    for (; data < last; data += kStep) {
+        if ((Load<std::uint64_t>(data) & kTopBits) != 0) return false;
+    }
+    return (Load<std::uint64_t>(last) & kTopBits) == 0;
 }
 
 #if defined(__x86_64__)
@@ -86,6 +105,8 @@ static auto ChooseForm()
 
 bool IsASCII(const char *data, unsigned long count)
 {
+    constexpr unsigned long kShort = 64; // below that the wide forms have no whole step
+    if (count < kShort) return IsASCIIPortable(data, count);
     static constinit decltype(ChooseForm()) form = nullptr;
     if (form == nullptr) form = ChooseForm();
     return form(data, count);

@@ -19,20 +19,18 @@ namespace {
 
 bool polling = false; // one poll at a time, of all sockets together
 
-constexpr int kWordBits = CHAR_BIT * sizeof(unsigned long);
+constexpr std::size_t kWordBits = CHAR_BIT * sizeof(unsigned long);
 
 // The three sets of a select call on one descriptor. They are as long as the descriptor needs, whatever
 // FD_SETSIZE says; those of the usual numbers are kept, and empty between two polls.
 class DescriptorSets {
   public:
-    explicit DescriptorSets(int descriptor) : fd(descriptor), words(descriptor / kWordBits + 1)
+    explicit DescriptorSets(int descriptor)
+        : fd(descriptor), word(static_cast<unsigned int>(fd) / kWordBits),
+          bit(1UL << (static_cast<unsigned int>(fd) % kWordBits)), stride(kKeptWords), sets(keptSets)
     {
-        sets = keptSets;
-        if (words > kKeptWords) {
-            // So large a number is rarely a descriptor: no memory for one that is none.
-            if (fcntl(fd, F_GETFD) != -1) ownSets = AllocateOwned<unsigned long>(3L * words * kWordBits / CHAR_BIT);
-            sets = ownSets.get();
-        }
+        if (word >= kKeptWords) [[unlikely]]
+            AllocateSets();
     }
     DescriptorSets(const DescriptorSets &) = delete;
     DescriptorSets &operator=(const DescriptorSets &) = delete;
@@ -45,31 +43,42 @@ class DescriptorSets {
     bool Select()
     {
         if (sets == nullptr) return false;
-        Fill(Bit());
+        Fill(bit);
         timeval noTime = {0, 0};
         return select(fd + 1, Set(kRead), Set(kWrite), Set(kException), &noTime) > 0;
     }
 
-    bool IsReadable() const { return (Word(kRead) & Bit()) != 0; }
-    bool IsWritable() const { return (Word(kWrite) & Bit()) != 0; }
-    bool IsExceptional() const { return (Word(kException) & Bit()) != 0; }
+    bool IsReadable() const { return (Word(kRead) & bit) != 0; }
+    bool IsWritable() const { return (Word(kWrite) & bit) != 0; }
+    bool IsExceptional() const { return (Word(kException) & bit) != 0; }
 
   private:
-    enum Kind { kRead, kWrite, kException };
-    static constexpr int kKeptWords = 1024; // up to number 65,535
+    enum Kind : std::size_t { kRead, kWrite, kException };
+    static constexpr std::size_t kKeptWords = 1024; // up to number 65,535
     static unsigned long keptSets[3 * kKeptWords];
 
-    unsigned long Bit() const { return 1UL << (fd % kWordBits); }
-    unsigned long &Word(Kind kind) const { return sets[kind * words + words - 1]; }
-    fd_set *Set(Kind kind) const { return reinterpret_cast<fd_set *>(sets + kind * words); }
+    // So large a number is rarely a descriptor: no memory for one that is none.
+    void AllocateSets()
+    {
+        stride = word + 1;
+        if (fcntl(fd, F_GETFD) != -1)
+            ownSets = AllocateOwned<unsigned long>(static_cast<std::int64_t>(3 * stride * sizeof *sets));
+        sets = ownSets.get();
+    }
+
+    unsigned long &Word(Kind kind) const { return sets[kind * stride + word]; }
+    fd_set *Set(Kind kind) const { return reinterpret_cast<fd_set *>(sets + kind * stride); }
     void Fill(unsigned long value)
     {
-        for (Kind kind : {kRead, kWrite, kException})
-            Word(kind) = value;
+        Word(kRead) = value;
+        Word(kWrite) = value;
+        Word(kException) = value;
     }
 
     int fd;
-    int words;
+    std::size_t word; // where the descriptor stands in each set
+    unsigned long bit;
+    std::size_t stride; // from one set to the next, in words
     MemoryOwner<unsigned long> ownSets;
     unsigned long *sets;
 };
@@ -105,8 +114,10 @@ bool FireEvent(REALobjectStruct *object, SocketEvent event)
 }
 
 // Fires what the sets say. It ends with the first handler after which Handle is another, for what the sets
-// say is of the old descriptor, or after which the object may be gone, for a host that can't hold it.
-void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional)
+// say is of the old descriptor, or after which the object may be gone, for a host that can't hold it. A quiet poll
+// does without it, and is spared its frame.
+[[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
+                                  bool exceptional)
 {
     const std::int64_t polled = socket.Handle;
     REALobjectStruct *held = REALRetainObject(object);

@@ -52,6 +52,7 @@ class Library(unittest.TestCase):
     def test_is_small_and_quick_to_load(self):
         self.assertRegex(readelf("--dyn-syms"), "__stack_chk_fail")
         self.assertRegex(readelf("--dyn-syms"), "_chk@")  # FORTIFY
+        self.assertRegex(readelf("-d"), r"\(INIT_ARRAYSZ\)\s+8 \(bytes\)")  # the compiler's own: no global constructors
         relocations = [line for line in readelf("-r").splitlines() if re.match(r"[0-9a-f]{12}", line)]
         self.assertLess(sum("RELATIVE" not in line for line in relocations), 100)
         stripped = LIBRARY + ".stripped"
@@ -59,6 +60,15 @@ class Library(unittest.TestCase):
         subprocess.run([tool, "-o", stripped, LIBRARY], check=True)
         self.assertLessEqual(os.path.getsize(stripped), 200 * 1024)
         os.remove(stripped)
+
+    @unittest.skipUnless(PLAIN, "not the build that ships")
+    def test_marks_where_jumps_may_land(self):
+        # The linker drops the mark from the file, for the system's start files lack it: the code is looked at.
+        arm = "AArch64" in readelf("-h")
+        code = subprocess.run(["aarch64-linux-gnu-objdump" if arm else "objdump", "-d", LIBRARY], check=True,
+                              capture_output=True, text=True).stdout
+        for mark in ["paciasp", "autiasp"] if arm else ["endbr64"]:
+            self.assertGreater(len(re.findall(rf"\b{mark}\b", code)), 100)
 
     @unittest.skipUnless(PLAIN, "not the build that ships")
     def test_loads_on_older_systems(self):

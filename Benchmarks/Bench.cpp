@@ -1,8 +1,11 @@
 #include "Benchmarks/Bench.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <random>
 #include <sys/socket.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace bench {
@@ -83,25 +86,54 @@ LibrarySocket::LibrarySocket() : object(TheHost().New("UDPSocketVYN"))
     Require(port > 0, "no port on loopback");
 }
 
-static benchmark::internal::Benchmark *Add(const char *row, const char *kind, Measurement measurement, long number)
+namespace {
+
+struct Registered {
+    std::string row, kind;
+    Measurement measurement;
+    long number; // the case
+    bool isBatched;
+};
+
+std::vector<Registered> &AllRegistered()
 {
-    std::string name = std::string(row) + "/" + kind + "/" + std::to_string(number);
-    return benchmark::RegisterBenchmark(name.c_str(), measurement, number);
+    static std::vector<Registered> all;
+    return all;
 }
+
+bool Add(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases, bool isBatched)
+{
+    for (long number : cases)
+        AllRegistered().push_back({row, kind, measurement, number, isBatched});
+    return true;
+}
+
+} // namespace
 
 bool Register(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases)
 {
-    for (long number : cases)
-        Add(row, kind, measurement, number);
-    return true;
+    return Add(row, kind, measurement, cases, false);
 }
 
 bool RegisterBatched(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases)
 {
-    constexpr int kBatches = 300;
-    for (long number : cases)
-        Add(row, kind, measurement, number)->UseManualTime()->Iterations(kBatches);
-    return true;
+    return Add(row, kind, measurement, cases, true);
+}
+
+void RunAll(int count, char **arguments)
+{
+    constexpr int kBatches = 100;
+    auto &all = AllRegistered();
+    std::shuffle(all.begin(), all.end(), std::mt19937(std::random_device()()));
+    std::stable_sort(all.begin(), all.end(),
+                     [](auto &a, auto &b) { return std::tie(a.row, a.number) < std::tie(b.row, b.number); });
+    for (const Registered &each : all) {
+        std::string name = each.row + "/" + each.kind + "/" + std::to_string(each.number);
+        auto *run = benchmark::RegisterBenchmark(name.c_str(), each.measurement, each.number);
+        if (each.isBatched) run->UseManualTime()->Iterations(kBatches);
+    }
+    benchmark::Initialize(&count, arguments);
+    benchmark::RunSpecifiedBenchmarks();
 }
 
 } // namespace bench

@@ -1,7 +1,7 @@
 // What the measurements share: the host they run on, look-up of the library's functions, sockets, timing.
 //
 // A measurement is called "row/kind/case". All kinds of one row and case do the same work: "ours", the "limit",
-// the peers. They run interleaved in one process, and report.py makes ratios of them. A call that fails ends the
+// the peers. They run one right after the other, and report.py makes ratios of them. A call that fails ends the
 // program: no figure stands for work that was not done.
 #pragma once
 
@@ -96,9 +96,13 @@ void TimeEach(benchmark::State &state, Prepare prepare, Body body)
 // A measurement gets its case: bytes, or whatever the row counts.
 using Measurement = void (*)(benchmark::State &, long);
 
-// The measurement runs once for each case. Batched ones time themselves, as above. Result: true, so that each
+// The measurement is to run once for each case. Batched ones time themselves, as above. Result: true, so that each
 // file can register its rows from a variable.
 bool Register(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases);
 bool RegisterBatched(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases);
+
+// Runs what was registered, row by row and case by case, the kinds of each in random order. The arguments are
+// Google Benchmark's.
+void RunAll(int count, char **arguments);
 
 } // namespace bench

@@ -10,7 +10,5 @@ int main(int count, char **arguments)
     void *library = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return std::fprintf(stderr, "%s\n", dlerror()), 1;
     bench::TheHost().Start(reinterpret_cast<void (*)(host::Resolver)>(dlsym(library, "REALPluginMain")));
-
-    benchmark::Initialize(&count, arguments);
-    benchmark::RunSpecifiedBenchmarks();
+    bench::RunAll(count, arguments);
 }

@@ -80,6 +80,5 @@ REGISTER_CONVERSIONS("whole view", MakeView)
 int main(int count, char **arguments)
 {
     TheHost().Start(REALPluginMain);
-    benchmark::Initialize(&count, arguments);
-    benchmark::RunSpecifiedBenchmarks();
+    RunAll(count, arguments);
 }

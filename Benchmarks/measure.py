@@ -1,4 +1,4 @@
-"""Runs what measures, several rounds interleaved, and collects the times.
+"""Runs what measures, several rounds, and collects the times. In a round, what is compared runs side by side.
 
 A result maps (row, case) to the kinds of it, and each kind to its times in nanoseconds, one a round. Kinds whose
 package is not installed are left out.
@@ -39,18 +39,17 @@ def add(result, row, case, kind, time):
 
 
 def measure_programs(result, names, rounds):
+    """A fresh process for each round; in it the kinds of a row and case follow each other."""
     for rows, command in PROGRAMS.items():
         wanted = [row for row in rows if row in names]
         if not wanted:
             continue
-        report = json.loads(run([*command, "--benchmark_format=json", f"--benchmark_repetitions={rounds}",
-                                 "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.02",
-                                 f"--benchmark_filter=^({'|'.join(wanted)})[ /]"]))
-        # Interleaving mixes the repetitions: they are brought into their order, which makes them rounds.
-        runs = [each for each in report["benchmarks"] if each["run_type"] == "iteration"]
-        for each in sorted(runs, key=lambda each: each["repetition_index"]):
-            row, kind, case = each["name"].split("/")[:3]
-            add(result, row, case, kind, each["real_time"])
+        command = [*command, "--benchmark_format=json", "--benchmark_min_time=0.02",
+                   f"--benchmark_filter=^({'|'.join(wanted)})[ /]"]
+        for _ in range(rounds):
+            for each in json.loads(run(command))["benchmarks"]:
+                row, kind, case = each["name"].split("/")[:3]
+                add(result, row, case, kind, each["real_time"])
 
 
 def measure_loading(result, rounds):
@@ -79,7 +78,7 @@ def measure_scripts(result, rounds):
 
 def measure(names):
     result = {}
-    measure_programs(result, names, rounds=15)
+    measure_programs(result, names, rounds=25)
     if "load" in names:
         measure_loading(result, rounds=101)
     if "script" in names:

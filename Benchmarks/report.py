@@ -99,7 +99,8 @@ def cells(row):
         aim = as_time(LONGEST[row["row"]]) if row["row"] in LONGEST else f"{aim_of(row, 'limit'):g}"
         met = verdicts(row)["limit"]
     others = [compared(row, kind) for kind in AIMS[row["row"]] if kind != "limit" and kind in row["ratios"]]
-    return [row["row"], str(row["case"] or ""), as_time(row["times"]["ours"]), limit, ratio, aim, met, ", ".join(others)]
+    case, ours = str(row["case"] or ""), as_time(row["times"]["ours"])
+    return [row["row"], case, ours, limit, ratio, aim, met, ", ".join(others)]
 
 
 def as_text(rows):

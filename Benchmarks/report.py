@@ -128,8 +128,11 @@ def summary(rows, names):
 
 
 def machine():
+    """What it runs on, and how busy that is."""
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8"))
-    return f"{model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {'.'.join(platform.release().split('.')[:2])}"
+    system = ".".join(platform.release().split(".")[:2])
+    return (f"{model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {system}, "
+            f"load {os.getloadavg()[0]:.1f} at the start")
 
 
 def write_page(text):
@@ -155,14 +158,18 @@ def main():
         if name not in NAMES:
             parser.error(f"no benchmark of that name: {name} (there are {', '.join(NAMES)})")
 
+    if options.page and options.names:
+        parser.error("the page takes all rows")
+
     names = options.names or NAMES
+    place = machine()
     rows = summarise(measure(names))
-    print(as_text(rows), summary(rows, names), machine(), sep="\n\n")
+    print(as_text(rows), summary(rows, names), place, sep="\n\n")
     if options.json:
-        figures = {"machine": machine(), "rows": rows}
+        figures = {"machine": place, "rows": rows}
         pathlib.Path(options.json).write_text(json.dumps(figures, indent=1) + "\n", encoding="utf-8")
     if options.page:
-        write_page(f"{machine()}. {summary(rows, names)}\n\n{as_markdown(rows)}")
+        write_page(f"{place}. {summary(rows, names)}\n\n{as_markdown(rows)}")
 
 
 if __name__ == "__main__":

@@ -37,42 +37,31 @@ unsigned short *PutPair(unsigned int code, unsigned short *out)
     return out;
 }
 
-// The number of trailing bytes that a lead byte asks for.
-long TrailingBytes(unsigned char lead)
+bool IsTrailing(unsigned char byte)
 {
-    if (lead < 0xC0) return 0;
-    if (lead < 0xE0) return 1;
-    if (lead < 0xF0) return 2;
-    if (lead < 0xF8) return 3;
-    return lead < 0xFC ? 4 : 5;
+    return (byte & 0xC0) == 0x80;
 }
 
-// The legality test of the Unicode Standard: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool IsLegalSequence(const unsigned char *text, long trailing)
+// Reads the code point of a sequence that begins with a lead byte above 0x7F, of which `count` bytes are there.
+// Result: the sequence's length in bytes; 0 when it is cut or illegal by the Unicode Standard: overlong, a
+// surrogate, or above U+10FFFF.
+inline long ReadSequence(const unsigned char *text, long count, unsigned int &code)
 {
-    unsigned char lead = text[0];
-    if (lead < 0x80) return true;
-    if (lead < 0xC2 || lead > 0xF4) return false;
-    unsigned char lowest = 0x80, highest = 0xBF;
-    if (lead == 0xE0) lowest = 0xA0;
-    if (lead == 0xED) highest = 0x9F;
-    if (lead == 0xF0) lowest = 0x90;
-    if (lead == 0xF4) highest = 0x8F;
-    if (text[1] < lowest || text[1] > highest) return false;
-    for (long i = 2; i <= trailing; i++) {
-        if (text[i] < 0x80 || text[i] > 0xBF) return false;
+    unsigned int lead = text[0];
+    if (lead < 0xC2) return 0;
+    if (lead < 0xE0) {
+        if (count < 2 || !IsTrailing(text[1])) return 0;
+        code = (lead & 0x1F) << 6 | (text[1] & 0x3FU);
+        return 2;
     }
-    return true;
-}
-
-// The code point of a legal sequence.
-unsigned int CodePoint(const unsigned char *text, long trailing)
-{
-    // A lead byte has one bit less for its own for each trailing byte, and one to tell them from.
-    unsigned int code = trailing == 0 ? text[0] : text[0] & (0x3FU >> trailing);
-    for (long i = 1; i <= trailing; i++)
-        code = code << 6 | (text[i] & 0x3F);
-    return code;
+    if (lead < 0xF0) {
+        if (count < 3 || !IsTrailing(text[1]) || !IsTrailing(text[2])) return 0;
+        code = (lead & 0x0F) << 12 | (text[1] & 0x3FU) << 6 | (text[2] & 0x3FU);
+        return code < 0x800 || IsSurrogate(code) ? 0 : 3;
+    }
+    if (lead > 0xF4 || count < 4 || !IsTrailing(text[1]) || !IsTrailing(text[2]) || !IsTrailing(text[3])) return 0;
+    code = (lead & 0x07) << 18 | (text[1] & 0x3FU) << 12 | (text[2] & 0x3FU) << 6 | (text[3] & 0x3FU);
+    return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
 }
 
 unsigned short *PutCodePoint(unsigned int code, unsigned short *out)
@@ -98,6 +87,23 @@ bool IsASCIIStep(const unsigned char *text)
     return ((words[0] | words[1]) & 0x8080808080808080) == 0;
 }
 
+// Copies the 7-bit bytes in front and moves both places behind them. By steps of 16, through copies that can't
+// overlap, the compiler makes it a few vector operations.
+template <typename Unit>
+void CopyASCII(const unsigned char *text, long count, long &offset, Unit *&out)
+{
+    for (; count - offset >= kStep && IsASCIIStep(text + offset); offset += kStep, out += kStep) {
+        unsigned char bytes[kStep];
+        Unit units[kStep];
+        std::memcpy(bytes, text + offset, sizeof bytes);
+        for (long i = 0; i < kStep; i++)
+            units[i] = bytes[i];
+        std::memcpy(out, units, sizeof units);
+    }
+    while (offset < count && text[offset] < 0x80)
+        *out++ = text[offset++];
+}
+
 } // namespace
 
 template <typename Unit>
@@ -107,21 +113,18 @@ long DecodeUTF8(const unsigned char *text, long count, Unit *out, long *illegalO
     long offset = 0;
     *illegalOffset = -1;
     while (offset < count) {
-        if (count - offset >= kStep && IsASCIIStep(text + offset)) {
-            for (long i = 0; i < kStep; i++)
-                out[i] = text[offset + i];
-            out += kStep;
-            offset += kStep;
+        if (text[offset] < 0x80) {
+            CopyASCII(text, count, offset, out);
             continue;
         }
-        long trailing = TrailingBytes(text[offset]);
-        if (trailing >= count - offset || !IsLegalSequence(text + offset, trailing)) {
+        unsigned int code;
+        long length = ReadSequence(text + offset, count - offset, code);
+        if (length == 0) {
             *illegalOffset = offset;
             break;
         }
-        unsigned int code = CodePoint(text + offset, trailing);
         if (code != 0xFEFF && code != 0xFFFE) out = PutCodePoint(code, out);
-        offset += trailing + 1;
+        offset += length;
     }
     return out - start;
 }

@@ -45,26 +45,34 @@ bool IsASCIIPortable(const char *data, std::size_t count)
 
 #include <immintrin.h>
 
+static __m128i Load128(const char *data)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(data));
+}
+
 bool IsASCIISSE2(const char *data, std::size_t count)
 {
     constexpr std::size_t kStep = 64;
     for (; count >= kStep; data += kStep, count -= kStep) {
-        __m128i bytes[4];
-        std::memcpy(bytes, data, kStep);
-        __m128i joined = _mm_or_si128(_mm_or_si128(bytes[0], bytes[1]), _mm_or_si128(bytes[2], bytes[3]));
-        if (_mm_movemask_epi8(joined) != 0) return false;
+        __m128i first = _mm_or_si128(Load128(data), Load128(data + 16));
+        __m128i second = _mm_or_si128(Load128(data + 32), Load128(data + 48));
+        if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0) return false;
     }
     return IsASCIIPortable(data, count);
+}
+
+__attribute__((target("avx2"))) static __m256i Load256(const char *data)
+{
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data));
 }
 
 __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t count)
 {
     constexpr std::size_t kStep = 128;
     for (; count >= kStep; data += kStep, count -= kStep) {
-        __m256i bytes[4];
-        std::memcpy(bytes, data, kStep);
-        __m256i joined = _mm256_or_si256(_mm256_or_si256(bytes[0], bytes[1]), _mm256_or_si256(bytes[2], bytes[3]));
-        if (_mm256_movemask_epi8(joined) != 0) return false;
+        __m256i first = _mm256_or_si256(Load256(data), Load256(data + 32));
+        __m256i second = _mm256_or_si256(Load256(data + 64), Load256(data + 96));
+        if (_mm256_movemask_epi8(_mm256_or_si256(first, second)) != 0) return false;
     }
     return IsASCIISSE2(data, count);
 }

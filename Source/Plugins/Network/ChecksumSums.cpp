@@ -48,46 +48,50 @@ std::uint64_t SumWordsPortable(const unsigned char *bytes, std::size_t count)
 #include <immintrin.h>
 
 // The multiply-add of these machines is signed: each word is taken less 32,768, and what that makes too
-// little is added at the end. A lane takes two words a step, at worst -65,536 together.
-static constexpr std::size_t kMostBiasedSteps = 32767;
+// little is added at the end. A lane takes two words a vector, at worst -65,536 together. Four vectors are summed
+// beside each other, written out because the compiler keeps a loop over them in memory; joined, they and three
+// single ones still fit.
+static constexpr std::size_t kMostBiasedSteps = 8190;
 static constexpr std::uint64_t kBias = 32768;
-
-// The sum of 32-bit lanes, which are signed.
-template <typename Vector>
-static std::int64_t SumLanes(const Vector &vector)
-{
-    std::int32_t lanes[sizeof(Vector) / 4];
-    std::memcpy(lanes, &vector, sizeof lanes);
-    std::int64_t sum = 0;
-    for (std::int32_t lane : lanes)
-        sum += lane;
-    return sum;
-}
 
 static __m128i Load128(const unsigned char *bytes)
 {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
 }
 
+// The sums of the pairs of words, less the bias, added to the lanes.
+static __m128i AddPairs(__m128i lanes, __m128i words)
+{
+    const __m128i bias = _mm_set1_epi16(-32768), ones = _mm_set1_epi16(1);
+    return _mm_add_epi32(lanes, _mm_madd_epi16(_mm_xor_si128(words, bias), ones));
+}
+
+// The sum of signed 32-bit lanes.
+static std::uint64_t SumLanes(__m128i vector)
+{
+    std::int32_t lanes[4];
+    std::memcpy(lanes, &vector, sizeof lanes);
+    return static_cast<std::uint64_t>(std::int64_t{lanes[0]} + lanes[1] + lanes[2] + lanes[3]);
+}
+
 std::uint64_t SumWordsSSE2(const unsigned char *bytes, std::size_t count)
 {
-    constexpr std::size_t kStep = 64;
-    const __m128i bias = _mm_set1_epi16(-32768), ones = _mm_set1_epi16(1);
+    constexpr std::size_t kVector = 16, kStep = 4 * kVector;
     std::uint64_t sum = 0;
-    while (count >= kStep) {
-        std::size_t steps = std::min(count / kStep, kMostBiasedSteps);
-        __m128i sums[4] = {};
-        for (std::size_t i = 0; i < steps; i++) {
-            for (std::size_t j = 0; j < 4; j++) {
-                __m128i words = _mm_xor_si128(Load128(bytes + i * kStep + j * 16), bias);
-                sums[j] = _mm_add_epi32(sums[j], _mm_madd_epi16(words, ones));
-            }
+    while (count >= kVector) {
+        const unsigned char *start = bytes;
+        __m128i sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {};
+        for (std::size_t steps = std::min(count / kStep, kMostBiasedSteps); steps > 0; steps--, bytes += kStep) {
+            sum0 = AddPairs(sum0, Load128(bytes));
+            sum1 = AddPairs(sum1, Load128(bytes + kVector));
+            sum2 = AddPairs(sum2, Load128(bytes + 2 * kVector));
+            sum3 = AddPairs(sum3, Load128(bytes + 3 * kVector));
         }
-        for (__m128i lanes : sums)
-            sum += static_cast<std::uint64_t>(SumLanes(lanes));
-        sum += steps * kStep / 2 * kBias;
-        bytes += steps * kStep;
-        count -= steps * kStep;
+        count -= static_cast<std::size_t>(bytes - start);
+        for (std::size_t i = 0; i < 3 && count >= kVector; i++, bytes += kVector, count -= kVector)
+            sum0 = AddPairs(sum0, Load128(bytes));
+        sum += SumLanes(_mm_add_epi32(_mm_add_epi32(sum0, sum1), _mm_add_epi32(sum2, sum3)));
+        sum += static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
     }
     return sum + SumWordsPortable(bytes, count);
 }
@@ -97,25 +101,35 @@ __attribute__((target("avx2"))) static __m256i Load256(const unsigned char *byte
     return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
 }
 
+__attribute__((target("avx2"))) static __m256i AddPairs256(__m256i lanes, __m256i words)
+{
+    const __m256i bias = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
+    return _mm256_add_epi32(lanes, _mm256_madd_epi16(_mm256_xor_si256(words, bias), ones));
+}
+
+__attribute__((target("avx2"))) static std::uint64_t SumLanes256(__m256i vector)
+{
+    return SumLanes(_mm256_castsi256_si128(vector)) + SumLanes(_mm256_extracti128_si256(vector, 1));
+}
+
 __attribute__((target("avx2"))) std::uint64_t SumWordsAVX2(const unsigned char *bytes, std::size_t count)
 {
-    constexpr std::size_t kStep = 128;
-    const __m256i bias = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
+    constexpr std::size_t kVector = 32, kStep = 4 * kVector;
     std::uint64_t sum = 0;
-    while (count >= kStep) {
-        std::size_t steps = std::min(count / kStep, kMostBiasedSteps);
-        __m256i sums[4] = {};
-        for (std::size_t i = 0; i < steps; i++) {
-            for (std::size_t j = 0; j < 4; j++) {
-                __m256i words = _mm256_xor_si256(Load256(bytes + i * kStep + j * 32), bias);
-                sums[j] = _mm256_add_epi32(sums[j], _mm256_madd_epi16(words, ones));
-            }
+    while (count >= kVector) {
+        const unsigned char *start = bytes;
+        __m256i sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {};
+        for (std::size_t steps = std::min(count / kStep, kMostBiasedSteps); steps > 0; steps--, bytes += kStep) {
+            sum0 = AddPairs256(sum0, Load256(bytes));
+            sum1 = AddPairs256(sum1, Load256(bytes + kVector));
+            sum2 = AddPairs256(sum2, Load256(bytes + 2 * kVector));
+            sum3 = AddPairs256(sum3, Load256(bytes + 3 * kVector));
         }
-        for (__m256i lanes : sums)
-            sum += static_cast<std::uint64_t>(SumLanes(lanes));
-        sum += steps * kStep / 2 * kBias;
-        bytes += steps * kStep;
-        count -= steps * kStep;
+        count -= static_cast<std::size_t>(bytes - start);
+        for (std::size_t i = 0; i < 3 && count >= kVector; i++, bytes += kVector, count -= kVector)
+            sum0 = AddPairs256(sum0, Load256(bytes));
+        sum += SumLanes256(_mm256_add_epi32(_mm256_add_epi32(sum0, sum1), _mm256_add_epi32(sum2, sum3)));
+        sum += static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
     }
     return sum + SumWordsSSE2(bytes, count);
 }

@@ -1,0 +1,217 @@
+"""Programs on two machines with a wire between them: network namespaces and a veth pair.
+
+A namespace and what is in it go with its last process, so a machine's end, even by force, leaves nothing behind.
+Where namespaces can't be made (as in most containers) all of this is skipped, and says so.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+HOST = os.environ["VYN_HOST"]
+HERE = os.path.dirname(os.path.abspath(__file__))
+LIMIT = 60  # seconds for anything
+
+EACCES, EADDRINUSE, EADDRNOTAVAIL, EMSGSIZE, ENETUNREACH, ENOBUFS, ENODEV = 13, 98, 99, 90, 101, 105, 19
+GROUP = "239.1.2.3"
+NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n"
+
+
+class Machine:
+    """A network and a file system of its own, and in it a program that answers lines of Lua."""
+
+    def __init__(self):
+        command = ["unshare", "--net", "--mount", HOST, os.path.join(HERE, "Namespaces", "answer.lua")]
+        self.program = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.timer = threading.Timer(LIMIT, self.program.kill)
+        self.timer.start()
+        self.ask("host.version")  # from here on it has left the namespaces of this process
+        self.run("ip", "link", "set", "lo", "up")
+
+    def ask(self, line):
+        self.program.stdin.write(line + "\n")
+        self.program.stdin.flush()
+        return self.program.stdout.readline().rstrip("\n")
+
+    def does(self, line, wanted=""):
+        answer = self.ask(line)
+        if answer != str(wanted):
+            raise AssertionError(f"{line}: wanted {wanted}, found {answer}")
+
+    def run(self, *command):
+        enter = ["nsenter", "--target", str(self.program.pid), "--net", "--mount"]
+        done = subprocess.run([*enter, *command], capture_output=True, text=True, timeout=LIMIT)
+        if done.returncode != 0:
+            raise RuntimeError(f"{' '.join(command)}: {done.stderr.strip()}")
+        return done.stdout
+
+    def stop(self):
+        """Answers the exit status: 0 when the program gave back everything."""
+        self.program.stdin.close()
+        self.program.stdout.close()
+        status = self.program.wait()
+        self.timer.cancel()
+        return status
+
+
+class Machines(unittest.TestCase):
+    """Each case has machines of its own: 10.0.0.1 and fd00::1 with 10.0.0.2 and fd00::2 on the other end."""
+
+    def setUp(self):
+        self.near, self.far = Machine(), Machine()
+        for machine in (self.near, self.far):
+            self.addCleanup(lambda machine=machine: self.assertEqual(machine.stop(), 0))
+        peer = ["peer", "name", "wire", "netns", str(self.far.program.pid)]
+        self.near.run("ip", "link", "add", "wire", "type", "veth", *peer)
+        for number, machine in ((1, self.near), (2, self.far)):
+            machine.run("ip", "link", "set", "wire", "up")
+            machine.run("ip", "address", "add", f"10.0.0.{number}/24", "broadcast", "10.0.0.255", "dev", "wire")
+            machine.run("ip", "address", "add", f"fd00::{number}/64", "dev", "wire", "nodad")
+
+    def receivers(self):
+        """A bound socket on either machine, and "got": all that comes within a moment, in the order it came."""
+        for machine in (self.near, self.far):
+            machine.does("socket = UDPSocketVYN(); socket:Bind(5000); all = {}")
+            machine.does("function socket:DataAvailable() all[#all + 1] = self:Read().Data end")
+            machine.does("function got() host.run(0.1); local text = table.concat(all, ' '); all = {}; return text end")
+
+    def send(self, what, to, error=0):
+        """Sends from the near machine, with that Lasterror."""
+        self.near.does(f"socket:SendMessage({what}, '{to}', 5000); return socket.Lasterror", error)
+
+
+class Multicast(Machines):
+    def test_goes_by_membership_interface_loop_and_time_to_live(self):
+        self.receivers()
+        self.send("'x'", GROUP, ENETUNREACH)  # no route says where to
+        for machine, address in ((self.near, "10.0.0.1"), (self.far, "10.0.0.2"), (self.near, "127.0.0.1")):
+            machine.does(f"socket:AddMembership('{GROUP}', '{address}'); return socket.Lasterror", 0)
+        # what is set before, and whom the datagram reaches
+        for setting, here, there in (("MulticastInterface = '10.0.0.1'", True, True),
+                                     ("MulticastLoop = false", False, True),
+                                     ("MulticastTimeToLive = 0", False, False),
+                                     ("MulticastTimeToLive = 1", False, True),
+                                     ("MulticastInterface = '127.0.0.1'", True, False),  # lo: loop off means nothing
+                                     ("MulticastLoop = true", True, False)):
+            self.near.does(f"socket.{setting}; return socket.Lasterror", 0)
+            self.send("'x'", GROUP)
+            self.assertEqual((self.near.ask("got()"), self.far.ask("got()")), ("x" * here, "x" * there), setting)
+        self.far.does(f"socket:DropMembership('{GROUP}', '10.0.0.2'); return socket.Lasterror", 0)
+        self.near.does("socket.MulticastInterface = '10.0.0.1'")
+        self.send("'x'", GROUP)
+        self.far.does("got()", "")
+
+    def test_memberships_have_their_limits(self):
+        self.receivers()
+        self.near.does(f"socket:AddMembership('{GROUP}'); return socket.Lasterror", ENODEV)  # no route
+        for what, last, wanted in (*(("Add", i, 0) for i in range(1, 21)), ("Add", 21, ENOBUFS), ("Add", 7, EADDRINUSE),
+                                   ("Drop", 21, EADDRNOTAVAIL), ("Drop", 7, 0), ("Add", 21, 0)):
+            self.near.does(f"socket:{what}Membership('239.0.0.{last}', '10.0.0.1'); return socket.Lasterror", wanted)
+
+
+class Unicast(Machines):
+    def test_broadcast_needs_its_option(self):
+        self.receivers()
+        self.send("'x'", "10.0.0.255", EACCES)
+        self.near.does("socket.Broadcast = true")
+        self.send("'to all'", "10.0.0.255")
+        self.far.does("got()", "to all")
+
+    def test_large_datagrams_cross_a_small_wire_in_pieces(self):
+        for machine in (self.near, self.far):
+            machine.run("ip", "link", "set", "wire", "mtu", "576")
+        self.receivers()
+        pattern = "(string.rep('0123456789abc', 5039))"  # 65,507 bytes
+        self.send(pattern, "10.0.0.2")
+        self.far.does(f"got() == {pattern}", "true")
+        self.near.does("raw = RAWSocketVYN(2, 3, 255)")  # with its own header: as it is, or not at all
+        for size, wanted in ((576, "576; 0"), (577, f"-1; {EMSGSIZE}")):
+            packet = f"('E' .. ('\\0'):rep({size - 1}))"
+            self.near.does(f"raw:SendMessage({packet}, '10.0.0.2', 0), raw.Lasterror", wanted)
+
+    def test_without_a_route_the_program_hears_of_it(self):
+        self.receivers()
+        self.send("'x'", "192.0.2.1", ENETUNREACH)
+        self.near.does("RAWSocketVYN(2, 1, 6):Connect('192.0.2.1', 80)",
+                       "false; Socket connect failed with error 101: Network is unreachable")
+        self.near.run("ip", "link", "set", "wire", "down")
+        self.send("'x'", "10.0.0.2", ENETUNREACH)
+        self.near.run("ip", "link", "set", "wire", "up")
+        self.send("'back'", "10.0.0.2")
+        self.far.does("got()", "back")
+
+    def test_loss_is_a_gap_and_nothing_else(self):
+        self.receivers()
+        try:
+            for rule in ("table ip loss", "chain ip loss input {type filter hook input priority 0;}",
+                         "rule ip loss input udp dport 5000 @th,64,8 0x33 drop"):  # what begins with a "3"
+                self.far.run("nft", "add", *rule.split())
+        except RuntimeError as refused:
+            self.skipTest(f"no packet filter here: {refused}")
+        for i in range(6):
+            self.send(f"'{i}'", "10.0.0.2")
+        self.far.does("got()", "0 1 2 4 5")
+
+    def test_echo_by_hand_is_answered(self):
+        self.far.does("raw = RAWSocketVYN(2, 3, 1)")
+        output = self.near.run(HOST, os.path.join(HERE, "..", "..", "Examples", "ping.lua"), "10.0.0.2")
+        self.assertIn("47 bytes from 10.0.0.2", output)
+        self.far.does("one = raw:ReadDatagram(); return one.Address, one.Length", "10.0.0.1; 47")
+
+
+class Names(Machines):
+    """The near machine knows names from a file of its own alone."""
+
+    def setUp(self):
+        super().setUp()
+        for path, text in (("/etc/hosts", NAMES), ("/etc/nsswitch.conf", "hosts: files\n")):
+            with tempfile.NamedTemporaryFile("w") as file:
+                file.write(text)
+                file.flush()
+                self.near.run("mount", "--bind", file.name, path)
+
+    def test_the_file_is_asked_in_both_directions(self):
+        for function, asked, wanted in (("NameToAddress", "both", "10.0.0.2"), ("NameToAddressIPv6", "both", "fd00::2"),
+                                        ("NameToAddress", "six", ""), ("NameToAddressIPv6", "four", ""),
+                                        ("AddressToName", "10.0.0.2", "both"), ("AddressToName", "10.0.0.9", ""),
+                                        ("AddressToNameIPv6", "fd00::2", "both")):
+            self.near.does(f"DNS{function}VYN('{asked}')", wanted)
+
+    def test_connecting_with_addresses_of_one_family_or_both(self):
+        self.far.does("listener = RAWSocketVYN(10, 1, 6)")  # takes IPv4 too
+        self.far.does("listener:Bind(MemoryBlock(string.pack('=I2>I2', 10, 80) .. ('\\0'):rep(24)), 28)", "true")
+        self.far.does("listener:Listen(20); return listener.Lasterror", 0)
+        # the addresses left, and the family of the peer (or the error) behind each name and number
+        targets = "four", "10.0.0.2", "six", "fd00::2", "both", "nowhere"
+        for address, *wanted in (("10.0.0.1/24", 2, 2, ENETUNREACH, ENETUNREACH, 2, "nil"),
+                                 ("fd00::1/64", ENETUNREACH, ENETUNREACH, 10, 10, 10, "nil")):
+            self.near.run("ip", "address", "flush", "dev", "wire")
+            self.near.run("ip", "address", "add", address, "dev", "wire", *(["nodad"] if ":" in address else []))
+            for target, answer in zip(targets, wanted):
+                self.near.does(f"client = RAWSocketVYN(2, 1, 6); ok, text = client:Connect('{target}', 80)")
+                self.near.does("ok and client.AddressFamily or text:match('%d+')", answer)
+
+
+def reach_namespaces():
+    """Goes on as the root of a user namespace, else as the one that this machine has; answers why there is no way."""
+    if os.environ.get("VYN_EMULATOR"):
+        return "the emulator has no namespaces"
+    missing = [program for program in ("unshare", "nsenter", "ip") if shutil.which(program) is None]
+    if missing:
+        return f"there is no {', '.join(missing)}"
+    for way in ["unshare", "--user", "--map-root-user"], ["env"]:
+        trial = [*way, "unshare", "--net", "--mount", "ip", "link", "add", "type", "veth"]
+        refused = subprocess.run(trial, capture_output=True, text=True, timeout=LIMIT)
+        if refused.returncode == 0:
+            os.execvp(way[0], [*way, "env", "VYN_NAMESPACES=1", sys.executable, "-B", *sys.argv])
+    return f"no namespaces here: {refused.stderr.strip()}"
+
+
+if __name__ == "__main__":
+    if not os.environ.get("VYN_NAMESPACES"):
+        print("skipped:", reach_namespaces())
+        sys.exit()
+    unittest.main()

@@ -83,9 +83,9 @@ void AddressSet::Insert(const void *address)
 
 Ledger::~Ledger()
 {
-    for (const Cell &cell : cells) {
-        ASAN_UNPOISON_MEMORY_REGION(cell.value, CellBytes(cell.sizeClass));
-        std::free(cell.value);
+    for (Value *value : cells) {
+        ASAN_UNPOISON_MEMORY_REGION(value, CellBytes(value->sizeClass));
+        std::free(value);
     }
 }
 
@@ -114,11 +114,12 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
         value = static_cast<Value *>(std::calloc(1, CellBytes(sizeClass)));
         if (value == nullptr) return nullptr;
         std::unique_ptr<Value, decltype(&std::free)> kept(value, std::free);
-        cells.push_back({value, sizeClass});
+        cells.push_back(value);
         value = kept.release();
         addresses.Insert(value);
     }
     value->kind = kind;
+    value->sizeClass = static_cast<std::uint16_t>(sizeClass);
     value->size = static_cast<std::int64_t>(size);
     value->type = type;
     value->references = 1;
@@ -164,7 +165,7 @@ void Ledger::Bury(Value *value)
     auto size = static_cast<std::size_t>(value->size);
     std::memset(value->Bytes(), restingPattern, size);
     ASAN_POISON_MEMORY_REGION(value->Bytes(), size);
-    auto &queue = resting[SizeClass(size)];
+    auto &queue = resting[value->sizeClass];
     value->next = nullptr;
     (queue.count++ == 0 ? queue.first : queue.last->next) = value;
     queue.last = value;
@@ -178,11 +179,10 @@ void Ledger::Error(std::string text)
 std::vector<std::string> Ledger::Leaks() const
 {
     std::vector<std::string> leaks;
-    for (const Cell &cell : cells) {
-        if (cell.value->kind == Kind::Dead) continue;
-        auto count = cell.value->references;
-        leaks.push_back(Describe(*cell.value) + ", " + std::to_string(count) +
-                        (count == 1 ? " reference" : " references"));
+    for (Value *value : cells) {
+        if (value->kind == Kind::Dead) continue;
+        auto count = value->references;
+        leaks.push_back(Describe(*value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
     }
     return leaks;
 }

@@ -15,13 +15,14 @@ namespace host {
 
 struct Class;
 
-enum class Kind : std::uint32_t { Dead, String, Text, Object, Dying };
+enum class Kind : std::uint16_t { Dead, String, Text, Object, Dying };
 
 // What every value begins with. The two array layouts fix the place of the count.
 struct Value {
     Kind kind;
-    std::uint32_t encoding; // of a string
-    std::int64_t size;      // in bytes, of what follows
+    std::uint16_t sizeClass; // of its place, which may hold more than the size says
+    std::uint32_t encoding;  // of a string
+    std::int64_t size;       // in bytes, of what follows
     union {
         const Class *type; // of an object
         Value *next;       // of a released value: the one that was released after it
@@ -89,11 +90,6 @@ class Ledger {
     const std::vector<std::string> &Errors() const { return errors; }
 
   private:
-    struct Cell {
-        Value *value;
-        unsigned sizeClass;
-    };
-
     // Released values, the oldest first. To release must need no memory, so they are linked through themselves.
     struct Resting {
         Value *first = nullptr, *last = nullptr;
@@ -104,7 +100,7 @@ class Ledger {
     static void Count(References &account, const Value &value, long change);
 
     AddressSet addresses;
-    std::vector<Cell> cells;
+    std::vector<Value *> cells;
     std::array<Resting, 64> resting; // by the power of two of their size
     References live, handedOut;
     std::vector<std::string> errors;

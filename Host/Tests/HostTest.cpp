@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <set>
 
 using host::Host;
 using host::Owned;
@@ -197,6 +198,21 @@ TEST(Ledger, NoticesAWriteAfterTheRelease)
     EXPECT_NE(host.Complaints().find("written to after its release"), std::string::npos);
 }
 #endif
+
+// Whatever its size, a released string's place serves again: a long run needs no more memory than a short one.
+TEST(Ledger, GivesEveryPlaceAwayAgain)
+{
+    Host host;
+    for (std::size_t size = 1; size <= 100; ++size) {
+        std::set<REALstringStruct *> places;
+        for (int i = 0; i < 3000; ++i) {
+            REALstringStruct *string = host::NewString(std::string(size, 'x'));
+            places.insert(string);
+            host::Release(string);
+        }
+        EXPECT_LT(places.size(), 1200u) << size;
+    }
+}
 
 TEST(Objects, DieOnceWithBothDestructors)
 {

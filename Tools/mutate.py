@@ -4,8 +4,8 @@
     Tools/mutate.py [--seed N] [--count N] [--output FILE]
 
 Works in a copy of the tree. A mutant that does not compile is none, nor one that leaves the built bytes as they were
-(code for another machine). One is killed when a test fails or runs out of time; the survivors are printed as a table, or go into FILE.
-Lines that only write the debug log are left out: their tests compare a sample of the lines, on purpose.
+(code for another machine). One is killed when a test fails or runs out of time; those that survive make a table, in
+FILE if it is given. Lines that only write the debug log are left out: of them the tests compare a sample, on purpose.
 """
 import argparse
 import hashlib

@@ -17,6 +17,7 @@ LIMIT = 60  # seconds for anything
 
 EACCES, EADDRINUSE, EADDRNOTAVAIL, EMSGSIZE, ENETUNREACH, ENOBUFS, ENODEV = 13, 98, 99, 90, 101, 105, 19
 GROUP = "239.1.2.3"
+TRIAL = "ip link add wire type veth && ip address add fd00::1/64 dev wire && mount --bind /etc/hosts /etc/hosts"
 NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n"
 
 
@@ -60,10 +61,13 @@ class Machine:
 class Machines(unittest.TestCase):
     """Each case has machines of its own: 10.0.0.1 and fd00::1 with 10.0.0.2 and fd00::2 on the other end."""
 
+    def machine(self):
+        made = Machine()
+        self.addCleanup(lambda: self.assertEqual(made.stop(), 0))
+        return made
+
     def setUp(self):
-        self.near, self.far = Machine(), Machine()
-        for machine in (self.near, self.far):
-            self.addCleanup(lambda machine=machine: self.assertEqual(machine.stop(), 0))
+        self.near, self.far = self.machine(), self.machine()
         peer = ["peer", "name", "wire", "netns", str(self.far.program.pid)]
         self.near.run("ip", "link", "add", "wire", "type", "veth", *peer)
         for number, machine in ((1, self.near), (2, self.far)):
@@ -203,7 +207,7 @@ def reach_namespaces():
     if missing:
         return f"there is no {', '.join(missing)}"
     for way in ["unshare", "--user", "--map-root-user"], ["env"]:
-        trial = [*way, "unshare", "--net", "--mount", "ip", "link", "add", "type", "veth"]
+        trial = [*way, "unshare", "--net", "--mount", "sh", "-c", TRIAL]
         refused = subprocess.run(trial, capture_output=True, text=True, timeout=LIMIT)
         if refused.returncode == 0:
             os.execvp(way[0], [*way, "env", "VYN_NAMESPACES=1", sys.executable, "-B", *sys.argv])

@@ -258,6 +258,20 @@ balanced("ReadDatagram on a stream eats nothing and waits for nothing", function
   equal(datagram.rawAddress, nil)
 end)
 
+balanced("ReadDatagram where none can be is no error of the system", function()
+  local socket = stream() -- not connected
+  local readEnd, writeEnd = host.pipe()
+  for _, handle in ipairs({ socket.Handle, readEnd }) do
+    local own = socket.Handle
+    socket.Handle = handle
+    equal(socket:ReadDatagram(), nil)
+    equal(socket.Lasterror, -1)
+    socket.Handle = own
+  end
+  host.close(readEnd)
+  host.close(writeEnd)
+end)
+
 balanced("without a socket", function()
   local socket = stream()
   socket:Close()

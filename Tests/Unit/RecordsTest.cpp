@@ -171,6 +171,7 @@ TEST(Records, FaultsOfTheRecordAreReportedAndItIsRegistered)
         ROW(s.SetCounts(1000, 4001), "Error: The class Sample has the wrong constantCount value: 4001"),
         ROW(s.d.propertyCount = 0, "Error: The class Sample has the wrong propertyCount value: 0"),
         ROW(s.d.superName = "UDPSocketVYN", "Warning: The subclass Sample of UDPSocketVYN has data size: 72"),
+        ROW(s.d.superName = "UDPSocketVYN"; s.d.dataSize = 0),
         ROW(s.d.superName = "SocketCore"),
         ROW(s.d.flags = s.property.flags = s.method.flags = 0x400, "Warning: iOS only class registered for old Xojo: Sample"),
         ROW(s.d.flags = s.property.flags = s.method.flags = 0x404),
@@ -395,9 +396,11 @@ TEST(Records, ControlsOfTheNewKindHaveOtherEvents)
     for (const char *name : {"A", "B", "C", "D", "GotFocus", "GotFocus", "Open", "LostFocus", "EnableMenuItems"})
         events.push_back({name, nullptr, 0, nullptr});
     Sample sample;
-    sample.d.flags = 0x1000;
     sample.d.events = events.data();
     sample.d.eventCount = events.size();
+    CaptureLog([&] { MyREALRegisterControl(&sample.control); });
+    EXPECT_EQ(sample.d.eventCount, 9U); // of the old kind
+    sample.d.flags = 0x1000;
     CaptureLog([&] { MyREALRegisterControl(&sample.control); });
     ASSERT_EQ(sample.d.eventCount, 4U);
     Lines names;

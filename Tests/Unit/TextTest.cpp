@@ -227,3 +227,24 @@ TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)
         EXPECT_EQ(text.LengthUTF32(), 0);
     }
 }
+
+TEST_F(Text, StandsInTheLogWithItsHandle)
+{
+    StartHost();
+    String string(host::NewString("caf\xC3\xA9"));
+    RuntimeText *text = host::NewText("caf\xC3\xA9");
+    auto log = CaptureLog([&] {
+        LogMessage(string.Get());
+        LogMessage("x", string.Get());
+        LogMessage("x", text);
+        LogMessage("x", static_cast<RuntimeText *>(nullptr));
+    });
+    std::ostringstream wanted;
+    wanted << "VYN Debug: " << string.Get() << ": caf\xC3\xA9\nVYN Debug: x " << string.Get() << ": caf\xC3\xA9\n"
+           << "VYN Debug: x " << text << ": caf\xC3\xA9\nVYN Debug: x (nil) and no text\n";
+    std::string found;
+    for (const std::string &line : log)
+        found += line + "\n";
+    EXPECT_EQ(found, wanted.str());
+    host::Release(text);
+}

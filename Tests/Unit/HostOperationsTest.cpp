@@ -206,9 +206,11 @@ TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)
 
 TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
 {
+    static bool offersAny = true;
     Provide(
         "GetRBScriptResolver", +[] {
             return +[](const char *name) -> void * {
+                if (!offersAny) return nullptr;
                 if (name == std::string("RuntimeClassOf"))
                     return reinterpret_cast<void *>(
                         +[](REALobjectStruct *) { return AnyHandle<REALclassRefStruct>(24); });
@@ -221,6 +223,8 @@ TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
         });
     EXPECT_EQ(REALCountClassProperties(nullptr), 3);
     EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
+    offersAny = false;
+    EXPECT_EQ(REALCountClassProperties(nullptr), 0);
     EXPECT_EQ(asked["GetRBScriptResolver"], 1);
 }
 

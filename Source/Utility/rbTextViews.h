@@ -27,13 +27,15 @@ bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
     return view.held;
 }
 
+// Data of less than one unit is no text: what follows it need not be a zero.
 template <typename View>
 void UseHostData(View &view)
 {
     using Pointer = decltype(view.text);
-    if (view.data.data == nullptr) return;
+    long length = view.data.length / static_cast<long>(sizeof *view.text);
+    if (view.data.data == nullptr || length <= 0) return;
     view.text = static_cast<Pointer>(view.data.data);
-    view.length = std::max<long>(view.data.length, 0) / static_cast<long>(sizeof *view.text);
+    view.length = length;
 }
 
 template <typename Unit>

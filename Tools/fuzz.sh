@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Runs each fuzzer for some seconds on its corpus, two at a time; a failing input is kept in build/fuzz.
+#   Tools/fuzz.sh [SECONDS]        30 by default
+# Inputs that found something new are merged into the corpus when FUZZ_KEEP=1.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+# Runs one fuzzer, and says how many inputs it tried.
+fuzz() {
+  local program=$1 seconds=$2
+  local name=${program##*/}
+  local corpus=Tests/Fuzz/Corpus/${name%Fuzz} found log
+  found=$(mktemp -d)
+  log=$program.log
+  local options=()
+  if [[ $name == RecordFuzz ]]; then # what registration keeps for ever is no leak, and what it reports is no news
+    options=(-close_fd_mask=2)
+    export ASAN_OPTIONS=detect_leaks=0
+  fi
+  if ! "$program" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+    -artifact_prefix=build/fuzz/ "${options[@]}" "$found" "$corpus" >"$log" 2>&1; then
+    tail -40 "$log"
+    echo "fuzz: $name has found a fault"
+    return 1
+  fi
+  [[ -z ${FUZZ_KEEP:-} ]] || "$program" -set_cover_merge=1 "${options[@]}" "$corpus" "$found" >>"$log" 2>&1
+  rm -rf "$found"
+  echo "$name: $(sed -n 's/stat::number_of_executed_units: *//p' "$log") inputs tried"
+}
+export -f fuzz
+
+printf '%s\n' build/fuzz/*Fuzz | xargs -P2 -I{} bash -c "set -euo pipefail; fuzz {} ${1:-30}"

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -226,6 +228,83 @@ TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
     offersAny = false;
     EXPECT_EQ(REALCountClassProperties(nullptr), 0);
     EXPECT_EQ(asked["GetRBScriptResolver"], 1);
+}
+
+// --- every row of the table -----------------------------------------------------------------------------
+
+namespace {
+
+// The value that stands in this place: another one for each argument, and for the answer.
+template <typename Type>
+Type Numbered(std::size_t place)
+{
+    if constexpr (std::is_pointer_v<Type>)
+        return reinterpret_cast<Type>(place);
+    else if constexpr (!std::is_void_v<Type>)
+        return static_cast<Type>(place);
+}
+
+std::size_t NextPlace(std::size_t &place)
+{
+    return ++place;
+}
+
+int reached; // entries that got their arguments in order
+
+// What an operation came to; 0 for one without a result.
+template <typename Result>
+using Outcome = std::conditional_t<std::is_void_v<Result>, int, Result>;
+
+// Calls an operation on a host without the entry, and on one whose entry looks at its arguments.
+template <typename Answer, typename Result, typename... Arguments>
+void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Result> missing = {})
+{
+    SCOPED_TRACE(entry);
+    entries.clear();
+    asked.clear();
+    reached = 0;
+    auto call = [&]() -> Outcome<Result> {
+        [[maybe_unused]] std::size_t place = 0;
+        std::tuple<Arguments...> arguments{Numbered<Arguments>(NextPlace(place))...};
+        if constexpr (!std::is_void_v<Result>) return std::apply(operation, arguments);
+        std::apply(operation, arguments);
+        return {};
+    };
+    EXPECT_EQ(call(), missing);
+    EXPECT_GE(asked[entry], 1);
+    Provide(
+        entry, +[](Arguments... arguments) -> Answer {
+            [[maybe_unused]] std::size_t place = 0;
+            reached += (... && (arguments == Numbered<Arguments>(NextPlace(place))));
+            return Numbered<Answer>(77);
+        });
+    if constexpr (std::is_void_v<Result>)
+        call();
+    else
+        EXPECT_EQ(call(), Numbered<Result>(77));
+    EXPECT_EQ(reached, 1);
+}
+
+} // namespace
+
+TEST_F(HostOperations, EveryRowHandsItsArgumentsOverAndItsAnswerBack)
+{
+#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry)                                         \
+    CheckRow<result>(entry, static_cast<result(*) parameters>(operation), result{missing});
+#define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
+    CheckRow<result>(entry, static_cast<result(*) parameters>(operation));
+#define HOST_CALL(result, operation, parameters, arguments)                                                            \
+    HOST_CALL_AS(result, operation, parameters, arguments, #operation)
+#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
+    CheckRow<unsigned long>(entry, static_cast<bool(*) parameters>(operation), false);
+#define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
+#define HOST_YES_NO_WORD_AS HOST_YES_NO_AS
+#define HOST_YES_NO_WORD HOST_YES_NO
+#define HOST_ENTRY(result, operation, parameters, entry)
+#define HOST_ARRAY_FIXED(type, element)
+#define HOST_ARRAY_ELEMENT(type, element)
+#include "Source/SDK/GlueCode/HostOperations.inc"
+#include "Source/SDK/GlueCode/HostOperationsEnd.inc"
 }
 
 // --- start-up -------------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include "Source/Utility/rbUtil.h"
 #include "Tests/Unit/LogCapture.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -133,7 +134,16 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
         EXPECT_EQ(std::string(text.GetUTF8(), static_cast<std::size_t>(text.LengthUTF8())), row.utf8) << row.source;
         if (!row.latin1.empty()) {
             EXPECT_EQ(std::string(text.GetLatin1(), static_cast<std::size_t>(text.LengthLatin1())), row.latin1);
+            EXPECT_EQ(std::string(text.GetWindows(), static_cast<std::size_t>(text.LengthWindows())), row.latin1);
+            std::string mac = row.latin1, ascii = row.latin1;
+            std::replace(mac.begin(), mac.end(), '\xE9', '\x8E');
+            std::replace(ascii.begin(), ascii.end(), '\xE9', '?');
+            EXPECT_EQ(std::string(text.GetMacRoman(), static_cast<std::size_t>(text.LengthMacRoman())), mac);
+            EXPECT_EQ(std::string(text.GetASCII(), static_cast<std::size_t>(text.LengthASCII())), ascii);
         }
+        EXPECT_EQ(text.GetUTF8Nil(), text.GetUTF8());
+        EXPECT_EQ(text.GetUTF16Nil(), text.GetUTF16());
+        EXPECT_EQ(text.GetWCharNil(), text.GetWChar());
         auto utf16 = reinterpret_cast<const char16_t *>(text.GetUTF16());
         EXPECT_EQ(std::u16string(utf16, static_cast<std::size_t>(text.LengthUTF16())), row.utf16) << row.source;
         EXPECT_EQ(utf16[text.LengthUTF16()], 0);
@@ -172,6 +182,28 @@ TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
         auto units = reinterpret_cast<const char16_t *>(text.GetUTF16());
         EXPECT_EQ(std::u16string(units, static_cast<std::size_t>(text.LengthUTF16())), row.utf16);
     }
+}
+
+TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
+{
+    StartHost();
+    REALPluginMain(+[](const char *name) -> void * {
+        if (name == "PluginGetStringData"s)
+            return reinterpret_cast<void *>(+[](REALstringStruct *, unsigned int, REALstringData *data) {
+                data->data = "ab!!";
+                data->length = 2;
+                return 1UL;
+            });
+        if (name == "PluginDisposeStringData"s) return reinterpret_cast<void *>(+[](REALstringData *) {});
+        return host::Resolve(name);
+    });
+    String source(host::NewString("\xE9", kEncodingLatin1));
+    rbText text(source.Get());
+    EXPECT_STREQ(text.GetWindows(), "ab");
+    EXPECT_EQ(text.LengthWindows(), 2);
+    EXPECT_EQ(text.GetUTF16()[0], 'a' + 256 * 'b');
+    EXPECT_EQ(text.GetUTF16()[text.LengthUTF16()], 0);
+    EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
 }
 
 TEST_F(Text, AnIllegalSequenceEndsTheTextAndIsTold)

@@ -215,44 +215,6 @@ TEST(Connect, ResolverIsAskedForBothFamiliesOfTypeAndProtocol)
     EXPECT_EQ(hintsGiven.ai_flags, 0);
 }
 
-TEST(Connect, TraceTellsTheWholeAttempt)
-{
-    Server closed(false);
-    answer.emplace_back(AF_INET, closed.port);
-    std::string sock;
-    auto run = [&] {
-        int next = dup(STDERR_FILENO); // the number that the next descriptor gets
-        close(next);
-        sock = std::to_string(next);
-        Connect("name", 80, false, SOCK_STREAM, 6, 6);
-    };
-    EXPECT_EQ(CaptureLog(run), Lines());
-    gDebugging = true;
-    Lines log = CaptureLog(run);
-    const std::string port = "port " + std::to_string(closed.port);
-    Lines expected = {"Flags:  0",
-                      "Family: AF_INET (IPv4) 127.0.0.1",
-                      port,
-                      "Socket type: Unspecified",
-                      "Protocol: Unspecified",
-                      "Length of this sockaddr:  16",
-                      "Canonical name:  (null)",
-                      "ProtocolPreference 6",
-                      "HasIPv6 0",
-                      "HasIPv4 1",
-                      "No IPv6, so ignore preference.",
-                      "sock " + sock,
-                      "Connect to  127.0.0.1",
-                      port,
-                      "connect returns -1, 111",
-                      "ConnectError 111",
-                      kRefused,
-                      "close socket " + sock};
-    for (std::string &line : expected)
-        line = "VYN Debug: " + line;
-    EXPECT_EQ(log, expected);
-}
-
 TEST(Connect, EveryKindOfEntryHasItsNameInTheLog)
 {
     const struct {

@@ -89,20 +89,6 @@ TEST(Declaration, ExtensionParameterGoesFirstAndValueLast)
     }
 }
 
-TEST(Declaration, LongTextsAreCutAndTextsWithoutPlaceRefused)
-{
-    const std::string longName(980, 'n');
-    EXPECT_EQ(Take(AddClassParameter((longName + "(x as string)").c_str(), "SocketCore")),
-              (longName + "(extends ref as SocketCore, x as string)").substr(0, 999));
-    // The closing parenthesis was cut off: the blank is what is left to go by.
-    EXPECT_EQ(Take(AddClassParameterAssign(longName.c_str(), "SocketCore")),
-              (longName + "(extends(assigns value ref as SocketCore)").substr(0, 999));
-
-    const std::string tooLong(1200, 'n');
-    auto log = CaptureLog([&] { EXPECT_EQ(AddClassParameterAssign(tooLong.c_str(), "SocketCore"), nullptr); });
-    EXPECT_EQ(log.at(0), "VYN Debug: Error: Keine Klammer in der Deklaration " + tooLong.substr(0, 999));
-}
-
 TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
 {
     REALattribute attribute = {"Hidden", ""};

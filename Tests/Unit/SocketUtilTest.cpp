@@ -199,22 +199,3 @@ TEST(SocketUtil, WideTextBecomesUTF8AndTheHostStringIsReleased)
     EXPECT_EQ(ConvertWCharToUTF8(L""), "");
     EXPECT_EQ(running.Complaints(), "");
 }
-
-TEST(SocketUtil, IPv4TextIsReadAsTheSystemReadsIt)
-{
-    std::vector<std::string> texts = {"",          "1.2.3",      "010.0.0.1", "0x7f.1",   "1.2.3.4 junk",   "1.2.3.4.5",
-                                      "256.0.0.1", "1.2.3.256",  "1..2.3",    "1.2.3.",   ".1.2.3",         "0.0.0.0",
-                                      "00.0.0.0",  "1.2.3.04",   " 1.2.3.4",  "1.2.3.4 ", "1.2.3.0004",     "-1.2.3.4",
-                                      "localhost", "2130706433", "1.2.3.4\n", "1.2.3.+4", "255.255.255.255"};
-    std::mt19937 random(3);
-    for (int i = 0; i < 20000; i++) {
-        std::string text;
-        for (unsigned int length = random() % 16; length > 0; length--)
-            text += "0123456789..xX "[random() % 15];
-        texts.push_back(text);
-    }
-    for (int i = 0; i < 65536; i += 7)
-        texts.push_back(std::to_string(i % 300) + "." + std::to_string(i / 256) + ".0." + std::to_string(i % 256));
-    for (const std::string &text : texts)
-        ASSERT_EQ(text_to_ipv4(text.c_str()), inet_addr(text.c_str())) << text;
-}

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <span>
 
 // Under the address sanitiser even reading a resting value, or past the end of a living one, is an error.
 #if __has_include(<sanitizer/asan_interface.h>)
@@ -20,8 +21,9 @@ namespace host {
 namespace {
 
 constexpr unsigned char restingPattern = 0xDD;
-constexpr std::size_t restingBytes = 256 * 1024; // of each size class, before a place is used again
-constexpr std::size_t restingValues = 1024;      // but not more of them
+constexpr std::size_t markedHead = 128, markedTail = 64; // bytes of a released value
+constexpr std::size_t restingBytes = 256 * 1024;         // of each size class, before a place is used again
+constexpr std::size_t restingValues = 1024;              // but not more of them
 constexpr std::size_t keptErrors = 100;
 
 std::size_t CellBytes(unsigned sizeClass)
@@ -35,9 +37,28 @@ unsigned SizeClass(std::size_t size)
     return std::max(6u, static_cast<unsigned>(std::bit_width(sizeof(Value) + size - 1)));
 }
 
-bool IsUntouched(const unsigned char *bytes, std::size_t count)
+// A short value is marked whole, a long one at both ends: a write through a stale pointer goes to the beginning or runs
+// over the end, and to fill all of a payload would cost more than the call it came from.
+std::span<unsigned char> Head(Value &value, std::size_t size)
 {
-    return count == 0 || (bytes[0] == restingPattern && std::memcmp(bytes, bytes + 1, count - 1) == 0);
+    return {value.Bytes(), std::min(size, markedHead)};
+}
+
+std::span<unsigned char> Tail(Value &value, std::size_t size)
+{
+    auto count = size > markedHead ? markedTail : 0;
+    return {value.Bytes() + size - count, count};
+}
+
+void Fill(std::span<unsigned char> bytes)
+{
+    std::memset(bytes.data(), restingPattern, bytes.size());
+}
+
+bool IsFilled(std::span<const unsigned char> bytes)
+{
+    if (bytes.empty()) return true;
+    return bytes[0] == restingPattern && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
 }
 
 std::string Describe(Value &value)
@@ -53,25 +74,10 @@ std::string Describe(Value &value)
 
 } // namespace
 
-std::size_t AddressSet::Slot(const void *address) const
-{
-    auto hash = (reinterpret_cast<std::uintptr_t>(address) >> 4) * 0x9E3779B97F4A7C15u;
-    auto mask = slots.size() - 1;
-    auto slot = static_cast<std::size_t>(hash >> 32) & mask;
-    while (slots[slot] != nullptr && slots[slot] != address)
-        slot = (slot + 1) & mask;
-    return slot;
-}
-
-bool AddressSet::Contains(const void *address) const
-{
-    return !slots.empty() && slots[Slot(address)] != nullptr;
-}
-
 void AddressSet::Insert(const void *address)
 {
     if ((used + 1) * 2 > slots.size()) {
-        std::vector<const void *> old(std::max<std::size_t>(slots.size() * 2, 1024));
+        std::vector<const void *> old(slots.size() * 2);
         old.swap(slots);
         for (const void *moved : old) {
             if (moved != nullptr) slots[Slot(moved)] = moved;
@@ -101,8 +107,8 @@ Value *Ledger::TakeRested(unsigned sizeClass)
     auto bytes = CellBytes(sizeClass) - sizeof(Value);
     ASAN_UNPOISON_MEMORY_REGION(value->Bytes(), bytes);
     auto used = std::min(bytes, static_cast<std::size_t>(value->size));
-    if (!IsUntouched(value->Bytes(), used)) Error("a value was written to after its release");
-    std::memset(static_cast<void *>(value), 0, sizeof(Value) + used);
+    bool untouched = IsFilled(Head(*value, used)) && IsFilled(Tail(*value, used));
+    if (!untouched) Error("a value was written to after its release");
     return value;
 }
 
@@ -118,28 +124,21 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
         value = kept.release();
         addresses.Insert(value);
     }
-    value->kind = kind;
-    value->sizeClass = static_cast<std::uint16_t>(sizeClass);
-    value->size = static_cast<std::int64_t>(size);
-    value->type = type;
-    value->references = 1;
+    *value = {kind, static_cast<std::uint16_t>(sizeClass), 0, static_cast<std::int64_t>(size), {type}, 1};
+    if (kind == Kind::Object) std::memset(value->Bytes(), 0, size);
     ASAN_POISON_MEMORY_REGION(value->Bytes() + size, CellBytes(sizeClass) - sizeof(Value) - size);
     Count(live, *value, 1);
     Count(handedOut, *value, 1);
     return value;
 }
 
-Value *Ledger::Find(const void *handle, Kind kind, const char *operation)
+void Ledger::RecordFault(const void *handle, const char *operation)
 {
-    if (handle == nullptr) return nullptr;
     const char *fault = "was never handed out";
     if (addresses.Contains(handle)) {
-        auto value = static_cast<Value *>(const_cast<void *>(handle));
-        if (value->kind == kind || (value->kind == Kind::Dying && kind == Kind::Object)) return value;
-        fault = value->kind == Kind::Dead ? "is released already" : "is of another kind";
+        fault = static_cast<const Value *>(handle)->kind == Kind::Dead ? "is released already" : "is of another kind";
     }
     Error(std::string(operation) + ": the handle " + fault);
-    return nullptr;
 }
 
 void Ledger::Lock(const void *handle, Kind kind, const char *operation)
@@ -163,7 +162,8 @@ void Ledger::Bury(Value *value)
     Count(live, *value, -1);
     value->kind = Kind::Dead;
     auto size = static_cast<std::size_t>(value->size);
-    std::memset(value->Bytes(), restingPattern, size);
+    Fill(Head(*value, size));
+    Fill(Tail(*value, size));
     ASAN_POISON_MEMORY_REGION(value->Bytes(), size);
     auto &queue = resting[value->sizeClass];
     value->next = nullptr;

@@ -1,8 +1,9 @@
 // The account of everything the host hands out: which values live, who was released twice.
 //
 // Every value comes from here and goes back here. Its memory is never given back to the system while the
-// host lives: a released value rests, filled with a pattern, before its place is used again. So any handle
+// host lives: a released value rests, marked with a pattern, before its place is used again. So any handle
 // can be looked up safely, and whoever uses or changes a released value is found out and recorded.
+// The look-up stands in this header: each use of a handle makes one.
 #pragma once
 
 #include <array>
@@ -44,13 +45,22 @@ struct References {
 // The addresses of all values, living and resting. Open addressing; nothing is ever taken out.
 class AddressSet {
   public:
-    bool Contains(const void *address) const;
+    bool Contains(const void *address) const { return slots[Slot(address)] != nullptr; }
     void Insert(const void *address);
 
   private:
-    std::size_t Slot(const void *address) const;
+    // Where the address stands, or the free place where it is to stand.
+    std::size_t Slot(const void *address) const
+    {
+        auto hash = (reinterpret_cast<std::uintptr_t>(address) >> 4) * 0x9E3779B97F4A7C15u;
+        auto mask = slots.size() - 1;
+        auto slot = static_cast<std::size_t>(hash >> 32) & mask;
+        while (slots[slot] != nullptr && slots[slot] != address)
+            slot = (slot + 1) & mask;
+        return slot;
+    }
 
-    std::vector<const void *> slots;
+    std::vector<const void *> slots = std::vector<const void *>(1024); // a power of two of them
     std::size_t used = 0;
 };
 
@@ -61,12 +71,22 @@ class Ledger {
     Ledger &operator=(const Ledger &) = delete;
     ~Ledger();
 
-    // A cleared value with one reference; null when there is no memory.
+    // A value with one reference; null when there is no memory. An object is cleared, a string's bytes are whatever
+    // lay there.
     Value *Create(Kind kind, std::size_t size, const Class *type = nullptr);
 
     // The living value behind a handle. Null for nil; null with an error recorded for a handle of anything
     // else. A dying object is an object still.
-    Value *Find(const void *handle, Kind kind, const char *operation);
+    Value *Find(const void *handle, Kind kind, const char *operation)
+    {
+        if (handle == nullptr) return nullptr;
+        auto value = static_cast<Value *>(const_cast<void *>(handle));
+        if (addresses.Contains(handle)) {
+            if (value->kind == kind || (value->kind == Kind::Dying && kind == Kind::Object)) return value;
+        }
+        RecordFault(handle, operation);
+        return nullptr;
+    }
 
     void Lock(const void *handle, Kind kind, const char *operation);
 
@@ -97,6 +117,7 @@ class Ledger {
     };
 
     Value *TakeRested(unsigned sizeClass);
+    void RecordFault(const void *handle, const char *operation);
     static void Count(References &account, const Value &value, long change);
 
     AddressSet addresses;

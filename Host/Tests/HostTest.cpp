@@ -188,14 +188,19 @@ TEST(Ledger, NoticesEveryMisuseOfAHandle)
 #if !defined(__SANITIZE_ADDRESS__) // which ends the process at the write itself
 TEST(Ledger, NoticesAWriteAfterTheRelease)
 {
-    Host host;
-    REALstringStruct *string = host::NewString("12345678");
-    auto bytes = const_cast<char *>(host::BytesOf(string).data());
-    host::Release(string);
-    bytes[5] = 'x';
-    for (int i = 0; i < 5000; ++i)
-        host::Release(host::NewString("another"));
-    EXPECT_NE(host.Complaints().find("written to after its release"), std::string::npos);
+    const struct {
+        std::size_t size, written;
+    } rows[] = {{8, 5}, {128, 64}, {129, 128}, {1400, 0}, {1400, 127}, {8192, 8191}};
+    for (const auto &row : rows) {
+        Host host;
+        REALstringStruct *string = host::NewString(std::string(row.size, 'a'));
+        auto bytes = const_cast<char *>(host::BytesOf(string).data());
+        host::Release(string);
+        bytes[row.written] = 'x';
+        for (int i = 0; i < 1100; ++i)
+            host::Release(host::NewString(std::string(row.size, 'b')));
+        EXPECT_EQ(host.Complaints(), "a value was written to after its release\n") << row.size << " " << row.written;
+    }
 }
 #endif
 

@@ -28,6 +28,7 @@ struct Property {
     Type type;
     const REALproperty *record;
 
+    bool IsField() const { return record->getter.word == kStandardAccessor; } // read from the block itself
     bool ReadOnly() const { return record->setter.word == 0; }
     bool Hidden() const;
 };

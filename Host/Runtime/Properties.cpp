@@ -6,11 +6,6 @@
 namespace host {
 namespace {
 
-bool IsStandard(std::intptr_t accessor)
-{
-    return accessor == kStandardAccessor;
-}
-
 void LockValue(const Type &type, Word word)
 {
     if (type.kind == TypeKind::String) entry::REALLockString(reinterpret_cast<REALstringStruct *>(word));
@@ -102,11 +97,16 @@ unsigned long SetByName(REALobjectStruct *object, const char *name, TypeKind kin
 
 } // namespace
 
+Word LookAtField(REALobjectStruct *object, const Property &property)
+{
+    return LoadField(FieldOf(object, property), property.type.kind);
+}
+
 Word ReadProperty(REALobjectStruct *object, const Property &property)
 {
     const REALproperty &record = *property.record;
-    if (IsStandard(record.getter.word)) {
-        Word word = LoadField(FieldOf(object, property), property.type.kind);
+    if (property.IsField()) {
+        Word word = LookAtField(object, property);
         LockValue(property.type, word);
         return word;
     }
@@ -125,7 +125,7 @@ Word ReadProperty(REALobjectStruct *object, const Property &property)
 void WriteProperty(REALobjectStruct *object, const Property &property, Word value)
 {
     const REALproperty &record = *property.record;
-    if (IsStandard(record.setter.word)) {
+    if (record.setter.word == kStandardAccessor) {
         unsigned char *field = FieldOf(object, property);
         Word old = LoadField(field, property.type.kind);
         LockValue(property.type, value);

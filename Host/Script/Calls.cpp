@@ -9,24 +9,30 @@ namespace {
 
 constexpr std::size_t slotLimit = 8;
 
-// Words in memory serve narrower types too: a number's low bytes come first.
-ffi_type *TypeInC(TypeKind kind)
+template <std::size_t>
+using WordAt = Word;
+
+// Every type of a declaration travels as a whole word, in a register for integers or on the stack; of a narrower one
+// the low bytes count. So the number of the words alone makes the type of the call.
+template <std::size_t... index>
+Word CallWith(void *function, const Word *words, std::index_sequence<index...>)
 {
-    switch (kind) {
-    case TypeKind::None:
-        return &ffi_type_void;
-    case TypeKind::Boolean:
-        return &ffi_type_sint8;
-    case TypeKind::Integer:
-        return &ffi_type_sint64;
-    case TypeKind::UInt16:
-        return &ffi_type_uint16;
-    case TypeKind::UInt32:
-        return &ffi_type_uint32;
-    default:
-        return &ffi_type_pointer;
-    }
+    return reinterpret_cast<Word (*)(WordAt<index>...)>(function)(words[index]...);
 }
+
+template <std::size_t count>
+Word CallWithCount(void *function, const Word *words)
+{
+    return CallWith(function, words, std::make_index_sequence<count>());
+}
+
+template <std::size_t... counts>
+constexpr std::array<Caller, sizeof...(counts)> MakeCallers(std::index_sequence<counts...>)
+{
+    return {CallWithCount<counts>...};
+}
+
+constexpr auto callers = MakeCallers(std::make_index_sequence<1 + slotLimit + 1>()); // none to all, and the object
 
 void ReadDefault(Form::Slot &slot, const std::string &text)
 {
@@ -39,6 +45,12 @@ void ReadDefault(Form::Slot &slot, const std::string &text)
     }
 }
 
+// False also for a nil that stands for what is left out.
+bool IsGiven(lua_State *state, const Form::Slot &slot, int argument, int top)
+{
+    return argument <= top && !(slot.omittable && lua_isnil(state, argument));
+}
+
 // What one call works on. What came back and was not handed on to the program is released with it.
 class Frame {
   public:
@@ -47,41 +59,32 @@ class Frame {
     Frame &operator=(const Frame &) = delete;
     ~Frame()
     {
-        for (std::size_t i = 0; i < form.slots.size(); ++i) {
+        Drop(form.result.kind, result);
+        for (std::size_t i = 0; form.hasByref && i < form.slots.size(); ++i) {
             if (form.slots[i].byref) Drop(form.slots[i].type.kind, returned[i]);
         }
-        Drop(form.result.kind, returned[slotLimit]);
     }
 
     void TakeArguments(lua_State *state, int next)
     {
+        int top = lua_gettop(state);
         for (std::size_t i = 0; i < form.slots.size(); ++i) {
             const Form::Slot &slot = form.slots[i];
             if (slot.byref) {
-                arguments[i].word = reinterpret_cast<Word>(&returned[i]);
-            } else if (next > lua_gettop(state) || (slot.omittable && lua_isnil(state, next))) {
-                arguments[i].string = Owned(NewString(slot.defaultText));
-                arguments[i].word = slot.defaultWord;
-                if (slot.type.kind == TypeKind::String) {
-                    arguments[i].word = reinterpret_cast<Word>(arguments[i].string.Get());
-                }
-                ++next;
-            } else {
-                ToArgument(state, next++, slot.type, arguments[i]);
-                if (i > 0 && slot.type.kind == TypeKind::Integer) CheckCount(state, i, next - 2);
+                words[1 + i] = reinterpret_cast<Word>(&returned[i]);
+                continue;
             }
+            words[1 + i] = IsGiven(state, slot, next, top) ? ToWord(state, next, slot.type, strings[i])
+                                                           : DefaultOf(slot, strings[i]);
+            if (slot.counts && next <= top) CheckCount(state, words[1 + i], next - 1);
+            ++next;
         }
     }
 
     void Run(REALobjectStruct *object)
     {
-        std::array<void *, slotLimit + 1> addresses{};
-        std::size_t count = 0;
-        if (form.takesObject) addresses[count++] = &object;
-        for (std::size_t i = 0; i < form.slots.size(); ++i)
-            addresses[count++] = &arguments[i].word;
-        auto cif = const_cast<ffi_cif *>(&form.cif);
-        ffi_call(cif, reinterpret_cast<void (*)()>(form.function->address), &returned[slotLimit], addresses.data());
+        words[0] = reinterpret_cast<Word>(object);
+        result = form.caller(form.function->address, form.takesObject ? words.data() : words.data() + 1);
         Host::Current().exceptions.ThrowPending();
     }
 
@@ -92,24 +95,30 @@ class Frame {
             PushWord(state, kind, std::exchange(word, 0));
             ++count;
         };
-        if (form.result.kind != TypeKind::None) give(form.result.kind, returned[slotLimit]);
-        for (std::size_t i = 0; i < form.slots.size(); ++i) {
+        if (form.result.kind != TypeKind::None) give(form.result.kind, result);
+        for (std::size_t i = 0; form.hasByref && i < form.slots.size(); ++i) {
             if (form.slots[i].byref) give(form.slots[i].type.kind, returned[i]);
         }
         return count;
     }
 
   private:
-    // By custom a pointer is followed by the number of bytes it points to: not more than the memory block has.
-    void CheckCount(lua_State *state, std::size_t slot, int pointer) const
+    static Word DefaultOf(const Form::Slot &slot, Owned<REALstringStruct> &made)
     {
-        if (form.slots[slot - 1].type.kind != TypeKind::Ptr) return;
+        if (slot.type.kind != TypeKind::String) return slot.defaultWord;
+        made = Owned(NewString(slot.defaultText));
+        return reinterpret_cast<Word>(made.Get());
+    }
+
+    // By custom a pointer is followed by the number of bytes it points to: not more than the memory block has.
+    static void CheckCount(lua_State *state, Word count, int pointer)
+    {
         const Proxy *block = ToProxy(state, pointer);
         if (block == nullptr) return; // nil, or an address: the plugin has to cope
         auto view = ViewOf(static_cast<REALobjectStruct *>(block->handle));
-        if (view.size < 0 || arguments[slot].word <= view.size) return;
-        throw Mistake(std::to_string(arguments[slot].word) + " bytes were asked for of the " +
-                      std::to_string(view.size) + " in the memory block");
+        if (view.size < 0 || count <= view.size) return;
+        throw Mistake(std::to_string(count) + " bytes were asked for of the " + std::to_string(view.size) +
+                      " in the memory block");
     }
 
     static void Drop(TypeKind kind, Word word)
@@ -120,20 +129,21 @@ class Frame {
     }
 
     const Form &form;
-    std::array<Argument, slotLimit> arguments;
-    std::array<Word, slotLimit + 1> returned{}; // through byref parameters, and the result last
+    std::array<Word, 1 + slotLimit> words; // the object, and the arguments from 1 on
+    std::array<Owned<REALstringStruct>, slotLimit> strings;
+    std::array<Word, slotLimit> returned{}; // through byref parameters
+    Word result = 0;
 };
 
-bool Takes(lua_State *state, const Form &form, int first)
+bool Takes(lua_State *state, const Form &form, int argument)
 {
-    int argument = first;
+    int top = lua_gettop(state);
     for (const Form::Slot &slot : form.slots) {
         if (slot.byref) continue;
-        bool given = argument <= lua_gettop(state) && !(slot.omittable && lua_isnil(state, argument));
-        if (given ? !Accepts(state, argument, slot.type) : !slot.omittable) return false;
+        if (IsGiven(state, slot, argument, top) ? !Accepts(state, argument, slot.type) : !slot.omittable) return false;
         ++argument;
     }
-    return argument > lua_gettop(state);
+    return argument > top;
 }
 
 const Form *Choose(lua_State *state, const Method &method, int first)
@@ -163,23 +173,22 @@ std::unique_ptr<Form> MakeForm(const Host &host, const Function &function, bool 
     form->function = &function;
     form->takesObject = takesObject;
     form->result = ResolveType(host, function.declaration.result);
-    if (takesObject) form->types.push_back(&ffi_type_pointer);
-    bool afterByref = false;
+    auto before = TypeKind::None;
     for (const Parameter &parameter : function.declaration.parameters) {
         Form::Slot slot;
         slot.type = ResolveType(host, parameter.type);
         slot.byref = parameter.byref;
-        afterByref |= parameter.byref;
-        slot.omittable = parameter.defaultText.has_value() || (afterByref && slot.type.kind == TypeKind::Object);
+        form->hasByref |= parameter.byref;
+        slot.omittable = parameter.defaultText.has_value() || (form->hasByref && slot.type.kind == TypeKind::Object);
+        slot.counts = before == TypeKind::Ptr && slot.type.kind == TypeKind::Integer;
+        before = slot.type.kind;
         if (parameter.defaultText) ReadDefault(slot, *parameter.defaultText);
-        form->types.push_back(parameter.byref ? &ffi_type_pointer : TypeInC(slot.type.kind));
         form->slots.push_back(std::move(slot));
     }
-    auto count = static_cast<unsigned>(form->types.size());
-    if (form->slots.size() > slotLimit ||
-        ffi_prep_cif(&form->cif, FFI_DEFAULT_ABI, count, TypeInC(form->result.kind), form->types.data()) != FFI_OK) {
+    if (form->slots.size() > slotLimit) {
         throw std::invalid_argument("no call can be made of " + function.declaration.text);
     }
+    form->caller = callers[form->slots.size() + (takesObject ? 1 : 0)];
     return form;
 }
 

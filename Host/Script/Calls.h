@@ -1,35 +1,38 @@
 // Calls of a plugin's functions from Lua.
 //
-// The declaration of a function is turned into a plan once; a call then converts its arguments, makes the call
-// through libffi and converts what comes back. Functions of one name are the forms of one method: the first form
-// in the order of registration that takes the arguments is the one that is called.
+// The declaration of a function is turned into a plan once; a call then converts its arguments to words, makes the
+// call and converts what comes back. Functions of one name are the forms of one method: the first form in the order
+// of registration that takes the arguments is the one that is called.
 #pragma once
 
 #include "Host/Script/Values.h"
 
-#include <ffi.h>
-
 namespace host {
+
+// Calls the function with as many of the words as the caller was made for.
+using Caller = Word (*)(void *function, const Word *words);
 
 struct Form {
     struct Slot {
         ValueType type;
         bool byref = false;     // takes no argument and gives one more result
         bool omittable = false; // by a declared default, or as an object after a byref parameter
+        bool counts = false;    // the bytes of the pointer before it
         Word defaultWord = 0;
         std::string defaultText;
     };
 
     const Function *function = nullptr;
     bool takesObject = false; // as the first argument, before those of the slots
+    bool hasByref = false;
     std::vector<Slot> slots;
     ValueType result;
-    std::vector<ffi_type *> types;
-    ffi_cif cif{};
+    Caller caller = nullptr;
 };
 
 struct Method {
-    std::string name; // with its class, for messages
+    std::string name;  // with its class, for messages
+    const Class *type; // of the object that it takes; null when it takes none
     std::vector<std::unique_ptr<Form>> forms;
 };
 

@@ -27,11 +27,11 @@ class TableMaker {
         auto &named = (declaration.assigns ? assignments : methods)[declaration.name];
         if (named == nullptr) {
             auto &kept = Script::Of(state).methods;
-            named = kept.emplace_back(new Method{owner + "." + declaration.name, {}}).get();
+            named = kept.emplace_back(new Method{owner + "." + declaration.name, type, {}}).get();
             if (declaration.assigns) {
                 SetMember(readers + 1, declaration.name, {nullptr, nullptr, named});
             } else {
-                SetMethod(declaration.name, *named, type);
+                SetMethod(declaration.name, *named);
             }
         }
         named->forms.push_back(MakeForm(Host::Current(), function, type != nullptr));
@@ -91,12 +91,12 @@ class TableMaker {
         lua_rawset(state, table);
     }
 
-    void SetMethod(const std::string &name, Method &method, const Class *type)
+    void SetMethod(const std::string &name, Method &method)
     {
         SetKey(name);
         lua_pushlightuserdata(state, &method);
-        lua_pushlightuserdata(state, const_cast<Class *>(type));
-        lua_pushcclosure(state, type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>, 2);
+        auto call = method.type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>;
+        lua_pushcclosure(state, call, 1);
         lua_rawset(state, readers);
     }
 

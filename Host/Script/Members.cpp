@@ -55,11 +55,7 @@ void FireInLua(Script &script, const void *object, const Event &event)
 {
     lua_State *state = script.current;
     if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("there are too many events in each other");
-    PushExistingProxy(state, object);
-    if (lua_isnil(state, -1)) {
-        lua_pop(state, 1);
-        return;
-    }
+    if (!PushExistingProxy(state, object)) return;
     PushOwnField(state, lua_gettop(state), event.name);
     lua_insert(state, -2);
     Script::Call(state, 1, 0);
@@ -85,10 +81,21 @@ void AssignProperty(lua_State *state, REALobjectStruct *object, const Property &
     if (!Accepts(state, 3, type)) {
         throw Mistake(MemberText(state) + " takes " + type.name + ", not " + NameOfValue(state, 3));
     }
-    Argument value;
-    ToArgument(state, 3, type, value);
-    WriteProperty(object, property, value.word);
+    Owned<REALstringStruct> made;
+    WriteProperty(object, property, ToWord(state, 3, type, made));
     host.exceptions.ThrowPending();
+}
+
+// The string of a plain field is copied while its object holds it: it needs no reference of its own.
+void PushProperty(lua_State *state, REALobjectStruct *object, const Property &property)
+{
+    if (property.type.kind == TypeKind::String && property.IsField()) {
+        PushString(state, reinterpret_cast<REALstringStruct *>(LookAtField(object, property)));
+        return;
+    }
+    Word word = ReadProperty(object, property);
+    Host::Current().exceptions.ThrowPending();
+    PushWord(state, property.type.kind, word);
 }
 
 } // namespace
@@ -97,21 +104,18 @@ int ReadMember(lua_State *state)
 {
     REALobjectStruct *object = SelfOf(state);
     lua_pushvalue(state, 2);
-    lua_rawget(state, lua_upvalueindex(1));
-    if (lua_type(state, -1) == LUA_TLIGHTUSERDATA) {
+    int found = lua_rawget(state, lua_upvalueindex(1));
+    if (found == LUA_TLIGHTUSERDATA) {
         const Member &member = *static_cast<const Member *>(lua_touserdata(state, -1));
         if (member.event != nullptr) {
             PushOwnField(state, 1, member.event->name);
-            return 1;
+        } else {
+            PushProperty(state, object, *member.property);
         }
-        Word word = ReadProperty(object, *member.property);
-        Host::Current().exceptions.ThrowPending();
-        PushWord(state, member.property->type.kind, word);
-        return 1;
+    } else if (found == LUA_TNIL) {
+        if (object == nullptr || KeyText(state) != freeField) throw Mistake("there is no member " + MemberText(state));
+        PushOwnField(state, 1, freeField);
     }
-    if (!lua_isnil(state, -1)) return 1;
-    if (object == nullptr || KeyText(state) != freeField) throw Mistake("there is no member " + MemberText(state));
-    PushOwnField(state, 1, freeField);
     return 1;
 }
 
@@ -149,7 +153,8 @@ const Pointed *Upvalue(lua_State *state, int number)
 
 int CallOnObject(lua_State *state)
 {
-    return CallMethod(state, *Upvalue<Method>(state, 1), CheckObject(state, 1, *Upvalue<Class>(state, 2)), 2);
+    const Method &method = *Upvalue<Method>(state, 1);
+    return CallMethod(state, method, CheckObject(state, 1, *method.type), 2);
 }
 
 int CallWithoutObject(lua_State *state)

@@ -9,7 +9,7 @@ namespace host {
 int ReadMember(lua_State *state);
 int AssignMember(lua_State *state);
 
-// Upvalues: the method, and for the first the class of its object.
+// Upvalue: the method.
 int CallOnObject(lua_State *state);
 int CallWithoutObject(lua_State *state);
 

@@ -20,18 +20,26 @@ Proxy *NewProxy(lua_State *state, const void *metatableKey, const Class *type)
     return proxy;
 }
 
-bool IsNumberWithInteger(lua_State *state, int index)
+// True for a number without a fraction.
+bool HasInteger(lua_State *state, int number)
 {
     int isInteger = 0;
-    if (lua_type(state, index) == LUA_TNUMBER) lua_tointegerx(state, index, &isInteger);
+    lua_tointegerx(state, number, &isInteger);
     return isInteger != 0;
 }
 
-bool IsProxyOf(lua_State *state, int index, const Class *type)
+bool IsString(const Proxy *proxy)
+{
+    return proxy != nullptr && proxy->type == nullptr;
+}
+
+// The living object of that class; null for anything else.
+REALobjectStruct *ToObject(lua_State *state, int index, const Class *type)
 {
     const Proxy *proxy = ToProxy(state, index);
-    return proxy != nullptr && proxy->type != nullptr && type != nullptr && proxy->handle != nullptr &&
-           proxy->type->IsA(*type);
+    if (proxy == nullptr || proxy->type == nullptr || type == nullptr) return nullptr;
+    bool fits = proxy->type == type || proxy->type->IsA(*type);
+    return fits ? static_cast<REALobjectStruct *>(proxy->handle) : nullptr;
 }
 
 bool IsLivingBlock(const Proxy *proxy)
@@ -103,8 +111,7 @@ int ReleaseProxy(lua_State *state)
         Release(static_cast<REALstringStruct *>(handle));
         return 0;
     }
-    PushExistingProxy(state, handle);
-    if (lua_touserdata(state, -1) == proxy) {
+    if (PushExistingProxy(state, handle) && lua_touserdata(state, -1) == proxy) {
         lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
         lua_pushnil(state);
         lua_rawsetp(state, -2, handle);
@@ -130,37 +137,39 @@ int ProxyToString(lua_State *state)
 
 Proxy *ToProxy(lua_State *state, int index)
 {
-    if (lua_type(state, index) != LUA_TUSERDATA || lua_rawlen(state, index) != sizeof(Proxy)) return nullptr;
+    if (lua_rawlen(state, index) != sizeof(Proxy)) return nullptr; // as any light userdata, which points anywhere
     auto proxy = static_cast<Proxy *>(lua_touserdata(state, index));
-    return proxy->mark == &proxyMark ? proxy : nullptr;
+    return proxy != nullptr && proxy->mark == &proxyMark ? proxy : nullptr;
 }
 
 REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
 {
-    if (!IsProxyOf(state, index, &type)) {
+    REALobjectStruct *object = ToObject(state, index, &type);
+    if (object == nullptr) {
         throw Mistake("a living " + type.name + " was expected, not a " + NameOfValue(state, index));
     }
-    return static_cast<REALobjectStruct *>(ToProxy(state, index)->handle);
+    return object;
 }
 
-void PushExistingProxy(lua_State *state, const void *object)
+bool PushExistingProxy(lua_State *state, const void *object)
 {
     lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-    lua_rawgetp(state, -1, object);
+    bool exists = lua_rawgetp(state, -1, object) != LUA_TNIL;
     lua_remove(state, -2);
+    if (!exists) lua_pop(state, 1);
+    return exists;
 }
 
+// A proxy has a reference of its own: while there is no other than the one given, there is no proxy.
 void PushObject(lua_State *state, Owned<REALobjectStruct> object)
 {
-    const Class *type = ClassOf(object.Get(), "an object for the program");
-    if (type == nullptr) {
+    const Value *value = Host::Current().ledger.Find(object.Get(), Kind::Object, "an object for the program");
+    if (value == nullptr) {
         lua_pushnil(state);
         return;
     }
-    PushExistingProxy(state, object.Get());
-    if (!lua_isnil(state, -1)) return;
-    lua_pop(state, 1);
-    Proxy *proxy = NewProxy(state, type, type);
+    if (value->references > 1 && PushExistingProxy(state, object.Get())) return;
+    Proxy *proxy = NewProxy(state, value->type, value->type);
     lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
     lua_pushvalue(state, -2);
     lua_rawsetp(state, -2, object.Get());
@@ -186,53 +195,47 @@ ValueType ResolveType(const Host &host, const Type &type)
 
 bool Accepts(lua_State *state, int index, const ValueType &type)
 {
-    bool isNil = lua_isnil(state, index);
-    const Proxy *proxy = ToProxy(state, index);
-    bool isString = proxy != nullptr && proxy->type == nullptr;
+    int given = lua_type(state, index);
     switch (type.kind) {
     case TypeKind::Boolean:
-        return lua_isboolean(state, index);
+        return given == LUA_TBOOLEAN;
     case TypeKind::Integer:
     case TypeKind::UInt16:
     case TypeKind::UInt32:
-        return IsNumberWithInteger(state, index);
+        return given == LUA_TNUMBER && HasInteger(state, index);
     case TypeKind::String:
-        return isNil || isString || lua_type(state, index) == LUA_TSTRING;
+        return given == LUA_TSTRING || given == LUA_TNIL || IsString(ToProxy(state, index));
     case TypeKind::Ptr:
-        return isNil || lua_islightuserdata(state, index) || IsLivingBlock(proxy);
+        return given == LUA_TNIL || given == LUA_TLIGHTUSERDATA || IsLivingBlock(ToProxy(state, index));
     case TypeKind::Object:
-        return isNil || IsProxyOf(state, index, type.type);
+        return given == LUA_TNIL || ToObject(state, index, type.type) != nullptr;
     case TypeKind::None:
         return false;
     }
     return false;
 }
 
-void ToArgument(lua_State *state, int index, const ValueType &type, Argument &argument)
+Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstringStruct> &made)
 {
-    const Proxy *proxy = ToProxy(state, index);
     switch (type.kind) {
     case TypeKind::Boolean:
-        argument.word = lua_toboolean(state, index);
-        break;
+        return lua_toboolean(state, index);
     case TypeKind::Integer:
     case TypeKind::UInt16:
     case TypeKind::UInt32:
-        argument.word = IntegerInRange(state, index, type);
-        break;
+        return IntegerInRange(state, index, type);
     case TypeKind::String:
-        if (lua_type(state, index) == LUA_TSTRING) argument.string = StringOfLua(state, index);
-        argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : argument.string.Get());
-        break;
+        if (lua_type(state, index) != LUA_TSTRING) break;
+        made = StringOfLua(state, index);
+        return reinterpret_cast<Word>(made.Get());
     case TypeKind::Ptr:
-        argument.word = reinterpret_cast<Word>(PointerOf(state, index));
-        break;
+        return reinterpret_cast<Word>(PointerOf(state, index));
     case TypeKind::Object:
-        argument.word = reinterpret_cast<Word>(proxy != nullptr ? proxy->handle : nullptr);
-        break;
     case TypeKind::None:
         break;
     }
+    const Proxy *proxy = ToProxy(state, index);
+    return proxy != nullptr ? reinterpret_cast<Word>(proxy->handle) : 0;
 }
 
 void PushWord(lua_State *state, TypeKind kind, Word word)
@@ -242,9 +245,13 @@ void PushWord(lua_State *state, TypeKind kind, Word word)
         lua_pushboolean(state, (word & 0xFF) != 0);
         break;
     case TypeKind::Integer:
-    case TypeKind::UInt16:
-    case TypeKind::UInt32:
         lua_pushinteger(state, word);
+        break;
+    case TypeKind::UInt16:
+        lua_pushinteger(state, static_cast<std::uint16_t>(word));
+        break;
+    case TypeKind::UInt32:
+        lua_pushinteger(state, static_cast<std::uint32_t>(word));
         break;
     case TypeKind::String:
         PushString(state, Owned(reinterpret_cast<REALstringStruct *>(word)).Get());
@@ -268,7 +275,7 @@ std::string NameOfValue(lua_State *state, int index)
         return proxy->handle != nullptr || proxy->type == nullptr ? name : "released " + name;
     }
     if (lua_type(state, index) != LUA_TNUMBER) return luaL_typename(state, index);
-    return IsNumberWithInteger(state, index) ? "integer" : "number with a fraction";
+    return HasInteger(state, index) ? "integer" : "number with a fraction";
 }
 
 void SetProxyFunctions(lua_State *state, const std::string &name)

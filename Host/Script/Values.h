@@ -29,8 +29,8 @@ void PushString(lua_State *state, REALstringStruct *string);
 // A proxy of a string; null is a proxy too.
 void PushEncodedString(lua_State *state, Owned<REALstringStruct> string);
 
-// Leaves the proxy of the object on the stack if it has one, else nil.
-void PushExistingProxy(lua_State *state, const void *object);
+// Leaves the proxy of the object on the stack if it has one; false, and nothing on the stack, if it has none.
+bool PushExistingProxy(lua_State *state, const void *object);
 
 void OpenValues(lua_State *state);
 
@@ -48,14 +48,9 @@ ValueType ResolveType(const Host &host, const Type &type);
 // True when the Lua value is of a kind that the type takes; a number may still be out of range.
 bool Accepts(lua_State *state, int index, const ValueType &type);
 
-// An argument or a property's new value, with what has to live as long as it is used.
-struct Argument {
-    Word word = 0;
-    Owned<REALstringStruct> string;
-};
-
-// The value must be one that the type accepts. Throws Mistake for a number out of range.
-void ToArgument(lua_State *state, int index, const ValueType &type, Argument &argument);
+// The value as an argument or a property's new value: it must be one that the type accepts. A string that is made for
+// it is given to `made`, to live as long as the word is used. Throws Mistake for a number out of range.
+Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstringStruct> &made);
 
 // Leaves the value on the stack; the reference of a string or an object is taken over.
 void PushWord(lua_State *state, TypeKind kind, Word word);

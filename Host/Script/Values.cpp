@@ -4,7 +4,7 @@ namespace host {
 namespace {
 
 constexpr char proxyMark = 0;
-constexpr char proxiesKey = 0; // the table of all proxies of objects, by handle; weak
+constexpr char proxiesKey = 0; // the table of all proxies of objects, by handle; weak, and released ones count for none
 constexpr char stringMetatableKey = 0;
 
 // What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
@@ -111,11 +111,6 @@ int ReleaseProxy(lua_State *state)
         Release(static_cast<REALstringStruct *>(handle));
         return 0;
     }
-    if (PushExistingProxy(state, handle) && lua_touserdata(state, -1) == proxy) {
-        lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-        lua_pushnil(state);
-        lua_rawsetp(state, -2, handle);
-    }
     Release(static_cast<REALobjectStruct *>(handle));
     Script::Of(state).host.exceptions.ThrowPending();
     return 0;
@@ -154,10 +149,12 @@ REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
 bool PushExistingProxy(lua_State *state, const void *object)
 {
     lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-    bool exists = lua_rawgetp(state, -1, object) != LUA_TNIL;
+    lua_rawgetp(state, -1, object);
     lua_remove(state, -2);
-    if (!exists) lua_pop(state, 1);
-    return exists;
+    auto proxy = static_cast<const Proxy *>(lua_touserdata(state, -1));
+    bool lives = proxy != nullptr && proxy->handle != nullptr;
+    if (!lives) lua_pop(state, 1);
+    return lives;
 }
 
 // A proxy has a reference of its own: while there is no other than the one given, there is no proxy.

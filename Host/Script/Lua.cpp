@@ -157,7 +157,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words)
     *static_cast<Script **>(lua_getextraspace(current)) = this;
     luaL_openlibs(current);
     lua_gc(current, LUA_GCGEN, 0, 0); // as Lua's own program: what a program receives mostly dies young
-    lua_warning(current, "@on", 0); // an exception in a destructor that the collector runs
+    lua_warning(current, "@on", 0);   // an exception in a destructor that the collector runs
     OpenErrors(current);
     OpenClasses(current);
     OpenHostModule(current);

@@ -19,9 +19,7 @@ using Lines = std::vector<std::string>;
 struct Entry : addrinfo {
     Entry(int family, int port) : addrinfo{0, family, 0, 0, 16, &address.any, nullptr, nullptr}
     {
-        bool debugging = std::exchange(gDebugging, false);
         SetLoopbackSocketAddress(family, address, port);
-        gDebugging = debugging;
         if (family == AF_INET6) ai_addrlen = sizeof address;
     }
     Entry(const Entry &) = delete;

@@ -1,32 +1,21 @@
 // Byte views, memory blocks and the guard that releases them.
-#include "Host/Runtime/Host.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbMemoryBlock.h"
 #include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <optional>
 
 using String = host::Owned<REALstringStruct>;
 using Object = host::Owned<REALobjectStruct>;
 
 namespace {
 
-class Data : public testing::Test {
-  protected:
-    void StartHost(const host::Options &options = {})
-    {
-        running.emplace(options);
-        running->Start(REALPluginMain);
-    }
-    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
-    std::optional<host::Host> running;
-};
+class Data : public OnHost {};
 
 REALmemoryBlockStruct *Block(const Object &object)
 {
@@ -64,15 +53,9 @@ TEST_F(Data, AViewOfABlockNeverReachesPastItsEnd)
         std::uint64_t offset, length, size;
     };
     constexpr std::uint64_t kMost = ~std::uint64_t{0};
-    for (Row row : {Row{0, 0, 10},
-                    {0, 4, 4},
-                    {0, 11, 10},
-                    {4, 0, 6},
-                    {4, 100, 6},
-                    {10, 0, 0},
-                    {11, 3, 0},
-                    {kMost, kMost, 0},
-                    {1, kMost, 9}}) {
+    const Row rows[] = {{0, 0, 10}, {0, 4, 4},  {0, 11, 10},   {4, 0, 6},        {4, 100, 6},
+                        {10, 0, 0}, {11, 3, 0}, {1, kMost, 9}, {kMost, kMost, 0}};
+    for (Row row : rows) {
         rbData view(Block(block), row.offset, row.length);
         EXPECT_EQ(view.size, row.size) << row.offset << ", " << row.length;
     }

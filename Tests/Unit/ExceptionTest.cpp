@@ -1,8 +1,7 @@
 // What programs are told of failures.
 #include "Source/Utility/rbException.h"
 
-#include "Host/Runtime/Host.h"
-#include "Source/SDK/GlueCode/PluginMain.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -11,15 +10,8 @@
 
 namespace {
 
-class Exceptions : public testing::Test {
+class Exceptions : public OnHost {
   protected:
-    void StartHost(const host::Options &options = {})
-    {
-        running.emplace(options);
-        running->Start(REALPluginMain);
-    }
-    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
-
     // What the body raises, as "Class: message".
     std::string Raised(const std::function<void()> &body)
     {
@@ -27,7 +19,6 @@ class Exceptions : public testing::Test {
         host::Owned<REALobjectStruct> taken(running->exceptions.TakePending());
         return taken.Get() != nullptr ? running->exceptions.Raised().back().Text() : "nothing";
     }
-    std::optional<host::Host> running;
 };
 
 struct SilentRange : std::out_of_range {

@@ -2,18 +2,13 @@
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Host/Runtime/Host.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
-#include "Source/Utility/rbDebug.h"
-#include "Tests/Unit/LogCapture.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
-#include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -161,34 +156,6 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     SetKeepAlive(tcp);
     EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
     close(tcp);
-}
-
-TEST(SocketUtil, TracesAppearWithTheSwitchAlone)
-{
-    auto run = [] {
-        sockaddr_union record;
-        ParseSocketAddress(AF_INET6, record, "localhost", 80);
-        SetAnySocketAddress(AF_INET, record, 81);
-        MarkIPv6andIPv4(-1);
-        SetKeepAlive(-1);
-        gai_errorstring(EAI_SERVICE);
-    };
-    EXPECT_EQ(CaptureLog(run), std::vector<std::string>());
-    gDebugging = true;
-    std::vector<std::string> lines = {"inet_pton AF_INET6 0",
-                                      "inet_pton AF_INET 0",
-                                      "SetLoopbackSocketAddress 80",
-                                      "SetLoopbackSocketAddressIPv6 80",
-                                      "SetAnySocketAddress 81",
-                                      "SetAnySocketAddressIPv4 81",
-                                      "setsockopt with IPV6_V6ONLY 9",
-                                      "error message Bad file descriptor",
-                                      "SetKeepAlive -1",
-                                      "setsockopt for keep alive 9"};
-    lines.push_back(std::string("error message ") + gai_strerror(EAI_SERVICE));
-    for (std::string &line : lines)
-        line = "VYN Debug: " + line;
-    EXPECT_EQ(CaptureLog(run), lines);
 }
 
 TEST(SocketUtil, WideTextBecomesUTF8AndTheHostStringIsReleased)

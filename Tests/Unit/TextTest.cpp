@@ -1,11 +1,10 @@
 // Host strings built and read back, in every encoding and on every host.
-#include "Host/Runtime/Host.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 #include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -17,17 +16,7 @@ using String = host::Owned<REALstringStruct>;
 
 namespace {
 
-// A host with the library on it; checks at the end that nothing leaked.
-class Text : public testing::Test {
-  protected:
-    void StartHost(const host::Options &options = {})
-    {
-        running.emplace(options);
-        running->Start(REALPluginMain);
-    }
-    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
-    std::optional<host::Host> running;
-};
+class Text : public OnHost {};
 
 std::string_view Bytes(const String &string)
 {

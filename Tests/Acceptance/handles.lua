@@ -102,3 +102,33 @@ for _, row in ipairs(kinds) do
   end)
 end
 os.remove(sparse)
+
+-- What was closed is not touched again, whoever has its number by then.
+support.balanced("closing twice", function()
+  local socket = RAWSocketVYN(2, 2, 17)
+  local number = socket.Handle
+  socket:Close()
+  local other = host.open("/dev/null", "r+")
+  support.equal(other, number, "the number is used again")
+  socket:Close()
+  socket = nil
+  collectgarbage()
+  assert(host.isOpen(other), "the other owner's descriptor is closed")
+  host.close(other)
+end)
+
+-- A poll of what hangs up, is shut or closed comes back at once, every time.
+support.balanced("polls without end", function()
+  local socket = UDPSocketVYN()
+  local mine = socket.Handle
+  local hungUp, writeEnd = host.pipe()
+  host.close(writeEnd)
+  for _, handle in ipairs({ mine, connected.Handle, hungUp, 901, -1 }) do
+    socket.Handle = handle
+    for _ = 1, 10000 do
+      socket:Poll()
+    end
+  end
+  socket.Handle = mine
+  host.close(hungUp)
+end)

@@ -21,6 +21,29 @@ def vynhost(*arguments, program=None, given="", **environment):
     return run.returncode, run.stdout, run.stderr
 
 
+class Descriptors(unittest.TestCase):
+    def test_sockets_stay_with_the_program(self):
+        # With standard input closed the first socket would get number 0, which means none.
+        program = """
+            local listener, client = RAWSocketVYN(2, 1, 6), RAWSocketVYN(2, 1, 6)
+            local udp = UDPSocketVYN()
+            listener:Bind(0, "127.0.0.1")
+            listener:Listen(1)
+            assert(client:Connect("127.0.0.1", listener.LocalPort))
+            local peer = listener:Accept()
+            for _, socket in ipairs({ listener, client, udp, peer }) do assert(socket.Handle > 0) end
+            local child = io.popen("ls -l /proc/self/fd")
+            assert(not child:read("a"):find("socket:"), "a child has a socket")
+            child:close()
+        """
+        with tempfile.NamedTemporaryFile("w", suffix=".lua") as file:
+            file.write(program)
+            file.flush()
+            command = ["sh", "-c", '"$@" <&-', "sh", *EMULATOR, HOST, file.name]
+            run = subprocess.run(command, capture_output=True, text=True, timeout=60)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+
 class Description(unittest.TestCase):
     def test_lists_every_member_in_order(self):
         with open(os.path.join(HERE, "members.txt"), encoding="utf-8") as file:

@@ -1,7 +1,5 @@
 // Resolving and connecting, over loopback and with answers of the resolver that the tests write.
 #include "Libs/shared/Socket/SocketUtil.h"
-#include "Source/Utility/rbDebug.h"
-#include "Tests/Unit/LogCapture.h"
 
 #include <cstring>
 #include <dirent.h>
@@ -211,39 +209,4 @@ TEST(Connect, ResolverIsAskedForBothFamiliesOfTypeAndProtocol)
     EXPECT_EQ(hintsGiven.ai_protocol, IPPROTO_UDP);
     EXPECT_EQ(hintsGiven.ai_family, AF_UNSPEC);
     EXPECT_EQ(hintsGiven.ai_flags, 0);
-}
-
-TEST(Connect, EveryKindOfEntryHasItsNameInTheLog)
-{
-    const struct {
-        int family, type, protocol;
-        Lines names;
-    } rows[] = {
-        // clang-format off
-        {10, 0, 0,  {"Family: AF_INET6 (IPv6):  ::1", "port 9", "Socket type: Unspecified", "Protocol: Unspecified"}},
-        {0,  1, 6,  {"Family: Unspecified", "Socket type: SOCK_STREAM (stream)", "Protocol: IPPROTO_TCP (TCP)"}},
-        {0,  2, 17, {"Family: Unspecified", "Socket type: SOCK_DGRAM (datagram)", "Protocol: IPPROTO_UDP (UDP)"}},
-        {0,  3, 1,  {"Family: Unspecified", "Socket type: SOCK_RAW (raw)", "Protocol:  1"}},
-        {0,  4, 0,  {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
-        {1,  5, 0,  {"Other  1", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
-        {1,  6, 0,  {"Other  1", "Socket type:  6", "Protocol: Unspecified"}},
-        // clang-format on
-    };
-    gDebugging = true;
-    LogAddInfo(nullptr);
-    for (const auto &row : rows) {
-        Entry entry(row.family, 9);
-        char name[] = "host.name";
-        entry.ai_flags = 1;
-        entry.ai_socktype = row.type;
-        entry.ai_protocol = row.protocol;
-        entry.ai_canonname = name;
-        Lines expected = {"Flags:  1"};
-        expected.insert(expected.end(), row.names.begin(), row.names.end());
-        expected.push_back("Length of this sockaddr:  " + std::to_string(entry.ai_addrlen));
-        expected.push_back("Canonical name:  host.name");
-        for (std::string &line : expected)
-            line = "VYN Debug: " + line;
-        EXPECT_EQ(CaptureLog([&] { LogAddInfo(&entry); }), expected);
-    }
 }

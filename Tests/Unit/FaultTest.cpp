@@ -121,3 +121,31 @@ TEST(Faults, EverySystemCallFailingInTurn)
     EXPECT_GT(total, 50);
     std::printf("system calls failed: %ld\n", total);
 }
+
+// Empty for the query, and there for the receive: the datagram waits for the next Read, whole.
+TEST(Faults, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
+{
+    host::Host host;
+    host.Start(REALPluginMain);
+    {
+        static host::Owned<REALobjectStruct> socket;
+        socket = host::Owned(host.New("UDPSocketVYN"));
+        static host::Owned<REALstringStruct> text(host::NewString("127.0.0.1"));
+        host.Call<void>(socket.Get(), "Bind(Port as Integer, IP as String)", 0, text.Get());
+        faults::afterQuery = [] {
+            host::Host::Current().Call<long>(
+                socket.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer", text.Get(),
+                text.Get(), host::Host::Current().Get<long>(socket.Get(), "LocalPort"));
+        };
+        for (const char *wanted : {"", "127.0.0.1", ""}) {
+            host::Owned datagram(
+                host.Call<REALobjectStruct *>(socket.Get(), "Read(peek as Boolean) as DatagramVYN", false));
+            host::Owned<REALstringStruct> data(
+                datagram.Get() == nullptr ? nullptr : host.Get<REALstringStruct *>(datagram.Get(), "Data"));
+            EXPECT_EQ(host::BytesOf(data.Get()), wanted);
+        }
+        socket = decltype(socket)();
+        text = decltype(text)();
+    }
+    EXPECT_EQ(host.Complaints(), "");
+}

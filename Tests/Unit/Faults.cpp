@@ -9,6 +9,7 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 // Every library of the process is to find these, not only this program.
 #pragma GCC visibility push(default)
@@ -52,6 +53,8 @@ void *Find(void *&found, const char *name)
 }
 
 } // namespace
+
+void (*faults::afterQuery)() = nullptr;
 
 void faults::FailAllocation(long nth, bool andAllLater)
 {
@@ -109,7 +112,9 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
     if (CallFails("ioctl")) return -1;
-    return reinterpret_cast<int (*)(int, unsigned long, void *)>(Find(next, "ioctl"))(fd, request, argument);
+    int result = reinterpret_cast<int (*)(int, unsigned long, void *)>(Find(next, "ioctl"))(fd, request, argument);
+    if (auto happens = std::exchange(faults::afterQuery, nullptr)) happens();
+    return result;
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -19,4 +19,7 @@ void FailCall(long nth, int error);
 // The name of the call that failed since the last FailCall; null while none has.
 const char *FailedCall();
 
+// Runs once, right after the next ioctl: what happens between a size query and the receive.
+extern void (*afterQuery)();
+
 } // namespace faults

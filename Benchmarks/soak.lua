@@ -8,7 +8,7 @@
 -- lost, nothing was wrong, each burst was told as sent once, and neither references nor memory grew after the warm-up.
 
 local COUNT = math.tointeger(tonumber((...) or 10000000)) or error("usage: soak.lua [COUNT]", 0)
-local WARM_UP = math.min(COUNT // 2, 500000) -- the host keeps what was released for a while
+local WARM_UP = math.min(COUNT // 2, 2000000) -- the host keeps what was released for a while
 local SMALL, LARGEST, IN_FLIGHT = 200, 65507, 200
 local GROWTH_ALLOWED = 1024 -- KiB of pages; a byte that leaks a datagram makes 10 times as much in a full run
 

@@ -68,13 +68,16 @@ __attribute__((target("avx2"))) static __m256i Load256(const char *data)
 
 __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t count)
 {
-    constexpr std::size_t kStep = 128;
+    constexpr std::size_t kVector = 32, kStep = 4 * kVector;
     for (; count >= kStep; data += kStep, count -= kStep) {
         __m256i first = _mm256_or_si256(Load256(data), Load256(data + 32));
         __m256i second = _mm256_or_si256(Load256(data + 64), Load256(data + 96));
         if (_mm256_movemask_epi8(_mm256_or_si256(first, second)) != 0) return false;
     }
-    return IsASCIISSE2(data, count);
+    for (; count >= kVector; data += kVector, count -= kVector) {
+        if (_mm256_movemask_epi8(Load256(data)) != 0) return false;
+    }
+    return IsASCIIPortable(data, count);
 }
 
 static auto ChooseForm()

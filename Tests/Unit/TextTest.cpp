@@ -176,7 +176,7 @@ TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
 TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
 {
     StartHost();
-    REALPluginMain(+[](const char *name) -> void * {
+    gHostResolver = [](const char *name) -> void * {
         if (name == "PluginGetStringData"s)
             return reinterpret_cast<void *>(+[](REALstringStruct *, unsigned int, REALstringData *data) {
                 data->data = "ab!!";
@@ -185,7 +185,7 @@ TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
             });
         if (name == "PluginDisposeStringData"s) return reinterpret_cast<void *>(+[](REALstringData *) {});
         return host::Resolve(name);
-    });
+    };
     String source(host::NewString("\xE9", kEncodingLatin1));
     rbText text(source.Get());
     EXPECT_STREQ(text.GetWindows(), "ab");

@@ -116,7 +116,7 @@ static auto ChooseForm()
 
 bool IsASCII(const char *data, unsigned long count)
 {
-    constexpr unsigned long kShort = 64; // below that the wide forms have no whole step
+    constexpr unsigned long kShort = 64; // below that the choice of a form costs more than it saves
     if (count < kShort) return IsASCIIPortable(data, count);
     static constinit decltype(ChooseForm()) form = nullptr;
     if (form == nullptr) form = ChooseForm();

@@ -63,6 +63,26 @@ void ExpectValuesKept(Handle *array, Element smallest, Element greatest)
     ReleaseArray(array);
 }
 
+// An array of objects of any class keeps what is set, appended and inserted.
+template <typename Element, typename Handle>
+void ExpectObjectsKept(Handle *array, const host::Owned<REALobjectStruct> &object)
+{
+    ASSERT_NE(array, nullptr);
+    auto element = reinterpret_cast<Element>(object.Get());
+    if constexpr (requires { REALSetArrayValue(array, 0, element); }) REALSetArrayValue(array, 0, element);
+    REALAppendArrayValue(array, element);
+    REALInsertArrayValue(array, 1, element);
+    EXPECT_EQ(REALGetArrayUBound(array), 2);
+    for (long index : {1L, 2L}) {
+        Element found = nullptr;
+        REALGetArrayValue(array, index, &found);
+        EXPECT_EQ(host::Owned(reinterpret_cast<REALobjectStruct *>(found)).Get(), object.Get());
+    }
+    EXPECT_EQ(GetArrayBasePointer(array) != nullptr, Array::GetParam().direct);
+    ReleaseArray(array);
+    EXPECT_EQ(REALGetArrayUBound(static_cast<Handle *>(nullptr)), -1);
+}
+
 template <typename Element, typename Handle>
 void ExpectNumbersKept(Handle *array)
 {
@@ -86,14 +106,52 @@ TEST_P(Array, ElementsOfEveryWidthKeepTheirValues)
     ExpectNumbersKept<double>(REALCreateArrayDouble(2));
     ExpectValuesKept<signed char>(REALCreateArrayBoolean(2), 0, 1);
 
-    _REALarrayUInt8 *bytes = REALCreateArrayUInt8(2); // bytes can be set, and read through their address alone
-    REALSetArrayValue(bytes, 1, std::uint8_t(200));
-    REALInsertArrayValue(bytes, 0, std::uint8_t(1));
-    ASSERT_EQ(GetArrayBasePointer(bytes) != nullptr, GetParam().direct);
-    if (GetParam().direct) {
-        EXPECT_EQ(GetArrayBasePointer(bytes)[2], 200);
-    }
-    ReleaseArray(bytes);
+    // Bytes can be set, and read through their address alone.
+    auto checkBytes = [](auto *bytes, auto value) {
+        REALSetArrayValue(bytes, 1, value);
+        REALInsertArrayValue(bytes, 0, value);
+        REALAppendArrayValue(bytes, value);
+        EXPECT_EQ(REALGetArrayUBound(bytes), 4);
+        ASSERT_EQ(GetArrayBasePointer(bytes) != nullptr, GetParam().direct);
+        if (GetParam().direct) {
+            EXPECT_EQ(GetArrayBasePointer(bytes)[2], value);
+        }
+        ReleaseArray(bytes);
+    };
+    checkBytes(REALCreateArrayUInt8(2), std::uint8_t(200));
+    checkBytes(REALCreateArrayInt8(2), std::int8_t(-100));
+}
+
+// Colours, currencies and texts come from the host; there is no operation that sets one.
+TEST_P(Array, ElementsThatAreOnlyReadComeAsTheHostHasThem)
+{
+    auto colors = static_cast<_REALarrayColor *>(REALCreateArray(18, 1));
+    auto amounts = static_cast<_REALarrayCurrency *>(REALCreateArray(19, 1));
+    REALSetArrayValueColor(colors, 1, 0xFF8000U);
+    REALSetArrayValueCurrency(amounts, 1, -12345L);
+    std::uint32_t color = 0;
+    std::int64_t amount = 0;
+    REALGetArrayValue(colors, 1, &color);
+    REALGetArrayValue(amounts, 1, &amount);
+    EXPECT_EQ(color, 0xFF8000U);
+    EXPECT_EQ(amount, -12345);
+    EXPECT_EQ(REALGetArrayUBound(colors) + REALGetArrayUBound(amounts), 2);
+    EXPECT_EQ(GetArrayBasePointer(colors) != nullptr && GetArrayBasePointer(amounts) != nullptr, GetParam().direct);
+    ReleaseArray(colors);
+    ReleaseArray(amounts);
+
+    _REALarrayText *texts = REALCreateArrayText(-1);
+    RuntimeText *text = host::NewText("text");
+    REALAppendArrayValue(texts, text);
+    EXPECT_EQ(REALGetArrayUBound(texts), 0);
+    EXPECT_EQ(GetArrayBasePointer(texts) != nullptr && *GetArrayBasePointer(texts) == text, GetParam().direct);
+    ReleaseArray(texts);
+    host::Release(text);
+
+    auto pointers = reinterpret_cast<_REALarrayPtr *>(REALCreateArrayObject(3));
+    EXPECT_EQ(REALGetArrayUBound(pointers), 3);
+    EXPECT_EQ(GetArrayBasePointer(pointers) != nullptr, GetParam().direct);
+    ReleaseArray(pointers);
 }
 
 TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
@@ -113,12 +171,11 @@ TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
     ReleaseArray(strings);
 
     host::Owned block(host::NewMemoryBlock("abc", 3));
-    _REALarrayMemoryBlock *blocks = REALCreateArrayMemoryBlock(-1);
-    REALAppendArrayValue(blocks, AsMemoryBlock(block.Get()));
-    REALmemoryBlockStruct *found = nullptr;
-    REALGetArrayValue(blocks, 0, &found);
-    EXPECT_EQ(host::Owned(AsObject(found)).Get(), block.Get());
-    ReleaseArray(blocks);
+    ExpectObjectsKept<REALmemoryBlockStruct *>(REALCreateArrayMemoryBlock(0), block);
+    ExpectObjectsKept<REALfolderItemStruct *>(REALCreateArrayFolderItem(0), block);
+    ExpectObjectsKept<_REALdictionary *>(REALCreateArrayDictionary(0), block);
+    ExpectObjectsKept<_REALdate *>(REALCreateArrayDate(0), block);
+    ExpectObjectsKept<_REALdateTime *>(REALCreateArrayDateTime(0), block);
 
     _REALarrayObject *objects = REALCreateArrayObject(0);
     REALSetArrayValue(objects, 0, block.Get());

@@ -1,5 +1,7 @@
 // Resolving and connecting, over loopback and with answers of the resolver that the tests write.
 #include "Libs/shared/Socket/SocketUtil.h"
+#include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/LogCapture.h"
 
 #include <cstring>
 #include <dirent.h>
@@ -209,4 +211,50 @@ TEST(Connect, ResolverIsAskedForBothFamiliesOfTypeAndProtocol)
     EXPECT_EQ(hintsGiven.ai_protocol, IPPROTO_UDP);
     EXPECT_EQ(hintsGiven.ai_family, AF_UNSPEC);
     EXPECT_EQ(hintsGiven.ai_flags, 0);
+}
+
+TEST(Connect, TheLogTellsEachAddressOfTheAnswer)
+{
+    struct {
+        int family, type, protocol;
+        Lines told; // of family, socket type and protocol
+    } const rows[] = {
+        {AF_INET,
+         SOCK_STREAM,
+         IPPROTO_TCP,
+         {"Family: AF_INET (IPv4) 127.0.0.1", "port 7", "Socket type: SOCK_STREAM (stream)",
+          "Protocol: IPPROTO_TCP (TCP)"}},
+        {AF_INET6,
+         SOCK_DGRAM,
+         IPPROTO_UDP,
+         {"Family: AF_INET6 (IPv6):  ::1", "port 7", "Socket type: SOCK_DGRAM (datagram)",
+          "Protocol: IPPROTO_UDP (UDP)"}},
+        {AF_UNSPEC, 0, 0, {"Family: Unspecified", "Socket type: Unspecified", "Protocol: Unspecified"}},
+        {AF_UNIX, SOCK_RAW, 255, {"Other  1", "Socket type: SOCK_RAW (raw)", "Protocol:  255"}},
+        {AF_UNSPEC,
+         SOCK_RDM,
+         0,
+         {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
+        {AF_UNSPEC,
+         SOCK_SEQPACKET,
+         0,
+         {"Family: Unspecified", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
+        {AF_UNSPEC, 77, 0, {"Family: Unspecified", "Socket type:  77", "Protocol: Unspecified"}},
+    };
+    char name[] = "host";
+    gDebugging = true;
+    for (const auto &row : rows) {
+        Entry entry(row.family, 7);
+        entry.ai_family = row.family;
+        entry.ai_socktype = row.type;
+        entry.ai_protocol = row.protocol;
+        entry.ai_flags = 3;
+        entry.ai_canonname = name;
+        Lines wanted = {"VYN Debug: Flags:  3"};
+        for (const std::string &line : row.told)
+            wanted.push_back("VYN Debug: " + line);
+        wanted.push_back("VYN Debug: Length of this sockaddr:  " + std::to_string(entry.ai_addrlen));
+        wanted.push_back("VYN Debug: Canonical name:  host");
+        EXPECT_EQ(CaptureLog([&] { LogAddInfo(&entry); }), wanted);
+    }
 }

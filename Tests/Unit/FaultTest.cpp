@@ -9,8 +9,16 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <netdb.h>
+#include <sys/socket.h>
+#include <utility>
 
 namespace {
+
+// Switches the log of the next hosts on or off: what it costs and calls changes nothing of what a program sees.
+void UseLog(bool on)
+{
+    setenv("VYNDEBUG", on ? "1" : "", 1);
+}
 
 // The scenario in a host of its own, with something to fail before each step and something to look at after
 // it. Answers what is wrong afterwards.
@@ -77,6 +85,7 @@ TEST(Faults, EveryAllocationFailingInTurn)
     // A resolver that gets no memory for its first look-up keeps its lock for ever (glibc 2.36).
     gethostbyname("localhost");
     for (bool andAllLater : {false, true}) {
+        UseLog(!andAllLater);
         long count = Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string wrong = RunScenario([&] { faults::FailAllocation(nth, andAllLater); },
@@ -93,7 +102,9 @@ TEST(Faults, EverySystemCallFailingInTurn)
     long total = 0;
     std::vector<int> errors = {ENOBUFS, EINTR, EAGAIN, EMFILE, ENOMEM, ECONNREFUSED, EHOSTUNREACH, EPERM, EINVAL};
     if (Emulated()) errors.resize(3);
+    bool logged = false;
     for (int error : errors) {
+        UseLog(logged = !logged);
         total += Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string place;
@@ -120,6 +131,35 @@ TEST(Faults, EverySystemCallFailingInTurn)
     }
     EXPECT_GT(total, 50);
     std::printf("system calls failed: %ld\n", total);
+}
+
+TEST(Faults, ARawSocketThatCannotBeMadeSaysWhy)
+{
+    host::Host host;
+    host.Start(REALPluginMain);
+    const std::pair<int, const char *> rows[] = {
+        {EPROTOTYPE, "The socket type is not supported by the protocol."},
+        {EOPNOTSUPP, "Operation not supported on socket."},
+        {EAFNOSUPPORT, "The specified address family is not supported."},
+        {ENOBUFS, "Insufficient buffer space is available.  The socket cannot be created until sufficient resources "
+                  "are freed."},
+        {EPROTONOSUPPORT, "The protocol type or the specified protocol is not supported within this domain."},
+        {EACCES, "Permission to create a socket of the specified type and/or protocol is denied."},
+        {ENFILE, "The system file table is full."},
+        {EMFILE, "The per-process descriptor table is full."},
+        {ENOMEM, "Insufficient memory was available to fulfill the request."},
+        {EPERM, "Failed to create socket!"},
+    };
+    for (auto [error, message] : rows) {
+        faults::FailCall(1, error);
+        try {
+            host::Owned made(host.New("RAWSocketVYN", AF_INET, SOCK_STREAM, 0));
+            ADD_FAILURE() << "made in spite of " << error;
+        } catch (const host::Exception &exception) {
+            EXPECT_EQ(exception.Text(), std::string("UnsupportedOperationException: ") + message);
+        }
+    }
+    EXPECT_EQ(host.Complaints(), "");
 }
 
 // Empty for the query, and there for the receive: the datagram waits for the next Read, whole.

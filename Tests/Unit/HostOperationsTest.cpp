@@ -4,6 +4,7 @@
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Tests/Unit/Scenario.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
@@ -102,50 +103,18 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
     EXPECT_STREQ(REALGetStringContents(string, nullptr), "text");
 }
 
-TEST_F(HostOperations, ElementsGoThroughTheProcedureOfTheArray)
+TEST_F(HostOperations, ABooleanElementIsInTheLowByteOfTheAnswer)
 {
     int array = 0;
-    long out = 5;
-    REALGetArrayValueInteger(&array, 3, &out); // no entry: nothing happens
-    REALSetArrayValueInteger(&array, 3, 42);
-    EXPECT_EQ(out, 5);
-
-    Provide(
-        "PluginIntegerArrayGetProc", +[](void *, long, long *) {
-            return +[](void *, long index) {
-                seen.push_back(index);
-                return index * 10;
-            };
-        });
-    REALGetArrayValueInteger(&array, 3, nullptr);
-    EXPECT_TRUE(seen.empty());
-    REALGetArrayValueInteger(&array, 3, &out);
-    EXPECT_EQ(out, 30);
-
-    // Setting hands the value over before the index, inserting after it.
-    seen.clear();
-    Provide(
-        "PluginIntegerArraySetProc", +[](void *, long, long) {
-            return +[](void *, long first, long second) { seen = {first, second}; };
-        });
-    REALSetArrayValueInteger(&array, 3, 42);
-    EXPECT_EQ(seen, (std::vector<long>{42, 3}));
-    Provide(
-        "PluginIntegerArrayInsertProc", +[](void *, long, long) {
-            return +[](void *, long first, long second) { seen = {first, second}; };
-        });
-    REALInsertArrayValueInteger(&array, 3, 42);
-    EXPECT_EQ(seen, (std::vector<long>{3, 42}));
-
     bool flag = true;
     Provide(
         "PluginBooleanArrayGetProc", +[](void *, long, bool *) { return +[](void *, long) { return answer; }; });
-    answer = 0x100;
-    REALGetArrayValueBoolean(&array, 0, &flag);
-    EXPECT_FALSE(flag);
-    answer = 0x80;
-    REALGetArrayValueBoolean(&array, 0, &flag);
-    EXPECT_TRUE(flag);
+    REALGetArrayValueBoolean(&array, 0, nullptr);
+    for (auto [given, expected] : {std::pair(0x100UL, false), {0x80, true}}) {
+        answer = given;
+        REALGetArrayValueBoolean(&array, 0, &flag);
+        EXPECT_EQ(flag, expected);
+    }
 }
 
 TEST_F(HostOperations, TheEventTokenStandsOneRecordFurtherWithTheOldestSDK)
@@ -176,6 +145,35 @@ TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)
         });
     EXPECT_EQ(REALCallFunctionWithExceptionHandler(function, &runs), AnyHandle<REALobjectStruct>(16));
     EXPECT_EQ(runs, 2);
+}
+
+TEST_F(HostOperations, ShortFormsGoToTheFullOnes)
+{
+    EXPECT_EQ(REALBuildString("text", 4, 5), nullptr);
+    EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(8)), nullptr);
+    bool value = true;
+    EXPECT_FALSE(REALGetPropValueBoolean(nullptr, "On", &value));
+    EXPECT_TRUE(value); // untouched
+
+    Provide(
+        "REALBuildStringWithEncoding", +[](const char *bytes, int count, unsigned int encoding) {
+            return AnyHandle<REALstringStruct>(std::strlen(bytes) * 100 + static_cast<unsigned int>(count) + encoding);
+        });
+    EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(409));
+    Provide(
+        "CreateInstance", +[](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
+    EXPECT_EQ(REALnewInstance(static_cast<REALclassRefStruct *>(nullptr)), nullptr);
+    EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(8)), AnyHandle<REALobjectStruct>(16));
+    Provide(
+        "REALGetPropValueBool", +[](REALobjectStruct *, const char *, unsigned char *byte) {
+            *byte = static_cast<unsigned char>(answer);
+            return answer;
+        });
+    for (unsigned long given : {0x100UL, 2UL}) {
+        answer = given;
+        EXPECT_EQ(REALGetPropValueBoolean(nullptr, "On", &value), given == 2);
+        EXPECT_EQ(value, given == 2);
+    }
 }
 
 TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)
@@ -277,6 +275,58 @@ void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Resu
     EXPECT_EQ(reached, 1);
 }
 
+// The host's procedures for arrays of one element type, and what they were given.
+template <typename Element>
+struct Procedures {
+    static inline int array;
+    static inline std::vector<std::pair<long, Element>> moved;
+
+    static Element Get(void *of, long index)
+    {
+        EXPECT_EQ(of, &array);
+        return moved.at(static_cast<std::size_t>(index)).second;
+    }
+    static void Set(void *of, Element value, long index)
+    {
+        EXPECT_EQ(of, &array);
+        moved.emplace_back(index, value);
+    }
+    static void Insert(void *of, long index, Element value) { Set(of, value, index); }
+};
+
+// An element set and inserted goes to the host, and comes from it; without the entries nothing happens.
+template <typename Element>
+void CheckElements(const std::string &type, void (*get)(void *, long, Element *), void (*set)(void *, long, Element),
+                   void (*insert)(void *, long, Element))
+{
+    SCOPED_TRACE(type);
+    using Host = Procedures<Element>;
+    Host::moved.clear();
+    entries.clear();
+    const auto first = Numbered<Element>(3), second = Numbered<Element>(0);
+    Element out = first;
+    std::vector<std::pair<long, Element>> wanted;
+    for (bool offered : {false, true}) {
+        if (offered) {
+            auto offer = [&](const char *end, auto entry) { Provide(("Plugin" + type + end).c_str(), entry); };
+            offer(
+                "ArrayGetProc", +[](void *, long, Element *) { return &Host::Get; });
+            offer(
+                "ArraySetProc", +[](void *, long, Element) { return &Host::Set; });
+            offer(
+                "ArrayInsertProc", +[](void *, long, Element) { return &Host::Insert; });
+            wanted = {{5, first}, {6, second}};
+            if (insert == nullptr) wanted.pop_back();
+        }
+        set(&Host::array, 5, first);
+        if (insert != nullptr) insert(&Host::array, 6, second);
+        EXPECT_EQ(Host::moved, wanted);
+        out = second;
+        get(&Host::array, 0, &out);
+        EXPECT_EQ(out, offered ? first : second);
+    }
+}
+
 } // namespace
 
 TEST_F(HostOperations, EveryRowHandsItsArgumentsOverAndItsAnswerBack)
@@ -293,8 +343,10 @@ TEST_F(HostOperations, EveryRowHandsItsArgumentsOverAndItsAnswerBack)
 #define HOST_YES_NO_WORD_AS HOST_YES_NO_AS
 #define HOST_YES_NO_WORD HOST_YES_NO
 #define HOST_ENTRY(result, operation, parameters, entry)
-#define HOST_ARRAY_FIXED(type, element)
-#define HOST_ARRAY_ELEMENT(type, element)
+#define HOST_ARRAY_FIXED(type, element)                                                                                \
+    CheckElements<element>(#type, REALGetArrayValue##type, REALSetArrayValue##type, nullptr);
+#define HOST_ARRAY_ELEMENT(type, element)                                                                              \
+    CheckElements<element>(#type, REALGetArrayValue##type, REALSetArrayValue##type, REALInsertArrayValue##type);
 #include "Source/SDK/GlueCode/HostOperations.inc"
 #include "Source/SDK/GlueCode/HostOperationsEnd.inc"
 }

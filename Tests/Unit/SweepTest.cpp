@@ -3,6 +3,7 @@
 #include "Tests/Unit/Scenario.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -36,8 +37,9 @@ std::string RunScenario(const host::Options &options, long failingCall = 0, bool
 }
 
 // What differs from what the scenario should see.
-std::string Differences(const host::Options &options)
+std::string Differences(const host::Options &options, bool logged = false)
 {
+    setenv("VYNDEBUG", logged ? "1" : "", 1);
     std::string wrong;
     host::Host host(options);
     host.Start(REALPluginMain);
@@ -67,8 +69,10 @@ std::vector<std::string> EntryNames()
 
 TEST(Sweep, EveryHostVersionSeesTheSame)
 {
-    for (double version : {2010.0, 2012.5, 2013.0, 2020.02, 2021.03, 3000.0})
-        EXPECT_EQ(scenario::InChild([&] { return Differences({.version = version}); }), "") << version;
+    for (double version : {2010.0, 2012.5, 2013.0, 2020.02, 2021.03, 3000.0}) {
+        for (bool logged : {false, true})
+            EXPECT_EQ(scenario::InChild([&] { return Differences({.version = version}, logged); }), "") << version;
+    }
 }
 
 TEST(Sweep, InstanceDataMayLieAnywhere)

@@ -213,9 +213,13 @@ TEST_F(Text, EmptyTextsAreEmptyAndNilWhereAskedFor)
     StartHost();
     rbText empty(nullptr);
     EXPECT_STREQ(empty.GetUTF8(), "");
-    EXPECT_EQ(empty.GetUTF8Nil(), nullptr);
     EXPECT_EQ(empty.GetUTF16()[0], 0);
+    for (auto nil : {&rbText::GetWindowsNil, &rbText::GetMacRomanNil, &rbText::GetASCIINil, &rbText::GetUTF8Nil,
+                     &rbText::GetLatin1Nil, &rbText::GetNativeNil})
+        EXPECT_EQ((empty.*nil)(), nullptr);
+    EXPECT_EQ(empty.GetUTF16Nil(), nullptr);
     EXPECT_EQ(empty.GetUTF32Nil(), nullptr);
+    EXPECT_EQ(empty.GetWCharNil(), nullptr);
     EXPECT_EQ(GetPassword(empty), nullptr);
     EXPECT_EQ(empty.getEncoding(), static_cast<unsigned int>(kEncodingASCII));
     EXPECT_EQ(empty.getASCIIOnlyState(), 1U);

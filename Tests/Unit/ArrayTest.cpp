@@ -61,6 +61,8 @@ void ExpectValuesKept(Handle *array, Element smallest, Element greatest)
     REALGetArrayValue(array, 4, &element);
     EXPECT_EQ(element, greatest);
     ReleaseArray(array);
+    REALAppendArrayValue(static_cast<Handle *>(nullptr), greatest);
+    EXPECT_EQ(REALGetArrayUBound(static_cast<Handle *>(nullptr)), -1);
 }
 
 // An array of objects of any class keeps what is set, appended and inserted.
@@ -80,6 +82,7 @@ void ExpectObjectsKept(Handle *array, const host::Owned<REALobjectStruct> &objec
     }
     EXPECT_EQ(GetArrayBasePointer(array) != nullptr, Array::GetParam().direct);
     ReleaseArray(array);
+    REALAppendArrayValue(static_cast<Handle *>(nullptr), element);
     EXPECT_EQ(REALGetArrayUBound(static_cast<Handle *>(nullptr)), -1);
 }
 
@@ -96,6 +99,10 @@ INSTANTIATE_TEST_SUITE_P(Hosts, Array, testing::ValuesIn(hostKinds));
 TEST_P(Array, ElementsOfEveryWidthKeepTheirValues)
 {
     ExpectNumbersKept<long>(REALCreateArrayInteger(2));
+    _REALarrayInteger *integers = REALCreateArrayInteger(0);
+    REALSetArrayValue(integers, 0, -7L);
+    EXPECT_EQ(REALGetArrayInt(integers, 0), -7);
+    ReleaseArray(integers);
     ExpectNumbersKept<std::int16_t>(REALCreateArrayInt16(2));
     ExpectNumbersKept<std::uint16_t>(REALCreateArrayUInt16(2));
     ExpectNumbersKept<std::int32_t>(REALCreateArrayInt32(2));
@@ -180,6 +187,8 @@ TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
     _REALarrayObject *objects = REALCreateArrayObject(0);
     REALSetArrayValue(objects, 0, block.Get());
     EXPECT_EQ(host::Owned(REALGetArrayObject(objects, 0)).Get(), block.Get());
+    REALSetArrayValue(objects, 0, static_cast<REALobjectStruct *>(nullptr));
+    REALSetArrayValue(objects, 0, block.Get());
     EXPECT_EQ(host::Owned(REALGetArrayVariant(objects, 0)).Get(), block.Get());
     ReleaseArray(objects);
 }
@@ -296,6 +305,8 @@ TEST(ArrayLayout, DirectAccessNeedsEveryFieldInItsPlace)
         if (row.failure != nullptr) expected.push_back(std::string("VYN Debug: ") + row.failure);
         EXPECT_EQ(log, expected);
         bool direct = row.failure == nullptr;
+        EXPECT_EQ(GetArrayStorage(nullptr), nullptr);
+        EXPECT_EQ(GetArrayReferenceCount(nullptr) + GetArrayAllocatedSize(nullptr), 0);
         EXPECT_EQ(GetArrayStorage(&fake), direct ? fake.elements : nullptr);
         EXPECT_EQ(GetArrayReferenceCount(&fake), direct ? 1 : 0);
         Put(68, 3);

@@ -1,6 +1,7 @@
 // Resolving and connecting, over loopback and with answers of the resolver that the tests write.
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/Faults.h"
 #include "Tests/Unit/LogCapture.h"
 
 #include <cstring>
@@ -123,6 +124,15 @@ TEST(Connect, ConnectedDescriptorIsTheCallersAndCloseOnExec)
     }
 }
 
+TEST(Connect, OneThatWouldWaitIsInProgress)
+{
+    Server server(true);
+    faults::FailCall(2, EAGAIN); // of socket and connect
+    Outcome outcome = Connect("127.0.0.1", server.port, true, SOCK_STREAM, IPPROTO_TCP);
+    EXPECT_TRUE(outcome.connected && outcome.inProgress);
+    EXPECT_EQ(close(outcome.sock), 0);
+}
+
 TEST(Connect, FailuresSayWhatFailedAndLeaveNothingOpen)
 {
     Server closed(false);
@@ -167,19 +177,14 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
         {"the first that answers is taken", {5, 4, 6}, 6, 0, 0, AF_INET, "untouched"},
         {"all refuse", {5, 6}, 6, 0, -1, AF_INET6, kRefused},
         {"IPv6 wanted, IPv4 skipped", {4, 6, 4}, 6, 6, -1, AF_INET6, kRefused},
-        {"IPv4 wanted, IPv6 skipped", {4, 6}, 6, 4, 0, AF_INET, "untouched"},
+        {"IPv4 wanted, IPv6 skipped", {6, 4}, 6, 4, 0, AF_INET, "untouched"},
         {"IPv4 wanted, none there", {6}, 6, 4, -1, AF_INET6, kRefused},
         {"IPv6 wanted, none there", {4}, 6, 6, 0, AF_INET, "untouched"},
         {"a preference that is none", {6, 4}, 6, 5, 0, AF_INET, "untouched"},
-        {"no socket ends the attempt",
-         {6, 4},
-         17,
-         0,
-         -1,
-         AF_INET6,
-         "Socket creation failed with error 93: Protocol not supported"},
+        {"no socket", {6, 4}, 17, 0, -1, AF_INET6, "Socket creation failed with error 93: Protocol not supported"},
         {"no usable family", {1, 1}, 6, 0, 77, -7, ""},
     };
+    gDebugging = true; // which changes nothing
     for (const auto &row : rows) {
         SCOPED_TRACE(row.what);
         answer.clear();
@@ -219,27 +224,15 @@ TEST(Connect, TheLogTellsEachAddressOfTheAnswer)
         int family, type, protocol;
         Lines told; // of family, socket type and protocol
     } const rows[] = {
-        {AF_INET,
-         SOCK_STREAM,
-         IPPROTO_TCP,
-         {"Family: AF_INET (IPv4) 127.0.0.1", "port 7", "Socket type: SOCK_STREAM (stream)",
-          "Protocol: IPPROTO_TCP (TCP)"}},
-        {AF_INET6,
-         SOCK_DGRAM,
-         IPPROTO_UDP,
-         {"Family: AF_INET6 (IPv6):  ::1", "port 7", "Socket type: SOCK_DGRAM (datagram)",
-          "Protocol: IPPROTO_UDP (UDP)"}},
-        {AF_UNSPEC, 0, 0, {"Family: Unspecified", "Socket type: Unspecified", "Protocol: Unspecified"}},
-        {AF_UNIX, SOCK_RAW, 255, {"Other  1", "Socket type: SOCK_RAW (raw)", "Protocol:  255"}},
-        {AF_UNSPEC,
-         SOCK_RDM,
-         0,
-         {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
-        {AF_UNSPEC,
-         SOCK_SEQPACKET,
-         0,
-         {"Family: Unspecified", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
-        {AF_UNSPEC, 77, 0, {"Family: Unspecified", "Socket type:  77", "Protocol: Unspecified"}},
+        // clang-format off
+        {AF_INET,   SOCK_STREAM,    IPPROTO_TCP, {"Family: AF_INET (IPv4) 127.0.0.1", "port 7", "Socket type: SOCK_STREAM (stream)", "Protocol: IPPROTO_TCP (TCP)"}},
+        {AF_INET6,  SOCK_DGRAM,     IPPROTO_UDP, {"Family: AF_INET6 (IPv6):  ::1", "port 7", "Socket type: SOCK_DGRAM (datagram)", "Protocol: IPPROTO_UDP (UDP)"}},
+        {AF_UNSPEC, 0,              0,           {"Family: Unspecified", "Socket type: Unspecified", "Protocol: Unspecified"}},
+        {AF_UNIX,   SOCK_RAW,       255,         {"Other  1", "Socket type: SOCK_RAW (raw)", "Protocol:  255"}},
+        {AF_UNSPEC, SOCK_RDM,       0,           {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
+        {AF_UNSPEC, SOCK_SEQPACKET, 0,           {"Family: Unspecified", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
+        {AF_UNSPEC, 77,             0,           {"Family: Unspecified", "Socket type:  77", "Protocol: Unspecified"}},
+        // clang-format on
     };
     char name[] = "host";
     gDebugging = true;

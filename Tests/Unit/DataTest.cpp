@@ -3,6 +3,7 @@
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbMemoryBlock.h"
+#include "Tests/Unit/Faults.h"
 #include "Tests/Unit/LogCapture.h"
 #include "Tests/Unit/OnHost.h"
 
@@ -79,13 +80,26 @@ TEST_F(Data, ChainsFindTheirValuesAndReleaseThem)
     FreeDataChain(head);
 }
 
+TEST_F(Data, AViewWithoutMemoryIsNone)
+{
+    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    StartHost();
+    String string(host::NewString("1"));
+    for (bool logged : {false, true}) {
+        gDebugging = logged;
+        faults::FailAllocation(1);
+        EXPECT_EQ(NewData(string.Get()), nullptr);
+    }
+}
+
 TEST_F(Data, ALeakedViewLeavesItsLockToTheCaller)
 {
     StartHost();
     String string(host::NewString("abc"));
     {
+        gDebugging = true;
         rbData view(string.Get());
-        view.leak();
+        EXPECT_EQ(CaptureLog([&] { view.leak(); }), std::vector<std::string>{"VYN Debug: leak"});
     }
     host::Release(string.Get()); // the lock that the view took
 }
@@ -104,8 +118,10 @@ TEST_F(Data, BlocksAreBuiltWithTheBytesGiven)
     EXPECT_EQ(REALBuildMemoryblock(bytes, -1), nullptr);
     EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);
     EXPECT_EQ(MyREALNewMemoryBlock(-1), nullptr);
-    EXPECT_EQ(MyREALMemoryBlockGetPtr(nullptr), nullptr);
-    EXPECT_EQ(myREALMemoryBlockGetSize(nullptr), 0);
+    for (auto address : {MyREALMemoryBlockGetPtr, myREALMemoryBlockGetPtr})
+        EXPECT_EQ(address(nullptr), nullptr);
+    for (auto size : {MyREALMemoryBlockGetSize, myREALMemoryBlockGetSize})
+        EXPECT_EQ(size(nullptr), 0);
     EXPECT_TRUE(running->exceptions.Raised().empty());
 
     int number = 0;
@@ -114,6 +130,16 @@ TEST_F(Data, BlocksAreBuiltWithTheBytesGiven)
         Object wrapped(AsObject(wrap(&number)));
         EXPECT_EQ(MyREALMemoryBlockGetPtr(Block(wrapped)), &number);
     }
+}
+
+TEST_F(Data, ABlockIsAskedInVainOnAHostWithoutTheMeans)
+{
+    StartHost({.without = {"REALLoadObjectMethod", "REALGetPropValueInteger"}});
+    Object block(host::NewMemoryBlock("1", 1));
+    int number = 0;
+    EXPECT_EQ(myREALMemoryBlockGetPtr(Block(block)), nullptr);
+    EXPECT_EQ(myREALMemoryBlockGetSize(Block(block)), 0);
+    EXPECT_EQ(myREALPtrToMemoryBlock(&number), nullptr);
 }
 
 class DataWithout : public Data, public testing::WithParamInterface<const char *> {};

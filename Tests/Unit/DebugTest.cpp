@@ -39,6 +39,8 @@ TEST(Debug, EachTypeHasItsLine)
         LogMessage("x", 1L, 2L);
         LogMessage("x", -1);
         LogMessage("x", ~0UL);
+        LogMessage("x", -1LL, 2LL);
+        LogMessage("x", ~0ULL);
         LogMessage("x", 1.5, 2.5, 3.5);
         LogMessage("x", text, "b");
         LogMessage("x", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10);
@@ -52,6 +54,7 @@ TEST(Debug, EachTypeHasItsLine)
     char address[32];
     std::snprintf(address, sizeof address, "%p", static_cast<const void *>(&place));
     EXPECT_EQ(log, (Lines{"VYN Debug: x", "VYN Debug: x 1, 2", "VYN Debug: x -1", "VYN Debug: x 18446744073709551615",
+                          "VYN Debug: x -1, 2", "VYN Debug: x 18446744073709551615",
                           "VYN Debug: x 1.500000, 2.500000, 3.500000", "VYN Debug: x text, b",
                           "VYN Debug: x 1, 2, 3, 4, 5, 6, 7, 8, 9, 10", "VYN Debug: x 7, 8, 9", "VYN Debug: wide",
                           "VYN Debug: x wide", "VYN Debug: x (nil)", "VYN Debug: %n%s%1000000d %n%s",
@@ -113,6 +116,7 @@ TEST(Debug, LookUpsOfInstanceDataAreTold)
         REALGetClassDataChecks(instance, &good);
         REALGetClassDataChecks(nullptr, &bad);
         REALGetClassDataChecks(instance, &bad);
+        REALGetControlDataChecks(nullptr, &control);
         REALGetControlDataChecks(instance, &control);
         control.forSystemUse = 1;
         control.dataSize = 1;
@@ -121,6 +125,7 @@ TEST(Debug, LookUpsOfInstanceDataAreTold)
     EXPECT_EQ(
         log,
         (Lines{"VYN Debug: REALGetClassData with nil instance (nil)", "VYN Debug: REALGetClassData with dataSize 0",
-               "VYN Debug: REALGetClassData with forSystemUse 8", "VYN Debug: REALGetControlData with dataSize 0",
+               "VYN Debug: REALGetClassData with forSystemUse 8",
+               "VYN Debug: REALGetControlData with nil instance (nil)", "VYN Debug: REALGetControlData with dataSize 0",
                "VYN Debug: REALGetControlData with forSystemUse -1"}));
 }

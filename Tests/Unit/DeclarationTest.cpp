@@ -2,6 +2,7 @@
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbclassutil.h"
+#include "Tests/Unit/Faults.h"
 #include "Tests/Unit/LogCapture.h"
 
 #include <cstdlib>
@@ -32,8 +33,8 @@ void *RegisterMethod(REALmethodDefinition *)
 
 void *Resolve(const char *entry)
 {
-    if (entry == std::string("PluginRegisterModule")) return reinterpret_cast<void *>(RegisterModule);
-    if (entry == std::string("PluginRegisterMethod")) return reinterpret_cast<void *>(RegisterMethod);
+    if (entry == std::string_view("PluginRegisterModule")) return reinterpret_cast<void *>(RegisterModule);
+    if (entry == std::string_view("PluginRegisterMethod")) return reinterpret_cast<void *>(RegisterMethod);
     return nullptr;
 }
 
@@ -149,6 +150,29 @@ TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
     EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for method definitions.");
     EXPECT_EQ(registered, nullptr);
     EXPECT_EQ(RegisterExtension({}), std::vector<std::string>());
+}
+
+// Modules without memory: the host gets none, and what was made of it is released.
+TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
+{
+    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    REALmethodDefinition methods[] = {{getter, setter, "TTL as integer", 4, 0, nullptr}};
+    REALclassDefinition extension = {.name = "SocketCore", .methods = methods, .methodCount = 1, .flags = 4};
+    void (*const registrations[])(REALclassDefinition &) = {
+        [](REALclassDefinition &d) { MyREALRegisterClassExtension(&d); },
+        [](REALclassDefinition &d) { MyREALRegisterMethodArray(d.methods, 1); },
+    };
+    for (auto registration : registrations) {
+        for (long nth = 1, failed = true; failed; nth++) {
+            StartHost(2013.0);
+            faults::FailAllocation(nth);
+            registration(extension);
+            failed = faults::AllocationFailed();
+            faults::FailAllocation(0);
+            EXPECT_EQ(registered == nullptr, failed) << "allocation " << nth;
+            built.push_back(gGeneratedModule);
+        }
+    }
 }
 
 TEST(Declaration, MethodTableIsOneModuleOnHostsThatTakeModules)

@@ -1,6 +1,7 @@
 // What programs are told of failures.
 #include "Source/Utility/rbException.h"
 
+#include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
 
 #include <functional>
@@ -92,4 +93,18 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
     };
     for (const Row &row : rows)
         EXPECT_EQ(Raised(row.body), row.raised);
+}
+
+TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
+{
+    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    StartHost();
+    auto withoutMemory = [this](const std::function<void()> &body) {
+        faults::FailAllocation(1);
+        return Raised(body);
+    };
+    EXPECT_EQ(withoutMemory([] { RaiseOutOfBoundsException(1, 0, 1, "index", "M"); }),
+              "OutOfBoundsException: Out of Bounds");
+    const std::range_error error("r");
+    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }), "OutOfBoundsException: C++ reports range error");
 }

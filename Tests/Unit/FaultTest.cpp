@@ -9,8 +9,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <netdb.h>
-#include <sys/socket.h>
-#include <utility>
 
 namespace {
 
@@ -79,9 +77,7 @@ bool ShowsToPrograms(const std::string &call, const std::string &step)
 
 TEST(Faults, EveryAllocationFailingInTurn)
 {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizers have allocators of their own";
-#endif
+    if (!faults::kAllocationsCanFail) GTEST_SKIP();
     // A resolver that gets no memory for its first look-up keeps its lock for ever (glibc 2.36).
     gethostbyname("localhost");
     for (bool andAllLater : {false, true}) {
@@ -131,61 +127,4 @@ TEST(Faults, EverySystemCallFailingInTurn)
     }
     EXPECT_GT(total, 50);
     std::printf("system calls failed: %ld\n", total);
-}
-
-TEST(Faults, ARawSocketThatCannotBeMadeSaysWhy)
-{
-    host::Host host;
-    host.Start(REALPluginMain);
-    const std::pair<int, const char *> rows[] = {
-        {EPROTOTYPE, "The socket type is not supported by the protocol."},
-        {EOPNOTSUPP, "Operation not supported on socket."},
-        {EAFNOSUPPORT, "The specified address family is not supported."},
-        {ENOBUFS, "Insufficient buffer space is available.  The socket cannot be created until sufficient resources "
-                  "are freed."},
-        {EPROTONOSUPPORT, "The protocol type or the specified protocol is not supported within this domain."},
-        {EACCES, "Permission to create a socket of the specified type and/or protocol is denied."},
-        {ENFILE, "The system file table is full."},
-        {EMFILE, "The per-process descriptor table is full."},
-        {ENOMEM, "Insufficient memory was available to fulfill the request."},
-        {EPERM, "Failed to create socket!"},
-    };
-    for (auto [error, message] : rows) {
-        faults::FailCall(1, error);
-        try {
-            host::Owned made(host.New("RAWSocketVYN", AF_INET, SOCK_STREAM, 0));
-            ADD_FAILURE() << "made in spite of " << error;
-        } catch (const host::Exception &exception) {
-            EXPECT_EQ(exception.Text(), std::string("UnsupportedOperationException: ") + message);
-        }
-    }
-    EXPECT_EQ(host.Complaints(), "");
-}
-
-// Empty for the query, and there for the receive: the datagram waits for the next Read, whole.
-TEST(Faults, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
-{
-    host::Host host;
-    host.Start(REALPluginMain);
-    {
-        static host::Owned<REALobjectStruct> socket;
-        socket = host::Owned(host.New("UDPSocketVYN"));
-        static host::Owned<REALstringStruct> text(host::NewString("127.0.0.1"));
-        host.Call<void>(socket.Get(), "Bind(Port as Integer, IP as String)", 0, text.Get());
-        faults::afterQuery = [] {
-            host::Host::Current().Call<long>(
-                socket.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer", text.Get(),
-                text.Get(), host::Host::Current().Get<long>(socket.Get(), "LocalPort"));
-        };
-        for (const char *wanted : {"", "127.0.0.1", ""}) {
-            host::Owned datagram(
-                host.Call<REALobjectStruct *>(socket.Get(), "Read(peek as Boolean) as DatagramVYN", false));
-            host::Owned<REALstringStruct> data(
-                datagram.Get() == nullptr ? nullptr : host.Get<REALstringStruct *>(datagram.Get(), "Data"));
-            EXPECT_EQ(host::BytesOf(data.Get()), wanted);
-        }
-        socket = decltype(socket)();
-        text = decltype(text)();
-    }
-    EXPECT_EQ(host.Complaints(), "");
 }

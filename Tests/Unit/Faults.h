@@ -7,6 +7,13 @@
 
 namespace faults {
 
+// The sanitizers have allocators of their own, which don't fail.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kAllocationsCanFail = false;
+#else
+constexpr bool kAllocationsCanFail = true;
+#endif
+
 // The nth allocation from now on fails, or all from the nth on. 0: none.
 void FailAllocation(long nth, bool andAllLater = false);
 

@@ -27,7 +27,7 @@ void *Resolve(const char *name)
 template <typename Function>
 void Provide(const char *name, Function function)
 {
-    entries[name] = reinterpret_cast<void *>(function);
+    entries[name] = reinterpret_cast<void *>(+function);
 }
 
 class HostOperations : public testing::Test {
@@ -57,8 +57,7 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
     for (int i = 0; i < 2; i++)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 0U);
     EXPECT_EQ(asked["REALGetStringEncoding"], 2);
-    Provide(
-        "REALGetStringEncoding", +[](REALstringStruct *) { return 7U; });
+    Provide("REALGetStringEncoding", [](REALstringStruct *) { return 7U; });
     for (int i = 0; i < 3; i++)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
     EXPECT_EQ(asked["REALGetStringEncoding"], 3);
@@ -66,10 +65,8 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
 
 TEST_F(HostOperations, YesAndNoAreInTheLowByteButForTheWholeWordGetters)
 {
-    Provide(
-        "RuntimeObjectIsa", +[](REALobjectStruct *, REALclassRefStruct *) { return answer; });
-    Provide(
-        "REALGetPropValueString", +[](REALobjectStruct *, const char *, REALstringStruct **) { return answer; });
+    Provide("RuntimeObjectIsa", [](REALobjectStruct *, REALclassRefStruct *) { return answer; });
+    Provide("REALGetPropValueString", [](REALobjectStruct *, const char *, REALstringStruct **) { return answer; });
     struct Row {
         unsigned long answer;
         bool lowByte, wholeWord;
@@ -87,17 +84,15 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
     std::int64_t length = 99;
     EXPECT_EQ(REALGetStringContents(nullptr, &length), nullptr);
     EXPECT_EQ(REALGetStringContents(string, &length), nullptr);
-    Provide(
-        "StringGetCString", +[](REALstringStruct *) -> const char * { return "text"; });
+    Provide("StringGetCString", [](REALstringStruct *) -> const char * { return "text"; });
     EXPECT_STREQ(REALGetStringContents(string, &length), "text");
     EXPECT_EQ(length, 99);
 
-    Provide(
-        "REALLoadGlobalMethod", +[](void *object, const char *prototype) -> void * {
-            EXPECT_EQ(object, nullptr);
-            EXPECT_STREQ(prototype, "LenB( s as string ) as integer");
-            return reinterpret_cast<void *>(+[](REALstringStruct *) { return 4L; });
-        });
+    Provide("REALLoadGlobalMethod", [](void *object, const char *prototype) -> void * {
+        EXPECT_EQ(object, nullptr);
+        EXPECT_STREQ(prototype, "LenB( s as string ) as integer");
+        return reinterpret_cast<void *>(+[](REALstringStruct *) { return 4L; });
+    });
     EXPECT_STREQ(REALGetStringContents(string, &length), "text");
     EXPECT_EQ(length, 4);
     EXPECT_STREQ(REALGetStringContents(string, nullptr), "text");
@@ -107,9 +102,7 @@ TEST_F(HostOperations, ABooleanElementIsInTheLowByteOfTheAnswer)
 {
     int array = 0;
     bool flag = true;
-    Provide(
-        "PluginBooleanArrayGetProc", +[](void *, long, bool *) { return +[](void *, long) { return answer; }; });
-    REALGetArrayValueBoolean(&array, 0, nullptr);
+    Provide("PluginBooleanArrayGetProc", [](void *, long, bool *) { return +[](void *, long) { return answer; }; });
     for (auto [given, expected] : {std::pair(0x100UL, false), {0x80, true}}) {
         answer = given;
         REALGetArrayValueBoolean(&array, 0, &flag);
@@ -122,8 +115,7 @@ TEST_F(HostOperations, TheEventTokenStandsOneRecordFurtherWithTheOldestSDK)
     int token = 0;
     REALevent inner = {"Event", &token, 0, nullptr};
     REALevent outer = {"Event", &inner, 0, nullptr};
-    Provide(
-        "GetEventInstance", +[](REALobjectStruct *, void *given) { return given; });
+    Provide("GetEventInstance", [](REALobjectStruct *, void *given) { return given; });
     gSDKVersion = 10;
     EXPECT_EQ(REALGetEventInstance(nullptr, &inner), &token);
     gSDKVersion = 9;
@@ -138,11 +130,10 @@ TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)
     auto function = +[](void *data) { ++*static_cast<int *>(data); };
     EXPECT_EQ(REALCallFunctionWithExceptionHandler(function, &runs), nullptr);
     EXPECT_EQ(runs, 1);
-    Provide(
-        "PluginCallFunctionWithExceptionHandler", +[](void (*guarded)(void *), void *data) {
-            guarded(data);
-            return AnyHandle<REALobjectStruct>(16);
-        });
+    Provide("PluginCallFunctionWithExceptionHandler", [](void (*guarded)(void *), void *data) {
+        guarded(data);
+        return AnyHandle<REALobjectStruct>(16);
+    });
     EXPECT_EQ(REALCallFunctionWithExceptionHandler(function, &runs), AnyHandle<REALobjectStruct>(16));
     EXPECT_EQ(runs, 2);
 }
@@ -155,20 +146,17 @@ TEST_F(HostOperations, ShortFormsGoToTheFullOnes)
     EXPECT_FALSE(REALGetPropValueBoolean(nullptr, "On", &value));
     EXPECT_TRUE(value); // untouched
 
-    Provide(
-        "REALBuildStringWithEncoding", +[](const char *bytes, int count, unsigned int encoding) {
-            return AnyHandle<REALstringStruct>(std::strlen(bytes) * 100 + static_cast<unsigned int>(count) + encoding);
-        });
+    Provide("REALBuildStringWithEncoding", [](const char *bytes, int count, unsigned int encoding) {
+        return AnyHandle<REALstringStruct>(std::strlen(bytes) * 100 + static_cast<unsigned int>(count) + encoding);
+    });
     EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(409));
-    Provide(
-        "CreateInstance", +[](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
+    Provide("CreateInstance", [](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
     EXPECT_EQ(REALnewInstance(static_cast<REALclassRefStruct *>(nullptr)), nullptr);
     EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(8)), AnyHandle<REALobjectStruct>(16));
-    Provide(
-        "REALGetPropValueBool", +[](REALobjectStruct *, const char *, unsigned char *byte) {
-            *byte = static_cast<unsigned char>(answer);
-            return answer;
-        });
+    Provide("REALGetPropValueBool", [](REALobjectStruct *, const char *, unsigned char *byte) {
+        *byte = static_cast<unsigned char>(answer);
+        return answer;
+    });
     for (unsigned long given : {0x100UL, 2UL}) {
         answer = given;
         EXPECT_EQ(REALGetPropValueBoolean(nullptr, "On", &value), given == 2);
@@ -178,45 +166,43 @@ TEST_F(HostOperations, ShortFormsGoToTheFullOnes)
 
 TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)
 {
-    Provide(
-        "RuntimeGraphicsStringWidth", +[](REALgraphicsStruct *, REALstringStruct *) { return 2.5; });
-    Provide(
-        "RuntimeGraphicsDrawString",
-        +[](REALgraphicsStruct *, REALstringStruct *, int x, int y, int w, double xd, double yd, double wd) {
-            seen = {x, y, w, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
-        });
+    Provide("RuntimeGraphicsStringWidth", [](REALgraphicsStruct *, REALstringStruct *) { return 2.5; });
+    Provide("RuntimeGraphicsDrawString",
+            [](REALgraphicsStruct *, REALstringStruct *, int x, int y, int w, double xd, double yd, double wd) {
+                seen = {x, y, w, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
+            });
     gHostVersion = 2018.02;
     EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
     REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
     EXPECT_EQ(seen, (std::vector<long>{1, 2, 3, 1, 2, 3}));
 
-    Provide(
-        "RuntimeGraphicsStringWidth", +[](REALgraphicsStruct *, REALstringStruct *) { return 7; });
+    Provide("RuntimeGraphicsStringWidth", [](REALgraphicsStruct *, REALstringStruct *) { return 7; });
     gHostVersion = 2007.01;
     EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 7.0);
+    REALGraphicsDrawString(nullptr, nullptr, 4, 5, 6);
+    EXPECT_EQ(std::vector(seen.begin(), seen.begin() + 3), (std::vector<long>{4, 5, 6}));
 }
 
 TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
 {
     static bool offersAny = true;
-    Provide(
-        "GetRBScriptResolver", +[] {
-            return +[](const char *name) -> void * {
-                if (!offersAny) return nullptr;
-                if (name == std::string("RuntimeClassOf"))
-                    return reinterpret_cast<void *>(
-                        +[](REALobjectStruct *) { return AnyHandle<REALclassRefStruct>(24); });
-                if (name == std::string("REALCountClassProperties"))
-                    return reinterpret_cast<void *>(+[](REALclassRefStruct *classRef) {
-                        return classRef == AnyHandle<REALclassRefStruct>(24) ? 3 : 0;
-                    });
-                return nullptr;
-            };
-        });
+    Provide("GetRBScriptResolver", [] {
+        return +[](const char *name) -> void * {
+            if (!offersAny) return nullptr;
+            if (name == std::string("RuntimeClassOf"))
+                return reinterpret_cast<void *>(+[](REALobjectStruct *) { return AnyHandle<REALclassRefStruct>(24); });
+            if (name == std::string("REALCountClassProperties"))
+                return reinterpret_cast<void *>(+[](REALclassRefStruct *classRef) {
+                    return classRef == AnyHandle<REALclassRefStruct>(24) ? 3 : 0;
+                });
+            return nullptr;
+        };
+    });
     EXPECT_EQ(REALCountClassProperties(nullptr), 3);
     EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
     offersAny = false;
     EXPECT_EQ(REALCountClassProperties(nullptr), 0);
+    EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
     EXPECT_EQ(asked["GetRBScriptResolver"], 1);
 }
 
@@ -262,12 +248,11 @@ void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Resu
     };
     EXPECT_EQ(call(), missing);
     EXPECT_GE(asked[entry], 1);
-    Provide(
-        entry, +[](Arguments... arguments) -> Answer {
-            [[maybe_unused]] std::size_t place = 0;
-            reached += (... && (arguments == Numbered<Arguments>(NextPlace(place))));
-            return Numbered<Answer>(77);
-        });
+    Provide(entry, [](Arguments... arguments) -> Answer {
+        [[maybe_unused]] std::size_t place = 0;
+        reached += (... && (arguments == Numbered<Arguments>(NextPlace(place))));
+        return Numbered<Answer>(77);
+    });
     if constexpr (std::is_void_v<Result>)
         call();
     else
@@ -309,12 +294,9 @@ void CheckElements(const std::string &type, void (*get)(void *, long, Element *)
     for (bool offered : {false, true}) {
         if (offered) {
             auto offer = [&](const char *end, auto entry) { Provide(("Plugin" + type + end).c_str(), entry); };
-            offer(
-                "ArrayGetProc", +[](void *, long, Element *) { return &Host::Get; });
-            offer(
-                "ArraySetProc", +[](void *, long, Element) { return &Host::Set; });
-            offer(
-                "ArrayInsertProc", +[](void *, long, Element) { return &Host::Insert; });
+            offer("ArrayGetProc", [](void *, long, Element *) { return &Host::Get; });
+            offer("ArraySetProc", [](void *, long, Element) { return &Host::Set; });
+            offer("ArrayInsertProc", [](void *, long, Element) { return &Host::Insert; });
             wanted = {{5, first}, {6, second}};
             if (insert == nullptr) wanted.pop_back();
         }
@@ -323,6 +305,7 @@ void CheckElements(const std::string &type, void (*get)(void *, long, Element *)
         EXPECT_EQ(Host::moved, wanted);
         out = second;
         get(&Host::array, 0, &out);
+        get(&Host::array, 0, nullptr);
         EXPECT_EQ(out, offered ? first : second);
     }
 }
@@ -369,10 +352,8 @@ void *Note(Record *record)
 
 TEST_F(HostOperations, TheSDKVersionFollowsFromTheHosts)
 {
-    Provide(
-        "REALGetRBVersion", +[] { return hostVersion; });
-    Provide(
-        "RegisterPluginVersion", +[](int version) { seen.push_back(version); });
+    Provide("REALGetRBVersion", [] { return hostVersion; });
+    Provide("RegisterPluginVersion", [](int version) { seen.push_back(version); });
     Provide("PluginRegisterModule", Note<REALmoduleDefinition>);
     Provide("PluginRegisterMethod", Note<REALmethodDefinition>);
     Provide("PluginRegisterClass", Note<REALclassDefinition>);

@@ -193,6 +193,13 @@ TEST(Records, FaultsOfTheRecordAreReportedAndItIsRegistered)
         ROW(s.module.constantCount = 0),
     };
     ExpectLines(modules, [](Sample &s) { MyREALRegisterModule(&s.module); });
+    const std::vector<Row> extensions = {
+        ROW(s.d.name = nullptr, "Error: A class extension without name."),
+        ROW(s.d.superName = "Super", "Error: A class extension can't have super name: Super"),
+    };
+    ExpectLines(extensions, [](Sample &s) { REALclassDefinition extension = {.name = s.d.name, .superName = s.d.superName, .methods = &s.method, .methodCount = 1, .flags = 4}; MyREALRegisterClassExtension(&extension); });
+    const std::vector<Row> interfaces = {ROW((void)s), ROW(s.d.name = nullptr, "Error: A interface without name.")};
+    ExpectLines(interfaces, [](Sample &s) { REALinterfaceDefinition interface = {15, s.d.name, &s.method, 1, &s.attribute, 1}; MyREALRegisterInterface(&interface); });
     const std::vector<Row> methods = {
         ROW(s.method.declaration = nullptr, "Error: A method without declaration."),
         ROW(s.method.function = nullptr, "Error: The method Go has no function."),
@@ -201,7 +208,7 @@ TEST(Records, FaultsOfTheRecordAreReportedAndItIsRegistered)
     };
     ExpectLines(methods, [](Sample &s) { MyREALRegisterMethod(&s.method); });
     EXPECT_EQ(CaptureLog([] { MyREALRegisterMethod(nullptr); }), Lines({"Error: A method registered is nil."}));
-    EXPECT_EQ(registered.size(), classes.size() + controls.size() + modules.size() + methods.size());
+    EXPECT_EQ(registered.size(), classes.size() + controls.size() + modules.size() + extensions.size() + interfaces.size() + methods.size());
 }
 
 TEST(Records, FaultsOfMembersAreReportedWithTheirPlace)
@@ -303,6 +310,8 @@ TEST(Records, FlagsAreAdaptedToTheHost)
     FixFlags(static_cast<REALmethodDefinition *>(nullptr), 5, "");
     FixFlags(&sample.method, -1, "");
     EXPECT_EQ(sample.method.flags, 0x40000U);
+    FixFlags(&sample.method, "");
+    EXPECT_EQ(sample.method.flags, 0x0U);
 }
 
 // Every member gets the same bad attribute and flags to be adapted.
@@ -422,9 +431,14 @@ TEST(Records, WithoutAPartNameOnlySingleMethodsAreRegistered)
         MyREALRegisterClassExtension(&sample.d);
         MyREALRegisterControl(&sample.control);
         MyREALRegisterMethodArray(&sample.method, 1);
+        REALinterfaceDefinition interface = {15, "Interface", nullptr, 0, nullptr, 0};
+        MyREALRegisterInterface(&interface);
+        MyREALRegisterDBCursor(nullptr);
+        MyREALRegisterDBEngine(nullptr);
     });
     const std::string nil = "Error: gpartname is nil!? ";
-    EXPECT_EQ(lines, Lines({nil + "Sample", nil + "Mod", nil + "Sample", nil + "Sample"}));
+    EXPECT_EQ(lines, Lines({nil + "Sample", nil + "Mod", nil + "Sample", nil + "Sample", nil + "Interface",
+                            nil + "REALdbCursorDefinition", nil + "REALdbEngineDefinition"}));
     EXPECT_EQ(registered, Lines({"Method"}));
     EXPECT_EQ(sample.d.version, 15U);
 }

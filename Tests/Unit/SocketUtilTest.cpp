@@ -2,6 +2,8 @@
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Host/Runtime/Host.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbDebug.h"
+#include "Tests/Unit/LogCapture.h"
 
 #include <arpa/inet.h>
 #include <cstring>
@@ -156,6 +158,27 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     SetKeepAlive(tcp);
     EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
     close(tcp);
+}
+
+TEST(SocketUtil, TheLogTellsWhatIsDoneAndWhatFailed)
+{
+    sockaddr_union record;
+    struct {
+        std::function<void()> call;
+        std::vector<std::string> lines;
+    } const rows[] = {
+        {[] { MarkIPv6andIPv4(-1); }, {"setsockopt with IPV6_V6ONLY 9", "error message Bad file descriptor"}},
+        {[] { SetKeepAlive(-1); }, {"SetKeepAlive -1", "setsockopt for keep alive 9"}},
+        {[&] { SetAnySocketAddress(AF_INET6, record, 5); }, {"SetAnySocketAddress 5", "SetAnySocketAddressIPv6 5"}},
+        {[&] { ParseSocketAddress(AF_INET6, record, "?", 5); }, {"inet_pton AF_INET6 0", "inet_pton AF_INET 0"}},
+    };
+    gDebugging = true;
+    for (const auto &row : rows) {
+        std::vector<std::string> wanted;
+        for (const std::string &line : row.lines)
+            wanted.push_back("VYN Debug: " + line);
+        EXPECT_EQ(CaptureLog(row.call), wanted);
+    }
 }
 
 TEST(SocketUtil, WideTextBecomesUTF8AndTheHostStringIsReleased)

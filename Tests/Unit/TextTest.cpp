@@ -3,6 +3,7 @@
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
+#include "Tests/Unit/Faults.h"
 #include "Tests/Unit/LogCapture.h"
 #include "Tests/Unit/OnHost.h"
 
@@ -147,6 +148,30 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
     }
 }
 
+TEST_F(Text, WithoutMemoryATextIsEmpty)
+{
+    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    StartHost();
+    gDebugging = true;
+    const std::pair<std::string, unsigned int> sources[] = {{"plain", kEncodingASCII},
+                                                            {"caf\xC3\xA9", kEncodingUTF8},
+                                                            {"caf\xE9", kEncodingNone},
+                                                            {"\x3D\xD8\x00\xDE"s, kEncodingUTF16}};
+    for (const auto &[bytes, encoding] : sources) {
+        String source(host::NewString(bytes, encoding));
+        for (auto length : {&rbText::LengthUTF8, &rbText::LengthUTF16, &rbText::LengthUTF32}) {
+            for (long nth = 1, failed = true; failed; nth++) {
+                faults::FailAllocation(nth);
+                rbText text(source.Get());
+                long units = (text.*length)();
+                failed = faults::AllocationFailed();
+                faults::FailAllocation(0);
+                EXPECT_TRUE(units > 0 || failed) << bytes << ", allocation " << nth;
+            }
+        }
+    }
+}
+
 TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
 {
     StartHost();
@@ -171,6 +196,8 @@ TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
         auto units = reinterpret_cast<const char16_t *>(text.GetUTF16());
         EXPECT_EQ(std::u16string(units, static_cast<std::size_t>(text.LengthUTF16())), row.utf16);
     }
+    String swapped(host::NewString("\0\0\xFE\xFF\0\1\xF6\0"s, kEncodingUTF32));
+    EXPECT_STREQ(rbText(swapped.Get()).GetWChar(), L"\U0001F600");
 }
 
 TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
@@ -212,6 +239,7 @@ TEST_F(Text, EmptyTextsAreEmptyAndNilWhereAskedFor)
 {
     StartHost();
     rbText empty(nullptr);
+    EXPECT_STREQ(rbText(empty).GetUTF8(), "");
     EXPECT_STREQ(empty.GetUTF8(), "");
     EXPECT_EQ(empty.GetUTF16()[0], 0);
     for (auto nil : {&rbText::GetWindowsNil, &rbText::GetMacRomanNil, &rbText::GetASCIINil, &rbText::GetUTF8Nil,

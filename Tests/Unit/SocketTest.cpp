@@ -1,0 +1,141 @@
+// Sockets in states that a program seldom brings about.
+#include "Tests/Unit/Faults.h"
+#include "Tests/Unit/OnHost.h"
+#include "Tests/Unit/Scenario.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using Object = host::Owned<REALobjectStruct>;
+using String = host::Owned<REALstringStruct>;
+
+class Socket : public OnHost {
+  protected:
+    void SetUp() override { StartHost(); }
+
+    static void Bind(const Object &socket)
+    {
+        String text(host::NewString("127.0.0.1"));
+        host::Host::Current().Call<void>(socket.Get(), "Bind(Port as Integer, IP as String)", 0, text.Get());
+    }
+
+    static void SendToItself(const Object &socket)
+    {
+        host::Host &host = host::Host::Current();
+        String text(host::NewString("127.0.0.1"));
+        host.Call<long>(socket.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer",
+                        text.Get(), text.Get(), host.Get<long>(socket.Get(), "LocalPort"));
+    }
+
+    // A socket with a datagram in its queue, and a count of its events.
+    Object Ready(int &events)
+    {
+        Object socket(running->New("UDPSocketVYN"));
+        Bind(socket);
+        SendToItself(socket);
+        running->events.SetHandler(socket.Get(), "DataAvailable", [&events](REALobjectStruct *) { events++; });
+        return socket;
+    }
+
+    // Whether the number of descriptors may be this high here.
+    static bool RaiseDescriptorLimit(rlim_t limit)
+    {
+        rlimit now = {};
+        getrlimit(RLIMIT_NOFILE, &now);
+        rlimit wanted = {limit, std::max(limit, now.rlim_max)};
+        return setrlimit(RLIMIT_NOFILE, &wanted) == 0;
+    }
+};
+
+} // namespace
+
+TEST_F(Socket, ARawSocketThatCannotBeMadeSaysWhy)
+{
+    const std::pair<int, const char *> rows[] = {
+        {EPROTOTYPE, "The socket type is not supported by the protocol."},
+        {EOPNOTSUPP, "Operation not supported on socket."},
+        {EAFNOSUPPORT, "The specified address family is not supported."},
+        {ENOBUFS, "Insufficient buffer space is available.  The socket cannot be created until sufficient resources "
+                  "are freed."},
+        {EPROTONOSUPPORT, "The protocol type or the specified protocol is not supported within this domain."},
+        {EACCES, "Permission to create a socket of the specified type and/or protocol is denied."},
+        {ENFILE, "The system file table is full."},
+        {EMFILE, "The per-process descriptor table is full."},
+        {ENOMEM, "Insufficient memory was available to fulfill the request."},
+        {EPERM, "Failed to create socket!"},
+    };
+    for (auto [error, message] : rows) {
+        faults::FailCall(1, error);
+        try {
+            Object made(running->New("RAWSocketVYN", AF_INET, SOCK_STREAM, 0));
+            ADD_FAILURE() << "made in spite of " << error;
+        } catch (const host::Exception &exception) {
+            EXPECT_EQ(exception.Text(), std::string("UnsupportedOperationException: ") + message);
+        }
+    }
+}
+
+// What socket(2) answers when standard input is closed must move, and there is no other number left.
+TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
+{
+    EXPECT_EQ(scenario::InChild([this]() -> std::string {
+                  close(STDIN_FILENO);
+                  rlimit two = {2, 2}; // the other is standard output
+                  setrlimit(RLIMIT_NOFILE, &two);
+                  try {
+                      running->New("RAWSocketVYN", AF_INET, SOCK_DGRAM, 0);
+                  } catch (const host::Exception &exception) {
+                      return fcntl(STDIN_FILENO, F_GETFD) == -1 ? exception.Text() : "it is left open";
+                  }
+                  return "made";
+              }),
+              "UnsupportedOperationException: The per-process descriptor table is full.");
+}
+
+TEST_F(Socket, EventsOfTheHighestNumbersArrive)
+{
+    constexpr int kNumber = 70000; // beyond the sets that polls keep
+    if (std::getenv("VYN_EMULATED") != nullptr || !RaiseDescriptorLimit(kNumber + 1)) GTEST_SKIP() << "not here";
+    int events = 0;
+    Object socket = Ready(events);
+    auto handle = static_cast<int>(running->Get<long>(socket.Get(), "Handle"));
+    ASSERT_EQ(dup2(handle, kNumber), kNumber);
+    close(handle);
+    running->Set(socket.Get(), "Handle", long{kNumber});
+    running->Call<void>(socket.Get(), "Poll");
+    EXPECT_EQ(events, 1);
+}
+
+TEST_F(Socket, APollOnAnotherThreadDoesNothing)
+{
+    int events = 0;
+    Object socket = Ready(events);
+    std::thread([&] { running->Call<void>(socket.Get(), "Poll"); }).join();
+    EXPECT_EQ(events, 0);
+    running->Call<void>(socket.Get(), "Poll");
+    EXPECT_EQ(events, 1);
+}
+
+// Empty for the query, and there for the receive: the datagram waits for the next Read, whole.
+TEST_F(Socket, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
+{
+    static Object socket; // where the moment between the two can reach it
+    socket = Object(running->New("UDPSocketVYN"));
+    Bind(socket);
+    faults::afterQuery = [] { SendToItself(socket); };
+    for (const char *wanted : {"", "127.0.0.1", ""}) {
+        Object datagram(running->Call<REALobjectStruct *>(socket.Get(), "Read(peek as Boolean) as DatagramVYN", false));
+        String data(datagram.Get() == nullptr ? nullptr : running->Get<REALstringStruct *>(datagram.Get(), "Data"));
+        EXPECT_EQ(host::BytesOf(data.Get()), wanted);
+    }
+    socket = Object();
+}

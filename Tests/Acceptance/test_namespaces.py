@@ -18,7 +18,7 @@ LIMIT = 60  # seconds for anything
 EACCES, EADDRINUSE, EADDRNOTAVAIL, EMSGSIZE, ENETUNREACH, ENOBUFS, ENODEV = 13, 98, 99, 90, 101, 105, 19
 GROUP = "239.1.2.3"
 TRIAL = "ip link add wire type veth && ip address add fd00::1/64 dev wire && mount --bind /etc/hosts /etc/hosts"
-NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n"
+NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n255.255.255.255 all\n"
 
 
 class Machine:
@@ -183,6 +183,10 @@ class Names(Machines):
                                         ("AddressToName", "10.0.0.2", "both"), ("AddressToName", "10.0.0.9", ""),
                                         ("AddressToNameIPv6", "fd00::2", "both")):
             self.near.does(f"DNS{function}VYN('{asked}')", wanted)
+
+    def test_a_name_for_the_broadcast_address_is_none_to_send_to(self):
+        self.near.does("select(2, pcall(UDPSocketVYN().SendMessage, UDPSocketVYN(), 'x', 'all', 9)).message",
+                       "Invalid address.")
 
     def test_connecting_with_addresses_of_one_family_or_both(self):
         self.far.does("listener = RAWSocketVYN(10, 1, 6)")  # takes IPv4 too

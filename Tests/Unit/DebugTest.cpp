@@ -107,25 +107,25 @@ TEST(Debug, TheFileIsTheFirstOfFivePlacesThatCanBeWritten)
 
 TEST(Debug, LookUpsOfInstanceDataAreTold)
 {
-    gDebugging = true;
     REALclassDefinition good = {.dataSize = 16, .forSystemUse = 48}, bad = {.forSystemUse = 8};
-    REALcontrol control;
+    REALcontrol control, sized;
     control.forSystemUse = -1;
+    sized.dataSize = 1;
+    sized.forSystemUse = 1;
     auto instance = reinterpret_cast<REALobjectStruct *>(&good);
-    auto log = CaptureLog([&] {
+    auto lookUp = [&] {
         REALGetClassDataChecks(instance, &good);
         REALGetClassDataChecks(nullptr, &bad);
         REALGetClassDataChecks(instance, &bad);
         REALGetControlDataChecks(nullptr, &control);
         REALGetControlDataChecks(instance, &control);
-        control.forSystemUse = 1;
-        control.dataSize = 1;
-        REALGetControlDataChecks(instance, &control);
-    });
-    EXPECT_EQ(
-        log,
-        (Lines{"VYN Debug: REALGetClassData with nil instance (nil)", "VYN Debug: REALGetClassData with dataSize 0",
-               "VYN Debug: REALGetClassData with forSystemUse 8",
-               "VYN Debug: REALGetControlData with nil instance (nil)", "VYN Debug: REALGetControlData with dataSize 0",
-               "VYN Debug: REALGetControlData with forSystemUse -1"}));
+        REALGetControlDataChecks(instance, &sized);
+    };
+    EXPECT_EQ(CaptureLog(lookUp), Lines());
+    gDebugging = true;
+    const std::string line = "VYN Debug: REALGet";
+    EXPECT_EQ(CaptureLog(lookUp),
+              (Lines{line + "ClassData with nil instance (nil)", line + "ClassData with dataSize 0",
+                     line + "ClassData with forSystemUse 8", line + "ControlData with nil instance (nil)",
+                     line + "ControlData with dataSize 0", line + "ControlData with forSystemUse -1"}));
 }

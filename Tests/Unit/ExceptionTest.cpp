@@ -1,4 +1,5 @@
 // What programs are told of failures.
+#include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
 
 #include "Tests/Unit/Faults.h"
@@ -91,8 +92,11 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
         {Throwing(std::logic_error("l")), "RuntimeException: C++ Exception: l"},
         {Throwing(5), "RuntimeException: Sorry, but there was an unnamed C++ Exception."},
     };
-    for (const Row &row : rows)
-        EXPECT_EQ(Raised(row.body), row.raised);
+    for (bool logged : {false, true}) {
+        gDebugging = logged;
+        for (const Row &row : rows)
+            EXPECT_EQ(Raised(row.body), row.raised);
+    }
 }
 
 TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)

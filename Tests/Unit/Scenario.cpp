@@ -366,6 +366,15 @@ std::string HeaderOption()
     return seen << " " << Host().Get<long>(socket.Get(), "IPHeaderIncluded") << Outcome(socket);
 }
 
+std::string WithoutADescriptor()
+{
+    Object socket = Raw(AF_INET, SOCK_DGRAM, 0);
+    Host().Call<void>(socket.Get(), "Close");
+    Bind(socket, "127.0.0.1");
+    return Seen() << Outcome(socket) << " " << Number(socket, "AvailableBytes") << " " << Number(socket, "LocalPort")
+                  << " " << Send(socket, "x", "127.0.0.1", 9) << Outcome(socket);
+}
+
 std::string NoSuchFamily()
 {
     Raw(9999, 1, 0);
@@ -447,6 +456,7 @@ constexpr Step steps[] = {
     {"stream",                  Stream,             " (0) (0) connected (0) 127.0.0.1 (0) 6 (0) str (0) stream (0)"},
     {"raw addresses",           RawAddresses,       "1 (0) 1 (0) 4 (0) data from 127.0.0.1, 16 bytes of address (0)"},
     {"header option",           HeaderOption,       " (92) 0 (0)"},
+    {"without a descriptor",    WithoutADescriptor, " (-1) 0 0 0 (-1)"},
     {"no such family",          NoSuchFamily,       "UnsupportedOperationException: The specified address family is not supported."},
     {"helpers",                 Helpers,            "127.0.0.1 67305985 65534"},
     {"extension of nothing",    ExtensionOfNothing, "NilObjectException: Socket is nil"},

@@ -12,8 +12,9 @@
 #include <string>
 #include <string_view>
 
-using namespace std::string_literals;
+using namespace std::literals;
 using String = host::Owned<REALstringStruct>;
+using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -65,13 +66,31 @@ TEST_F(Text, WhatCannotBeBuiltIsNull)
     EXPECT_EQ(Bytes(String(CString2RBmax("ab", kEncodingUTF8, 100))), "ab");
     EXPECT_EQ(Bytes(String(PString2RB(reinterpret_cast<const unsigned char *>("\3abcdef"), kEncodingUTF8))), "abc");
 
-    gDebugging = true;
-    auto log = CaptureLog([] { String kept(CString2RB("a", kEncodingUTF16)); });
-    ASSERT_FALSE(log.empty());
-    EXPECT_EQ(log[0], "VYN Debug: Error: kREALTextEncodingUTF16 not useful for CString2RB!");
-    log = CaptureLog([] { String odd(REALBuildUnicodeString("a", 1, 77)); });
-    ASSERT_EQ(log.size(), 1U);
-    EXPECT_EQ(log[0], "VYN Debug: Unknown encoding in REALBuildUnicodeString 77");
+    EXPECT_EQ(CString2RBmax(nullptr, kEncodingUTF8, 3), nullptr);
+    EXPECT_EQ(PString2RB(nullptr, kEncodingUTF8), nullptr);
+    EXPECT_EQ(UnicodeCString2RB(static_cast<const wchar_t *>(nullptr)), nullptr);
+    EXPECT_EQ(UnicodeCString2RB(static_cast<const unsigned short *>(nullptr)), nullptr);
+
+    auto pascal = reinterpret_cast<const unsigned char *>("\4a\0\0");
+    struct {
+        std::function<REALstringStruct *()> build;
+        const char *line;
+    } const rows[] = {
+        {[] { return CString2RB("a", kEncodingUTF16); }, "Error: kREALTextEncodingUTF16 not useful for CString2RB!"},
+        {[] { return CString2RB("a", kEncodingUTF32); }, "Error: kREALTextEncodingUTF32 not useful for CString2RB!"},
+        {[&] { return PString2RB(pascal, kEncodingUTF16); },
+         "Error: kREALTextEncodingUTF16 not useful for PString2RB!"},
+        {[&] { return PString2RB(pascal, kEncodingUTF32); },
+         "Error: kREALTextEncodingUTF32 not useful for PString2RB!"},
+        {[] { return REALBuildUnicodeString("a", 1, 77); }, "Unknown encoding in REALBuildUnicodeString 77"},
+        {[] { return REALBuildUnicodeString("a", 1L << 31, 0); }, "Count too big for REALBuildUnicodeString."},
+    };
+    for (const auto &row : rows) {
+        gDebugging = false;
+        EXPECT_EQ(CaptureLog([&] { String built(row.build()); }), Lines());
+        gDebugging = true;
+        EXPECT_EQ(CaptureLog([&] { String built(row.build()); }).at(0), std::string("VYN Debug: ") + row.line);
+    }
 }
 
 class TextOnHost : public Text, public testing::WithParamInterface<double> {};
@@ -156,7 +175,8 @@ TEST_F(Text, WithoutMemoryATextIsEmpty)
     const std::pair<std::string, unsigned int> sources[] = {{"plain", kEncodingASCII},
                                                             {"caf\xC3\xA9", kEncodingUTF8},
                                                             {"caf\xE9", kEncodingNone},
-                                                            {"\x3D\xD8\x00\xDE"s, kEncodingUTF16}};
+                                                            {"\xFE\xFF\xD8\x3D\xDE\x00"s, kEncodingUTF16},
+                                                            {"\0\0\xFE\xFF\0\0\0a"s, kEncodingUTF32}};
     for (const auto &[bytes, encoding] : sources) {
         String source(host::NewString(bytes, encoding));
         for (auto length : {&rbText::LengthUTF8, &rbText::LengthUTF16, &rbText::LengthUTF32}) {
@@ -204,13 +224,13 @@ TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
 {
     StartHost();
     gHostResolver = [](const char *name) -> void * {
-        if (name == "PluginGetStringData"s)
+        if (name == "PluginGetStringData"sv)
             return reinterpret_cast<void *>(+[](REALstringStruct *, unsigned int, REALstringData *data) {
                 data->data = "ab!!";
                 data->length = 2;
                 return 1UL;
             });
-        if (name == "PluginDisposeStringData"s) return reinterpret_cast<void *>(+[](REALstringData *) {});
+        if (name == "PluginDisposeStringData"sv) return reinterpret_cast<void *>(+[](REALstringData *) {});
         return host::Resolve(name);
     };
     String source(host::NewString("\xE9", kEncodingLatin1));
@@ -220,6 +240,12 @@ TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
     EXPECT_EQ(text.GetUTF16()[0], 'a' + 256 * 'b');
     EXPECT_EQ(text.GetUTF16()[text.LengthUTF16()], 0);
     EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
+    if (faults::kAllocationsCanFail) {
+        rbText without(source.Get());
+        faults::FailAllocation(1);
+        EXPECT_STREQ(without.GetWindows(), "");
+        EXPECT_TRUE(faults::AllocationFailed());
+    }
 }
 
 TEST_F(Text, AnIllegalSequenceEndsTheTextAndIsTold)
@@ -271,8 +297,10 @@ TEST_F(Text, ChainsKeepEveryLinkOnceSet)
 TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)
 {
     StartHost({.without = {"PluginGetStringData", "StringGetCString"}});
-    String source(host::NewString("caf\xE9", kEncodingLatin1));
-    for (unsigned int encoding : {kEncodingLatin1, kEncodingNone, kEncodingUTF8, kEncodingUTF16}) {
+    constexpr unsigned int kUnknown = 77;
+    for (unsigned int encoding :
+         {unsigned{kEncodingASCII}, unsigned{kEncodingLatin1}, unsigned{kEncodingNone}, unsigned{kEncodingUTF8},
+          unsigned{kEncodingUTF16}, unsigned{kEncodingUTF32}, kUnknown}) {
         String other(host::NewString("caf\xE9", encoding));
         rbText text(other.Get());
         EXPECT_STREQ(text.GetUTF8(), "");

@@ -1,6 +1,6 @@
 -- Option properties: each is set and read back, moves no other, and tells what the system says.
 local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
-local equal, balanced, raises = support.equal, support.balanced, support.raises
+local equal, outcome, balanced, raises = support.equal, support.outcome, support.balanced, support.raises
 
 local EBADF, EINVAL = 9, 22
 
@@ -138,10 +138,8 @@ balanced("multicast on the loopback interface", function()
   local receiver = UDPSocketVYN()
   receiver:Bind(0)
   local port = receiver.LocalPort
-  receiver:AddMembership(GROUP, "127.0.0.1")
-  equal(receiver.Lasterror, 0)
-  receiver:AddMembership(GROUP, "127.0.0.1")
-  equal(receiver.Lasterror, 98) -- EADDRINUSE
+  outcome(receiver, 0, receiver:AddMembership(GROUP, "127.0.0.1"))
+  outcome(receiver, 98, receiver:AddMembership(GROUP, "127.0.0.1")) -- EADDRINUSE
   local sender = UDPSocketVYN()
   if support.emulated then
     return -- without the interface the datagrams go elsewhere
@@ -151,10 +149,8 @@ balanced("multicast on the loopback interface", function()
   support.arrived(receiver)
   equal(receiver:Read().Data, "to the group")
 
-  receiver:DropMembership(GROUP, "127.0.0.1")
-  equal(receiver.Lasterror, 0)
-  receiver:DropMembership(GROUP, "127.0.0.1")
-  equal(receiver.Lasterror, 99) -- EADDRNOTAVAIL
+  outcome(receiver, 0, receiver:DropMembership(GROUP, "127.0.0.1"))
+  outcome(receiver, 99, receiver:DropMembership(GROUP, "127.0.0.1")) -- EADDRNOTAVAIL
   sender:SendMessage("to nobody", GROUP, port)
   host.sleep(0.05)
   equal(receiver:Read(), nil)

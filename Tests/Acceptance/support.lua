@@ -11,6 +11,12 @@ function support.equal(found, wanted, what)
   end
 end
 
+-- Checks what an operation left in Lasterror, and what it answered.
+function support.outcome(socket, lastError, found, wanted)
+  support.equal(socket.Lasterror, lastError, "Lasterror")
+  support.equal(found, wanted)
+end
+
 -- Runs the function and answers the exception it raises, which must be of that class.
 function support.raises(class, message, action)
   local ok, exception = pcall(action)

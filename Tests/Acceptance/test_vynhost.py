@@ -1,4 +1,4 @@
-"""The host program: what it prints of the library, what it traces, and how it takes mistakes."""
+"""The library as the host program shows it: descriptors, members, and what is traced."""
 import os
 import subprocess
 import tempfile
@@ -88,68 +88,6 @@ class Traces(unittest.TestCase):
 
     def test_are_silent_otherwise(self):
         self.assertEqual(vynhost(program="UDPSocketVYN():Bind(0)", VYNDEBUG="on"), (0, "", ""))
-
-
-class Mistakes(unittest.TestCase):
-    def test_each_gets_a_message_and_a_status(self):
-        rows = [
-            # arguments, program, what the message says
-            (["--nonsense"], None, "--nonsense"),
-            (["--host-version", "new"], "", "new"),
-            (["--without", "NoSuchEntry"], "", "NoSuchEntry"),
-            (["--plugin", "/no/such/library"], "", "/no/such/library"),
-            (["--plugin", HOST], "", ""),
-            (["/no/such/script.lua"], None, "/no/such/script.lua"),
-            ([], "local = 5", "<name> expected"),
-            ([], "NoSuchClassVYN()", "NoSuchClassVYN"),
-            ([], "UDPSocketVYN():NoSuchMethod()", "NoSuchMethod"),
-            ([], "UDPSocketVYN().NoSuchProperty = 5", "NoSuchProperty"),
-            ([], "UDPSocketVYN().LocalPort = 5", "LocalPort"),
-            ([], "UDPSocketVYN():Bind()", "Bind(Port as Integer, IP as string = \"\")"),
-            ([], "UDPSocketVYN():Bind('x')", "Bind(Port as Integer, IP as string = \"\")"),
-            ([], "UDPSocketVYN():Bind(1.5)", "Bind(Port as Integer"),
-            ([], "UDPSocketVYN():Bind(1, 2, 3)", "Bind(Port as Integer"),
-            ([], "UDPSocketVYN().Bind(5, 5)", ""),
-            ([], "RAWSocketVYN.htons(65536)", "65536"),
-            ([], "RAWSocketVYN(1)", "Constructor(AddressFamily as Integer"),
-            ([], "UDPSocketVYN():SendMessage(DatagramVYN(), 'x')", "SendMessage("),
-            ([], "UDPSocketVYN().DataAvailable = 5", "DataAvailable"),
-            ([], "UDPSocketVYN():Bind(70000)", "UnsupportedOperationException: Invalid port number."),
-            ([], "error('its own')", "its own"),
-        ]
-        for arguments, program, message in rows:
-            status, _, error = vynhost(*arguments, program=program)
-            self.assertGreater(status, 0, (arguments, program))
-            self.assertLess(status, 128, (arguments, program))  # no signal
-            self.assertIn(message, error, (arguments, program))
-            self.assertNotEqual(error, "")
-
-    def test_the_prompt_goes_on_after_a_mistake(self):
-        status, output, _ = vynhost(given="x = 6\nnonsense)\nNoSuchThing()\nx * 7\nexit\n")
-        self.assertEqual(status, 0)
-        self.assertIn("42", output)
-
-    def test_a_program_without_standard_input_gets_no_socket_numbered_0(self):
-        program = "local s = UDPSocketVYN() assert(s.Handle > 0) s:Bind(0) assert(s.LocalPort > 0)"
-        with tempfile.NamedTemporaryFile("w", suffix=".lua") as file:
-            file.write(program)
-            file.flush()
-            run = subprocess.run(["sh", "-c", f"exec {' '.join(EMULATOR)} {HOST} {file.name} <&-"],
-                                 capture_output=True, text=True)
-        self.assertEqual((run.returncode, run.stderr), (0, ""))
-
-    def test_descriptors_stay_out_of_programs_that_are_started(self):
-        program = """
-          local listener = RAWSocketVYN(2, 1, 6)
-          listener:Bind(0, "127.0.0.1") listener:Listen()
-          local client, udp = RAWSocketVYN(2, 1, 6), UDPSocketVYN()
-          assert(client:Connect("127.0.0.1", listener.LocalPort))
-          local peer = listener:Accept(nil)
-          for _, s in ipairs({ listener, client, udp, peer }) do
-            assert(not os.execute("test -e /proc/self/fd/" .. s.Handle))
-          end
-        """
-        self.assertEqual(vynhost(program=program), (0, "", ""))
 
 
 if __name__ == "__main__":

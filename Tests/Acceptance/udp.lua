@@ -1,6 +1,6 @@
 -- UDPSocketVYN: creating, binding, naming, sending and reading.
 local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
-local equal, raises, balanced, bound = support.equal, support.raises, support.balanced, support.bound
+local equal, outcome, raises, balanced, bound = support.equal, support.outcome, support.raises, support.balanced, support.bound
 
 local EACCES, EINVAL, EMSGSIZE, EBADF = 13, 22, 90, 9
 local BAD_PORTS = { -1, 65536, 70000, (1 << 32) + 80, math.mininteger, math.maxinteger }
@@ -26,8 +26,7 @@ balanced("binding", function()
     equal(socket.Lasterror, -1, address:sub(1, 20))
     equal(socket.BindAddress, "")
   end
-  socket:Bind(0, "LocalHost")
-  equal(socket.Lasterror, 0)
+  outcome(socket, 0, socket:Bind(0, "LocalHost"))
   equal(socket.BindPort, 0)
   equal(socket.BindAddress, "LocalHost")
   equal(socket.LocalIP, "127.0.0.1")
@@ -35,8 +34,7 @@ balanced("binding", function()
   assert(socket.LocalPort > 0)
   equal(socket.Lasterror, 0, "Lasterror after LocalPort")
   -- A second try is refused and changes nothing.
-  socket:Bind(1234, "127.0.0.1")
-  equal(socket.Lasterror, EINVAL)
+  outcome(socket, EINVAL, socket:Bind(1234, "127.0.0.1"))
   equal(socket.BindAddress, "LocalHost")
   equal(socket.BindPort, 0)
 
@@ -88,8 +86,7 @@ balanced("sending and reading", function()
 
   local payloads = { "ab", "caf\xC3\xA9", "\xFF\0\xFE", ("x"):rep(1000), ("\x80y"):rep(30000), ("z"):rep(65507) }
   for _, payload in ipairs(payloads) do
-    equal(sender:SendMessage(payload, "127.0.0.1", port), #payload)
-    equal(sender.Lasterror, 0)
+    outcome(sender, 0, sender:SendMessage(payload, "127.0.0.1", port), #payload)
     support.arrived(receiver)
     equal(receiver.AvailableBytes, #payload)
     local peeked, datagram = receiver:Read(true), receiver:Read()
@@ -115,8 +112,7 @@ balanced("sending and reading", function()
 
   local block = MemoryBlock("\0\1\2\3")
   equal(sender:SendMessage(block, "127.0.0.1", port), 4)
-  equal(sender:SendMessage(MemoryBlock(""), "127.0.0.1", port), 0)
-  equal(sender.Lasterror, 0)
+  outcome(sender, 0, sender:SendMessage(MemoryBlock(""), "127.0.0.1", port), 0)
   local datagram = DatagramVYN()
   datagram.Address, datagram.Port, datagram.Data, datagram.Length = "127.0.0.1", port, "filled", 99
   equal(sender:SendMessage(datagram), 6)
@@ -131,8 +127,7 @@ balanced("an empty datagram goes with the first read and blocks nothing", functi
   local receiver, port = bound()
   local sender = UDPSocketVYN()
   for _, text in ipairs({ "", "a", "", "" }) do
-    equal(sender:SendMessage(text, "127.0.0.1", port), #text)
-    equal(sender.Lasterror, 0)
+    outcome(sender, 0, sender:SendMessage(text, "127.0.0.1", port), #text)
   end
   host.sleep(0.05)
   equal(receiver:Read(true), nil) -- a peek leaves it
@@ -159,10 +154,8 @@ balanced("sends that are refused", function()
     equal(socket.Lasterror, -1)
   end
   raises("NilObjectException", "Datagram is nil", function() socket:SendMessage(nil) end)
-  equal(socket:SendMessage("x", "255.255.255.255", 9), -1)
-  equal(socket.Lasterror, EACCES)
-  equal(socket:SendMessage(("x"):rep(65508), "127.0.0.1", 9), -1)
-  equal(socket.Lasterror, EMSGSIZE)
+  outcome(socket, EACCES, socket:SendMessage("x", "255.255.255.255", 9), -1)
+  outcome(socket, EMSGSIZE, socket:SendMessage(("x"):rep(65508), "127.0.0.1", 9), -1)
   -- What inet_addr takes is taken: fewer parts, octal and hexadecimal ones.
   local receiver, port = bound()
   for _, address in ipairs({ "127.1", "0177.0.0.1", "0x7f.1", "2130706433" }) do
@@ -197,10 +190,8 @@ balanced("a descriptor that is closed, or none, is an error and no harm", functi
     socket.Handle = handle
     socket:Bind(0)
     equal(socket.Lasterror, EBADF, "Bind of " .. handle)
-    equal(socket:SendMessage("x", "127.0.0.1", 9), -1)
-    equal(socket.Lasterror, EBADF)
-    equal(socket:Read(), nil)
-    equal(socket.Lasterror, EBADF)
+    outcome(socket, EBADF, socket:SendMessage("x", "127.0.0.1", 9), -1)
+    outcome(socket, EBADF, socket:Read(), nil)
     equal(socket.LocalPort, -1)
     equal(socket.LocalIP, "")
     equal(socket.Lasterror, EBADF)

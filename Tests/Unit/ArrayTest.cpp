@@ -132,20 +132,17 @@ TEST_P(Array, ElementsOfEveryWidthKeepTheirValues)
 // Colours, currencies and texts come from the host; there is no operation that sets one.
 TEST_P(Array, ElementsThatAreOnlyReadComeAsTheHostHasThem)
 {
-    auto colors = static_cast<_REALarrayColor *>(REALCreateArray(18, 1));
-    auto amounts = static_cast<_REALarrayCurrency *>(REALCreateArray(19, 1));
-    REALSetArrayValueColor(colors, 1, 0xFF8000U);
-    REALSetArrayValueCurrency(amounts, 1, -12345L);
-    std::uint32_t color = 0;
-    std::int64_t amount = 0;
-    REALGetArrayValue(colors, 1, &color);
-    REALGetArrayValue(amounts, 1, &amount);
-    EXPECT_EQ(color, 0xFF8000U);
-    EXPECT_EQ(amount, -12345);
-    EXPECT_EQ(REALGetArrayUBound(colors) + REALGetArrayUBound(amounts), 2);
-    EXPECT_EQ(GetArrayBasePointer(colors) != nullptr && GetArrayBasePointer(amounts) != nullptr, GetParam().direct);
-    ReleaseArray(colors);
-    ReleaseArray(amounts);
+    auto check = [](auto *array, auto setInHost, auto value) {
+        setInHost(array, 1, value);
+        auto found = decltype(value)();
+        REALGetArrayValue(array, 1, &found);
+        EXPECT_EQ(found, value);
+        EXPECT_EQ(REALGetArrayUBound(array), 1);
+        EXPECT_EQ(GetArrayBasePointer(array) != nullptr, GetParam().direct);
+        ReleaseArray(array);
+    };
+    check(static_cast<_REALarrayColor *>(REALCreateArray(18, 1)), REALSetArrayValueColor, 0xFF8000U);
+    check(static_cast<_REALarrayCurrency *>(REALCreateArray(19, 1)), REALSetArrayValueCurrency, -12345L);
 
     _REALarrayText *texts = REALCreateArrayText(-1);
     RuntimeText *text = host::NewText("text");

@@ -3,9 +3,7 @@
 #include "Tests/Unit/OnHost.h"
 #include "Tests/Unit/Scenario.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -44,15 +42,6 @@ class Socket : public OnHost {
         SendToItself(socket);
         running->events.SetHandler(socket.Get(), "DataAvailable", [&events](REALobjectStruct *) { events++; });
         return socket;
-    }
-
-    // Whether the number of descriptors may be this high here.
-    static bool RaiseDescriptorLimit(rlim_t limit)
-    {
-        rlimit now = {};
-        getrlimit(RLIMIT_NOFILE, &now);
-        rlimit wanted = {limit, std::max(limit, now.rlim_max)};
-        return setrlimit(RLIMIT_NOFILE, &wanted) == 0;
     }
 };
 
@@ -99,20 +88,6 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
                   return "made";
               }),
               "UnsupportedOperationException: The per-process descriptor table is full.");
-}
-
-TEST_F(Socket, EventsOfTheHighestNumbersArrive)
-{
-    constexpr int kNumber = 70000; // beyond the sets that polls keep
-    if (std::getenv("VYN_EMULATED") != nullptr || !RaiseDescriptorLimit(kNumber + 1)) GTEST_SKIP() << "not here";
-    int events = 0;
-    Object socket = Ready(events);
-    auto handle = static_cast<int>(running->Get<long>(socket.Get(), "Handle"));
-    ASSERT_EQ(dup2(handle, kNumber), kNumber);
-    close(handle);
-    running->Set(socket.Get(), "Handle", long{kNumber});
-    running->Call<void>(socket.Get(), "Poll");
-    EXPECT_EQ(events, 1);
 }
 
 TEST_F(Socket, APollOnAnotherThreadDoesNothing)

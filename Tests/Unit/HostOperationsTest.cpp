@@ -260,24 +260,9 @@ void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Resu
     EXPECT_EQ(reached, 1);
 }
 
-// The host's procedures for arrays of one element type, and what they were given.
+// What was set and inserted in an array of one element type, each at its index.
 template <typename Element>
-struct Procedures {
-    static inline int array;
-    static inline std::vector<std::pair<long, Element>> moved;
-
-    static Element Get(void *of, long index)
-    {
-        EXPECT_EQ(of, &array);
-        return moved.at(static_cast<std::size_t>(index)).second;
-    }
-    static void Set(void *of, Element value, long index)
-    {
-        EXPECT_EQ(of, &array);
-        moved.emplace_back(index, value);
-    }
-    static void Insert(void *of, long index, Element value) { Set(of, value, index); }
-};
+std::vector<std::pair<long, Element>> moved;
 
 // An element set and inserted goes to the host, and comes from it; without the entries nothing happens.
 template <typename Element>
@@ -285,29 +270,31 @@ void CheckElements(const std::string &type, void (*get)(void *, long, Element *)
                    void (*insert)(void *, long, Element))
 {
     SCOPED_TRACE(type);
-    using Host = Procedures<Element>;
-    Host::moved.clear();
     entries.clear();
+    moved<Element>.clear();
     const auto first = Numbered<Element>(3), second = Numbered<Element>(0);
-    Element out = first;
-    std::vector<std::pair<long, Element>> wanted;
-    for (bool offered : {false, true}) {
-        if (offered) {
-            auto offer = [&](const char *end, auto entry) { Provide(("Plugin" + type + end).c_str(), entry); };
-            offer("ArrayGetProc", [](void *, long, Element *) { return &Host::Get; });
-            offer("ArraySetProc", [](void *, long, Element) { return &Host::Set; });
-            offer("ArrayInsertProc", [](void *, long, Element) { return &Host::Insert; });
-            wanted = {{5, first}, {6, second}};
-            if (insert == nullptr) wanted.pop_back();
-        }
-        set(&Host::array, 5, first);
-        if (insert != nullptr) insert(&Host::array, 6, second);
-        EXPECT_EQ(Host::moved, wanted);
-        out = second;
-        get(&Host::array, 0, &out);
-        get(&Host::array, 0, nullptr);
-        EXPECT_EQ(out, offered ? first : second);
-    }
+    auto use = [&] {
+        set(nullptr, 5, first);
+        if (insert != nullptr) insert(nullptr, 6, second);
+        Element out = second;
+        get(nullptr, 0, &out);
+        get(nullptr, 0, nullptr);
+        return out;
+    };
+    EXPECT_EQ(use(), second);
+    Provide(("Plugin" + type + "ArrayGetProc").c_str(), [](void *, long, Element *) {
+        return +[](void *, long index) { return moved<Element>.at(static_cast<std::size_t>(index)).second; };
+    });
+    Provide(("Plugin" + type + "ArraySetProc").c_str(), [](void *, long, Element) {
+        return +[](void *, Element value, long index) { moved<Element>.emplace_back(index, value); };
+    });
+    Provide(("Plugin" + type + "ArrayInsertProc").c_str(), [](void *, long, Element) {
+        return +[](void *, long index, Element value) { moved<Element>.emplace_back(index, value); };
+    });
+    EXPECT_EQ(use(), first);
+    std::vector<std::pair<long, Element>> wanted = {{5, first}, {6, second}};
+    if (insert == nullptr) wanted.pop_back();
+    EXPECT_EQ(moved<Element>, wanted);
 }
 
 } // namespace

@@ -166,10 +166,3 @@ balanced("multicast on the loopback interface", function()
     equal(receiver.Lasterror, -1)
   end
 end)
-
-balanced("Debugging is one switch for all", function()
-  equal(UDPSocketVYN.Debugging, false)
-  UDPSocketVYN.Debugging = true
-  equal(UDPSocketVYN.Debugging, true)
-  UDPSocketVYN.Debugging = false
-end)

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <new>
 
 using String = host::Owned<REALstringStruct>;
 using Object = host::Owned<REALobjectStruct>;
@@ -153,23 +152,6 @@ TEST_P(DataWithout, ABlockThatCannotBeMadeIsAnException)
     EXPECT_EQ(running->exceptions.Raised()[0].className, "OutOfMemoryException");
     EXPECT_EQ(running->exceptions.Raised()[0].message, "Failed to allocate a memoryblock with 7 bytes in size.");
     Object taken(running->exceptions.TakePending());
-}
-
-TEST_F(Data, MemoryThatRunsOutWhileABlockIsMadeIsToldAsAnyOtherFailure)
-{
-    StartHost();
-    gHostResolver = [](const char *name) -> void * {
-        if (std::strcmp(name, "PluginCallFunctionWithExceptionHandler") != 0) return host::Resolve(name);
-        return reinterpret_cast<void *>(
-            +[](void (*)(void *), void *) -> REALobjectStruct * { throw std::bad_alloc(); });
-    };
-    for (bool logged : {false, true}) {
-        gDebugging = logged;
-        EXPECT_EQ(REALBuildMemoryblock(reinterpret_cast<const unsigned char *>("payload"), 7), nullptr);
-        Object taken(running->exceptions.TakePending());
-        EXPECT_EQ(running->exceptions.Raised().back().message,
-                  "Failed to allocate a memoryblock with 7 bytes in size.");
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Entries, DataWithout,

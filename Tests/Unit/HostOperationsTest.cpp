@@ -4,7 +4,6 @@
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Tests/Unit/Scenario.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
@@ -138,21 +137,11 @@ TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(HostOperations, ShortFormsGoToTheFullOnes)
+TEST_F(HostOperations, OperationsThatStandInNoRow)
 {
-    EXPECT_EQ(REALBuildString("text", 4, 5), nullptr);
-    EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(8)), nullptr);
     bool value = true;
     EXPECT_FALSE(REALGetPropValueBoolean(nullptr, "On", &value));
     EXPECT_TRUE(value); // untouched
-
-    Provide("REALBuildStringWithEncoding", [](const char *bytes, int count, unsigned int encoding) {
-        return AnyHandle<REALstringStruct>(std::strlen(bytes) * 100 + static_cast<unsigned int>(count) + encoding);
-    });
-    EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(409));
-    Provide("CreateInstance", [](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
-    EXPECT_EQ(REALnewInstance(static_cast<REALclassRefStruct *>(nullptr)), nullptr);
-    EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(8)), AnyHandle<REALobjectStruct>(16));
     Provide("REALGetPropValueBool", [](REALobjectStruct *, const char *, unsigned char *byte) {
         *byte = static_cast<unsigned char>(answer);
         return answer;
@@ -162,6 +151,11 @@ TEST_F(HostOperations, ShortFormsGoToTheFullOnes)
         EXPECT_EQ(REALGetPropValueBoolean(nullptr, "On", &value), given == 2);
         EXPECT_EQ(value, given == 2);
     }
+    Provide("REALBuildStringWithEncoding", [](const char *, int count, unsigned int encoding) {
+        return AnyHandle<REALstringStruct>(static_cast<unsigned int>(count) * 100 + encoding);
+    });
+    EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(405));
+    EXPECT_EQ(REALnewInstance(static_cast<REALclassRefStruct *>(nullptr)), nullptr);
 }
 
 TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)

@@ -137,23 +137,20 @@ void Script::Call(lua_State *state, int arguments, int results)
     if (status != LUA_OK) ThrowTop(state);
 }
 
-void *Script::Allocate(void *script, void *block, std::size_t, std::size_t size)
+void *Script::Allocate(void *data, void *block, std::size_t oldSize, std::size_t size)
 {
-    if (size == 0) {
-        std::free(block);
-        return nullptr;
-    }
-    void *grown = std::realloc(block, size);
-    if (grown == nullptr && static_cast<Script *>(script)->inBody) {
+    auto script = static_cast<Script *>(data);
+    void *resized = script->blocks.Resize(block, oldSize, size);
+    if (resized == nullptr && size != 0 && script->inBody) {
         std::fputs("out of memory\n", stderr);
         std::_Exit(1);
     }
-    return grown;
+    return resized;
 }
 
-Script::Script(Host &runtime, const std::vector<std::string> &words)
-    : host(runtime), current(lua_newstate(Allocate, this)), arguments(words)
+Script::Script(Host &runtime, const std::vector<std::string> &words) : host(runtime), arguments(words)
 {
+    current = lua_newstate(Allocate, this);
     *static_cast<Script **>(lua_getextraspace(current)) = this;
     luaL_openlibs(current);
     lua_gc(current, LUA_GCGEN, 0, 0); // as Lua's own program: what a program receives mostly dies young

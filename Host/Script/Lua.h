@@ -7,6 +7,7 @@
 #pragma once
 
 #include "Host/Runtime/Host.h"
+#include "Host/Script/Blocks.h"
 
 #include <lua.hpp>
 
@@ -57,10 +58,11 @@ class Script {
   private:
     friend int RunBody(lua_State *state, int (*body)(lua_State *));
 
-    static void *Allocate(void *script, void *block, std::size_t oldSize, std::size_t size);
+    static void *Allocate(void *data, void *block, std::size_t oldSize, std::size_t size);
     void Load(int status);
     void RunLoaded();
 
+    Blocks blocks;
     bool inBody = true;
 };
 

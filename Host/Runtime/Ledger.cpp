@@ -124,7 +124,7 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
         value = kept.release();
         addresses.Insert(value);
     }
-    *value = {kind, static_cast<std::uint16_t>(sizeClass), 0, static_cast<std::int64_t>(size), {type}, 1};
+    *value = {kind, static_cast<std::uint16_t>(sizeClass), {0}, static_cast<std::int64_t>(size), {type}, 1};
     if (kind == Kind::Object) std::memset(value->Bytes(), 0, size);
     ASAN_POISON_MEMORY_REGION(value->Bytes() + size, CellBytes(sizeClass) - sizeof(Value) - size);
     Count(live, *value, 1);

@@ -22,7 +22,10 @@ enum class Kind : std::uint16_t { Dead, String, Text, Object, Dying };
 struct Value {
     Kind kind;
     std::uint16_t sizeClass; // of its place, which may hold more than the size says
-    std::uint32_t encoding;  // of a string
+    union {
+        std::uint32_t encoding; // of a string
+        std::uint32_t number;   // of an object: whoever shows objects to a program finds it again by this
+    };
     std::int64_t size;       // in bytes, of what follows
     union {
         const Class *type; // of an object

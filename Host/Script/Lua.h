@@ -27,6 +27,27 @@ struct Mistake : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Small numbers for what lives: those given back are taken first.
+class Numbers {
+  public:
+    std::uint32_t Take()
+    {
+        if (!returned.empty()) {
+            auto number = returned.back();
+            returned.pop_back();
+            return number;
+        }
+        if (returned.capacity() <= last) returned.reserve(2 * (last + 1)); // to give back must need no memory
+        return ++last;
+    }
+
+    void GiveBack(std::uint32_t number) { returned.push_back(number); }
+
+  private:
+    std::vector<std::uint32_t> returned;
+    std::uint32_t last = 0;
+};
+
 class Script {
   public:
     // Makes everything that the host has registered known to Lua.
@@ -54,6 +75,8 @@ class Script {
     std::deque<std::unique_ptr<Method>> methods; // what the tables in Lua point to
     std::deque<Member> members;
     std::vector<std::string> arguments;
+    int proxies = LUA_NOREF; // the table of the proxies of objects, in the registry
+    Numbers numbers;         // of objects with proxies, in that table
 
   private:
     friend int RunBody(lua_State *state, int (*body)(lua_State *));

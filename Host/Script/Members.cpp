@@ -51,7 +51,7 @@ void SetOwnField(lua_State *state, const std::string &name)
 }
 
 // The handler runs in the thread of Lua that is running. An object whose proxy is gone has no handlers any more.
-void FireInLua(Script &script, const void *object, const Event &event)
+void FireInLua(Script &script, const REALobjectStruct *object, const Event &event)
 {
     lua_State *state = script.current;
     if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("there are too many events in each other");

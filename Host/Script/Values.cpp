@@ -4,7 +4,6 @@ namespace host {
 namespace {
 
 constexpr char proxyMark = 0;
-constexpr char proxiesKey = 0; // the table of all proxies of objects, by handle; weak, and released ones count for none
 constexpr char stringMetatableKey = 0;
 
 // What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
@@ -111,6 +110,7 @@ int ReleaseProxy(lua_State *state)
         Release(static_cast<REALstringStruct *>(handle));
         return 0;
     }
+    Script::Of(state).numbers.GiveBack(proxy->number);
     Release(static_cast<REALobjectStruct *>(handle));
     Script::Of(state).host.exceptions.ThrowPending();
     return 0;
@@ -146,32 +146,35 @@ REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
     return object;
 }
 
-bool PushExistingProxy(lua_State *state, const void *object)
+// The table is weak, and a number may be another's by now.
+bool PushExistingProxy(lua_State *state, const REALobjectStruct *object)
 {
-    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-    lua_rawgetp(state, -1, object);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, Script::Of(state).proxies);
+    lua_rawgeti(state, -1, reinterpret_cast<const Value *>(object)->number);
     lua_remove(state, -2);
     auto proxy = static_cast<const Proxy *>(lua_touserdata(state, -1));
-    bool lives = proxy != nullptr && proxy->handle != nullptr;
-    if (!lives) lua_pop(state, 1);
-    return lives;
+    bool exists = proxy != nullptr && proxy->handle == object;
+    if (!exists) lua_pop(state, 1);
+    return exists;
 }
 
 // A proxy has a reference of its own: while there is no other than the one given, there is no proxy.
 void PushObject(lua_State *state, Owned<REALobjectStruct> object)
 {
-    const Value *value = Host::Current().ledger.Find(object.Get(), Kind::Object, "an object for the program");
+    Script &script = Script::Of(state);
+    Value *value = script.host.ledger.Find(object.Get(), Kind::Object, "an object for the program");
     if (value == nullptr) {
         lua_pushnil(state);
         return;
     }
     if (value->references > 1 && PushExistingProxy(state, object.Get())) return;
     Proxy *proxy = NewProxy(state, value->type, value->type);
-    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-    lua_pushvalue(state, -2);
-    lua_rawsetp(state, -2, object.Get());
-    lua_pop(state, 1);
+    value->number = proxy->number = script.numbers.Take();
     proxy->handle = object.Leave();
+    lua_rawgeti(state, LUA_REGISTRYINDEX, script.proxies);
+    lua_pushvalue(state, -2);
+    lua_rawseti(state, -2, proxy->number);
+    lua_pop(state, 1);
 }
 
 void PushString(lua_State *state, REALstringStruct *string)
@@ -295,7 +298,7 @@ void OpenValues(lua_State *state)
     lua_pushstring(state, "v");
     lua_rawset(state, -3);
     lua_setmetatable(state, -2);
-    lua_rawsetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+    Script::Of(state).proxies = luaL_ref(state, LUA_REGISTRYINDEX);
 
     lua_newtable(state);
     SetProxyFunctions(state, "string with an encoding");

@@ -12,6 +12,7 @@ struct Proxy {
     const void *mark;  // tells proxies from the userdata of others
     void *handle;      // null once it is released
     const Class *type; // null for a string
+    std::uint32_t number = 0; // of an object, in the table of proxies
 };
 
 // Null for anything but a proxy.
@@ -29,8 +30,9 @@ void PushString(lua_State *state, REALstringStruct *string);
 // A proxy of a string; null is a proxy too.
 void PushEncodedString(lua_State *state, Owned<REALstringStruct> string);
 
-// Leaves the proxy of the object on the stack if it has one; false, and nothing on the stack, if it has none.
-bool PushExistingProxy(lua_State *state, const void *object);
+// Leaves the proxy of the object, which must live, on the stack if it has one; false, and nothing on the stack, if it
+// has none.
+bool PushExistingProxy(lua_State *state, const REALobjectStruct *object);
 
 void OpenValues(lua_State *state);
 

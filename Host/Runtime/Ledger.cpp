@@ -52,7 +52,7 @@ std::span<unsigned char> Tail(Value &value, std::size_t size)
 
 void Fill(std::span<unsigned char> bytes)
 {
-    std::memset(bytes.data(), restingPattern, bytes.size());
+    if (!bytes.empty()) std::memset(bytes.data(), restingPattern, bytes.size());
 }
 
 bool IsFilled(std::span<const unsigned char> bytes)

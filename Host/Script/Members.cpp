@@ -102,9 +102,10 @@ void PushProperty(lua_State *state, REALobjectStruct *object, const Property &pr
 
 int ReadMember(lua_State *state)
 {
-    REALobjectStruct *object = SelfOf(state);
     lua_pushvalue(state, 2);
     int found = lua_rawget(state, lua_upvalueindex(1));
+    if (found == LUA_TFUNCTION) return 1; // looks at its object itself
+    REALobjectStruct *object = SelfOf(state);
     if (found == LUA_TLIGHTUSERDATA) {
         const Member &member = *static_cast<const Member *>(lua_touserdata(state, -1));
         if (member.event != nullptr) {

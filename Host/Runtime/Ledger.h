@@ -26,7 +26,7 @@ struct Value {
         std::uint32_t encoding; // of a string
         std::uint32_t number;   // of an object: whoever shows objects to a program finds it again by this
     };
-    std::int64_t size;       // in bytes, of what follows
+    std::int64_t size; // in bytes, of what follows
     union {
         const Class *type; // of an object
         Value *next;       // of a released value: the one that was released after it

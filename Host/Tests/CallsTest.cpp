@@ -42,6 +42,13 @@ REALobjectStruct *Same(REALobjectStruct *block)
     return block;
 }
 
+// Swaps the block for the one that was given before, whose reference goes with it.
+REALobjectStruct *Swap(REALobjectStruct *block)
+{
+    static REALobjectStruct *kept = nullptr;
+    return std::exchange(kept, Same(block));
+}
+
 template <typename Signature>
 REALmethodDefinition Row(const char *declaration, Signature *function)
 {
@@ -63,6 +70,7 @@ REALmethodDefinition functions[] = {
     Row("AsUInt32() as UInt32", Wide),
     Row("Halves(text as String = \"left out\", byref tail as String) as String", Halves),
     Row("Same(block as MemoryBlock) as MemoryBlock", Same),
+    Row("Swap(block as MemoryBlock) as MemoryBlock", Swap),
 };
 
 } // namespace
@@ -85,6 +93,14 @@ TEST(Calls, CarryEveryTypeBothWays)
         {"Same(nil)", "nil"},
         {"(function() local block = MemoryBlock(3); return Same(block) == block and block:bytes() end)()",
          "string.rep('\\0', 3)"},
+        // An object that outlives its proxy isn't taken for the one whose proxy came after.
+        {"(function() do local first <close> = MemoryBlock('first'); Swap(first) end; local second = MemoryBlock(2); "
+         "local first = Swap(nil); return first ~= second and first:bytes() end)()",
+         "'first'"},
+        // Large blocks of Lua's memory come and go through all their sizes.
+        {"(function() local size = 0; for round = 1, 3 do for i = 900, 20000, 77 do "
+         "size = size + #(('x'):rep(i) .. 'y'):upper() - i end end; return size end)()",
+         "3 * 249"},
         {"pcall(Mixed, true, 0x10000, 0, 0, true, 0, 0, true)", "false"},
         {"pcall(Same, 'text')", "false"},
         {"pcall(Digits, 1, 2, 3.5)", "false"},

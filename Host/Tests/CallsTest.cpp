@@ -42,11 +42,16 @@ REALobjectStruct *Same(REALobjectStruct *block)
     return block;
 }
 
-// Swaps the block for the one that was given before, whose reference goes with it.
-REALobjectStruct *Swap(REALobjectStruct *block)
+REALobjectStruct *keptBlock = nullptr;
+
+void Keep(REALobjectStruct *block)
 {
-    static REALobjectStruct *kept = nullptr;
-    return std::exchange(kept, Same(block));
+    host::Release(std::exchange(keptBlock, Same(block)));
+}
+
+REALobjectStruct *Kept()
+{
+    return Same(keptBlock);
 }
 
 template <typename Signature>
@@ -70,7 +75,8 @@ REALmethodDefinition functions[] = {
     Row("AsUInt32() as UInt32", Wide),
     Row("Halves(text as String = \"left out\", byref tail as String) as String", Halves),
     Row("Same(block as MemoryBlock) as MemoryBlock", Same),
-    Row("Swap(block as MemoryBlock) as MemoryBlock", Swap),
+    Row("Keep(block as MemoryBlock)", Keep),
+    Row("Kept() as MemoryBlock", Kept),
 };
 
 } // namespace
@@ -94,8 +100,8 @@ TEST(Calls, CarryEveryTypeBothWays)
         {"(function() local block = MemoryBlock(3); return Same(block) == block and block:bytes() end)()",
          "string.rep('\\0', 3)"},
         // An object that outlives its proxy isn't taken for the one whose proxy came after.
-        {"(function() do local first <close> = MemoryBlock('first'); Swap(first) end; local second = MemoryBlock(2); "
-         "local first = Swap(nil); return first ~= second and first:bytes() end)()",
+        {"(function() do local first <close> = MemoryBlock('first'); Keep(first) end; local second = MemoryBlock(2); "
+         "local first = Kept(); Keep(nil); return first ~= second and first:bytes() end)()",
          "'first'"},
         // Large blocks of Lua's memory come and go through all their sizes.
         {"(function() local size = 0; for round = 1, 3 do for i = 900, 20000, 77 do "

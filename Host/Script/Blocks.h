@@ -6,7 +6,9 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 namespace host {

@@ -20,6 +20,7 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 QUIET = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+BUILD = "build/debug"
 LIMIT = 120  # seconds for one group of tests; all of them take about 20 when nothing is wrong
 
 # Texts, characters and comments stay as they are; so do lines of the log, of the preprocessor and of static checks.
@@ -83,7 +84,7 @@ def passes(copy, *command):
 def survives(copy, path):
     """The tests that bear the file's name first, then the quick ones, then all others."""
     subject = re.sub(r"^(rb|My|RAW|Base|Main)", "", path.stem)
-    ctest = "ctest", "--test-dir", "build", "-j2", "--stop-on-failure", "-E"
+    ctest = "ctest", "--test-dir", BUILD, "-j2", "--stop-on-failure", "-E"
     return (passes(copy, *ctest, "NOT_BUILT", "-R", subject)
             and passes(copy, *ctest, "NOT_BUILT|programs", "-R", "acceptance")
             and passes(copy, *ctest, f"NOT_BUILT|acceptance|{subject}"))
@@ -91,10 +92,10 @@ def survives(copy, path):
 
 def build(copy):
     """The bytes of what was built; None when it does not compile."""
-    command = ["cmake", "--build", "build", "-j2", "--target", "unit_tests", "VYNNetwork", "vynhost"]
+    command = ["cmake", "--build", BUILD, "-j2", "--target", "unit_tests", "VYNNetwork", "vynhost"]
     if subprocess.run(command, cwd=copy, **QUIET).returncode != 0:
         return None
-    files = copy / "build/unit_tests", *copy.glob("build/*.so.*")
+    files = copy / BUILD / "unit_tests", *(copy / BUILD).glob("*.so.*")
     return [hashlib.sha256(file.read_bytes()).digest() for file in files]
 
 
@@ -104,7 +105,7 @@ def prepare(copy):
     for name in listed.split("\0")[:-1]:
         (copy / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy2(ROOT / name, copy / name)
-    subprocess.run(["cmake", "--preset", "release", "-DCMAKE_CXX_FLAGS=-w"], cwd=copy, check=True, **QUIET)
+    subprocess.run(["cmake", "--preset", "debug", "-DCMAKE_CXX_FLAGS=-w -O1"], cwd=copy, check=True, **QUIET)
     built = build(copy)
     if built is None or not survives(copy, pathlib.Path("none")):
         raise SystemExit("mutate: the tree does not build, or a test fails, before anything is changed")

@@ -33,9 +33,10 @@ void RaiseRuntimeException(const std::exception &error);
 void RaiseUnnamedException();
 
 // Runs the body of an operation that the host calls; a native exception becomes a host exception and
-// the result is the neutral value of its type.
+// the result is the neutral value of its type. It is part of its only caller, which spares the body's captures
+// the way through memory.
 template <typename Body>
-auto Guarded(Body body) -> decltype(body())
+[[gnu::always_inline]] inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();

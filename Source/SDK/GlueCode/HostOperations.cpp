@@ -167,16 +167,18 @@ bool REALCanUnregisterBackgroundTask()
 
 REALstringStruct *REALRetainString(REALstringStruct *string)
 {
+    if (string == nullptr) return nullptr;
     auto lock = REALLockStringEntry.Find();
-    if (string == nullptr || lock == nullptr) return nullptr;
+    if (lock == nullptr) return nullptr;
     lock(string);
     return string;
 }
 
 REALobjectStruct *REALRetainObject(REALobjectStruct *object)
 {
+    if (object == nullptr) return nullptr;
     auto lock = REALLockObjectEntry.Find();
-    if (object == nullptr || lock == nullptr) return nullptr;
+    if (lock == nullptr) return nullptr;
     lock(object);
     return object;
 }

@@ -22,9 +22,9 @@ rbData::rbData(REALstringStruct *s) : rbData()
 {
     if (s == nullptr) return;
     string = REALRetainString(s);
-    std::int64_t length = 0;
-    data = REALGetStringContents(s, &length);
-    size = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
+    StringBytes bytes = REALGetStringBytes(s);
+    data = bytes.data;
+    size = static_cast<std::uint64_t>(bytes.size);
     FixSize();
 }
 
@@ -41,12 +41,6 @@ rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t len
     size = length == 0 ? rest : std::min(length, rest);
 }
 
-rbData::~rbData()
-{
-    clear();
-    Clear();
-}
-
 void rbData::Clear()
 {
     string = nullptr;
@@ -54,12 +48,6 @@ void rbData::Clear()
     data = nullptr;
     size = 0;
     next = nullptr;
-}
-
-void rbData::clear()
-{
-    if (string != nullptr) REALUnlockString(std::exchange(string, nullptr));
-    if (memoryBlock != nullptr) REALUnlockObject(AsObject(std::exchange(memoryBlock, nullptr)));
 }
 
 void rbData::leak()

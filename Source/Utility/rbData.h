@@ -38,11 +38,19 @@ class rbData {
     rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length);
     rbData(const rbData &) = delete;
     rbData &operator=(const rbData &) = delete;
-    ~rbData();
+    ~rbData()
+    {
+        clear();
+        Clear();
+    }
 
     void Clear(); // forgets everything and releases nothing
-    void clear(); // releases the host value
     void leak();  // forgets the host value: its lock now belongs to whoever took the handle
+    void clear()  // releases the host value
+    {
+        if (string != nullptr) REALUnlockString(std::exchange(string, nullptr));
+        if (memoryBlock != nullptr) REALUnlockObject(AsObject(std::exchange(memoryBlock, nullptr)));
+    }
 
     REALstringStruct *string;
     REALmemoryBlockStruct *memoryBlock;

@@ -4,13 +4,16 @@
 
 #include "PluginMain.h"
 
+#include <algorithm>
+
 namespace {
 
 template <typename Signature>
 class HostEntry;
 
 // One entry of the host. Once found it stays; one that is missing is asked for again on every call.
-// The slot is a plain word: threads that fill it at the same time write the same value.
+// The slot is a plain word: threads that fill it at the same time write the same value. Looking for an entry stands
+// out of line, so that a call of one that is found costs a load and a test.
 template <typename Result, typename... Arguments>
 class HostEntry<Result(Arguments...)> {
   public:
@@ -20,17 +23,33 @@ class HostEntry<Result(Arguments...)> {
 
     Function Find()
     {
-        if (slot == nullptr) slot = gHostResolver(name);
-        return reinterpret_cast<Function>(slot);
+        if (slot == nullptr) [[unlikely]]
+            return Resolve();
+        return Found();
     }
 
     Result Call(Arguments... arguments)
     {
-        Function function = Find();
-        return function != nullptr ? function(arguments...) : Result();
+        if (slot == nullptr) [[unlikely]]
+            return ResolveAndCall(arguments...);
+        return Found()(arguments...);
     }
 
   private:
+    Function Found() const { return reinterpret_cast<Function>(slot); }
+
+    [[gnu::cold, gnu::noinline]] Function Resolve()
+    {
+        slot = gHostResolver(name);
+        return Found();
+    }
+
+    [[gnu::cold, gnu::noinline]] Result ResolveAndCall(Arguments... arguments)
+    {
+        Function function = Resolve();
+        return function != nullptr ? function(arguments...) : Result();
+    }
+
     const char *name;
     void *slot = nullptr;
 };
@@ -129,6 +148,13 @@ const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length
     if (lengthSlot == nullptr) lengthSlot = REALLoadFrameworkMethod("LenB( s as string ) as integer");
     if (length != nullptr && lengthSlot != nullptr) *length = reinterpret_cast<LengthFunction>(lengthSlot)(string);
     return contents != nullptr ? contents(string) : nullptr;
+}
+
+StringBytes REALGetStringBytes(REALstringStruct *string)
+{
+    std::int64_t length = 0;
+    const char *bytes = REALGetStringContents(string, &length);
+    return {bytes, std::max<std::int64_t>(length, 0)};
 }
 
 REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef)

@@ -31,6 +31,13 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
 // bytes goes to `length` when that is not null and the host can tell it; otherwise it stays untouched.
 const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length);
 
+// The same as a pair: null data as above, and no bytes when the host can't tell how many, or tells a negative number.
+struct StringBytes {
+    const char *data;
+    std::int64_t size;
+};
+StringBytes REALGetStringBytes(REALstringStruct *string);
+
 // Forwards to REALnewInstanceWithClass.
 REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef);
 

@@ -8,10 +8,7 @@
 #include "rbTextViews.h"
 #include "rbUtil.h"
 
-#include <algorithm>
 #include <utility>
-
-static constexpr std::uint64_t kGuard = 0x56594E54;
 
 template <typename Visit>
 void rbText::ForEachView(Visit visit)
@@ -28,20 +25,24 @@ void rbText::ForEachView(Visit visit)
 // Both constructors start with an object that is complete: whatever a host does after the lock, the destructor
 // releases it.
 
-rbText::rbText(REALstringStruct *string) : rbText(string != nullptr ? -1L : 0L)
+rbText::rbText(REALstringStruct *string) : rbText()
 {
-    if (string == nullptr) return;
-    source = string;
-    held = REALRetainString(string);
+    if (string == nullptr) {
+        MakeAllEmpty();
+        return;
+    }
+    TakeSource(string);
     encoding = REALGetStringEncoding(string);
     Classify();
 }
 
-rbText::rbText(const rbText &other) : rbText(other.source != nullptr ? -1L : 0L)
+rbText::rbText(const rbText &other) : rbText()
 {
-    if (other.source == nullptr) return;
-    source = other.source;
-    held = REALRetainString(source);
+    if (other.source == nullptr) {
+        MakeAllEmpty();
+        return;
+    }
+    TakeSource(other.source);
     encoding = other.encoding;
     asciiState = other.asciiState;
     // The byte views of a 7-bit source are never converted one by one: they are its bytes.
@@ -49,6 +50,19 @@ rbText::rbText(const rbText &other) : rbText(other.source != nullptr ? -1L : 0L)
         asciiState = kToBeTested;
         TestASCII();
     }
+}
+
+void rbText::MakeAllEmpty()
+{
+    ForEachView([](auto &view) { MakeEmpty(view); });
+}
+
+// Takes a reference on the string, of which no view is converted yet.
+void rbText::TakeSource(REALstringStruct *string)
+{
+    ForEachView([](auto &view) { view.length = -1; });
+    source = string;
+    held = REALRetainString(string);
 }
 
 rbText::~rbText()
@@ -59,23 +73,15 @@ rbText::~rbText()
     if (ownsViews) ReleaseViews();
 }
 
-// The empty text, with every view of this length: 0, or -1 for not converted.
-void rbText::Clear(long length)
+// No view owns anything before the first one is about to.
+void rbText::BeginOwning()
 {
-    guard1 = guard2 = kGuard;
-    source = nullptr;
-    held = nullptr;
-    ForEachView([length]<typename Unit>(View<Unit> &view) {
-        view.length = length;
-        view.text = EmptyText<Unit>();
+    if (ownsViews) return;
+    ForEachView([](auto &view) {
         view.owned = nullptr;
         view.held = false;
     });
-    ownsViews = false;
-    failed = false;
-    encoding = kEncodingASCII;
-    asciiState = kASCII;
-    next = nullptr;
+    ownsViews = true;
 }
 
 void rbText::ReleaseViews()
@@ -149,22 +155,20 @@ void rbText::Classify()
 // The view is the source's bytes; it stays unconverted when the host does not give them.
 void rbText::PointAtSource(View<char> &view)
 {
-    std::int64_t length = 0;
-    const char *bytes = REALGetStringContents(source, &length);
-    if (bytes == nullptr) return;
-    view.text = bytes;
-    view.length = std::max<std::int64_t>(length, 0);
+    StringBytes bytes = REALGetStringBytes(source);
+    if (bytes.data == nullptr) return;
+    view.text = bytes.data;
+    view.length = bytes.size;
 }
 
 // A source of 7-bit bytes serves all byte views as it is.
 void rbText::TestASCII()
 {
     if (asciiState != kToBeTested) return;
-    std::int64_t length = 0;
     REALstringStruct *locked = REALRetainString(source);
     rbFreeLater unlock(nullptr, &locked);
-    const char *bytes = REALGetStringContents(source, &length);
-    if (bytes == nullptr || length < 0) length = 0;
+    auto [bytes, length] = REALGetStringBytes(source);
+    if (bytes == nullptr) length = 0;
     if (!IsASCII(bytes, static_cast<unsigned long>(length))) {
         asciiState = kNotASCII;
         return;
@@ -181,8 +185,7 @@ void rbText::AdoptTextWithoutEncoding()
 {
     TestASCII();
     if (asciiState == kASCII) return;
-    std::int64_t length = 0;
-    const char *bytes = REALGetStringContents(source, &length);
+    auto [bytes, length] = REALGetStringBytes(source);
     // Building the string needs that much at least: better to find out before the host does.
     MemoryOwner<char> trial = AllocateOwned<char>(length + 4);
     if (trial == nullptr) {
@@ -205,7 +208,7 @@ void rbText::AdoptTextWithoutEncoding()
 const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)
 {
     if (view.length >= 0) return view;
-    view.length = 0;
+    MakeEmpty(view);
     TestASCII();
     if (asciiState == kASCII) return view;
 

@@ -62,6 +62,8 @@ class rbText {
   private:
     enum ASCIIState : unsigned int { kNotTested = 0, kASCII = 1, kToBeTested = 2, kNotASCII = 3 };
 
+    // Only the length has a value from the start: a view that is not converted has no text, and the fields from
+    // `owned` on count when this object owns views.
     template <typename Unit>
     struct View {
         long length;      // in units; -1: not converted yet
@@ -72,13 +74,17 @@ class rbText {
     };
     template <typename Visit>
     void ForEachView(Visit visit);
+    template <typename Unit>
+    static void MakeEmpty(View<Unit> &view);
 
-    explicit rbText(long length) { Clear(length); }
-    void Clear(long length);
+    rbText() {} // not defaulted, which would clear the views as well
+    void MakeAllEmpty();
+    void TakeSource(REALstringStruct *string);
     void Classify();
     void PointAtSource(View<char> &view);
     void TestASCII();
     void AdoptTextWithoutEncoding();
+    void BeginOwning();
     void ReleaseViews();
 
     const View<char> &ByteView(View<char> &view, unsigned int code);
@@ -102,9 +108,11 @@ class rbText {
     template <typename Unit>
     void FixByteOrder(View<Unit> &view, Unit swappedMark);
 
-    std::uint64_t guard1;
-    REALstringStruct *source;
-    REALstringStruct *held; // the source, where a reference on it is this object's
+    static constexpr std::uint64_t kGuard = 0x56594E54;
+
+    std::uint64_t guard1 = kGuard;
+    REALstringStruct *source = nullptr;
+    REALstringStruct *held = nullptr; // the source, where a reference on it is this object's
     View<char> windows;
     View<char> macRoman;
     View<char> ascii;
@@ -112,12 +120,12 @@ class rbText {
     View<char> latin1;
     View<unsigned short> utf16;
     View<unsigned int> utf32;
-    bool ownsViews; // some view has a heap block or the host's data
-    bool failed;
-    unsigned int encoding; // the source's code
-    unsigned int asciiState;
-    rbText *next;
-    std::uint64_t guard2;
+    bool ownsViews = false; // some view has a heap block or the host's data
+    bool failed = false;
+    unsigned int encoding = kEncodingASCII; // the source's code
+    unsigned int asciiState = kASCII;
+    rbText *next = nullptr;
+    std::uint64_t guard2 = kGuard;
 };
 
 // The same views as free functions.

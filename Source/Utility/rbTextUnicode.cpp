@@ -73,7 +73,7 @@ void rbText::ConvertToUTF16()
 const rbText::View<unsigned short> &rbText::UTF16View()
 {
     if (utf16.length >= 0) return utf16;
-    utf16.length = 0;
+    MakeEmpty(utf16);
     ConvertToUTF16();
     Terminate(utf16);
     FixByteOrder<unsigned short>(utf16, 0xFFFE);
@@ -98,7 +98,7 @@ void rbText::ConvertToUTF32()
 const rbText::View<unsigned int> &rbText::UTF32View()
 {
     if (utf32.length >= 0) return utf32;
-    utf32.length = 0;
+    MakeEmpty(utf32);
     ConvertToUTF32();
     Terminate(utf32);
     FixByteOrder<unsigned int>(utf32, 0xFFFE0000);

@@ -17,13 +17,20 @@ const Unit *EmptyText()
     return &zero;
 }
 
+template <typename Unit>
+void rbText::MakeEmpty(View<Unit> &view)
+{
+    view.length = 0;
+    view.text = EmptyText<Unit>();
+}
+
 // Asks the host for its data in this encoding, to be given back when the text ends.
 template <typename Unit>
 bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
 {
+    BeginOwning();
     view.data = {};
     view.held = REALGetStringData(source, code, &view.data);
-    if (view.held) ownsViews = true;
     return view.held;
 }
 
@@ -43,8 +50,7 @@ void rbText::Fail(const char *message, View<Unit> &view)
 {
     TRACE(message);
     failed = true;
-    view.length = 0;
-    view.text = EmptyText<Unit>();
+    MakeEmpty(view);
 }
 
 // A zero-filled buffer for `units` units and a terminating zero, which takes the place of the one that
@@ -54,8 +60,8 @@ Unit *rbText::Own(View<Unit> &view, long units)
 {
     void *buffer = AllocateClearMemory(units * static_cast<long>(sizeof(Unit)) + 4);
     if (buffer == nullptr) return nullptr;
+    BeginOwning();
     FreeMemoryNow(view.owned);
-    ownsViews = true;
     view.owned = buffer;
     return static_cast<Unit *>(buffer);
 }
@@ -70,8 +76,7 @@ void rbText::Terminate(View<Unit> &view)
     Unit *copy = Own(view, view.length);
     if (copy == nullptr) {
         TRACE("Out of memory");
-        view.length = 0;
-        view.text = EmptyText<Unit>();
+        MakeEmpty(view);
         return;
     }
     std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));

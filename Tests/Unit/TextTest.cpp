@@ -309,6 +309,18 @@ TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)
     }
 }
 
+TEST_F(Text, AHostThatThrowsWhileATextIsMadeLosesNoReference)
+{
+    StartHost();
+    static HostResolver resolver = gHostResolver;
+    gHostResolver = [](const char *name) {
+        auto fail = +[](REALstringStruct *) -> unsigned int { throw std::bad_alloc(); };
+        return std::string_view(name) == "REALGetStringEncoding" ? reinterpret_cast<void *>(fail) : resolver(name);
+    };
+    String source(host::NewString("text"));
+    EXPECT_THROW(rbText{source.Get()}, std::bad_alloc);
+}
+
 TEST_F(Text, StandsInTheLogWithItsHandle)
 {
     StartHost();

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <strings.h>
@@ -196,7 +197,7 @@ namespace {
 // A byte as a decimal number with the point that follows it in a dotted quad.
 struct QuadPart {
     char text[4];
-    unsigned char length;
+    std::uint32_t length;
 };
 
 constexpr std::array<QuadPart, 256> MakeQuadParts()

@@ -50,8 +50,8 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
                                        const unsigned char *payload, ssize_t length)
 {
     char text[INET6_ADDRSTRLEN];
-    sockaddr_to_text(&peer.any, text);
-    REALstringStruct *address = CString2RB(text, kEncodingASCII);
+    std::size_t textLength = sockaddr_to_text(&peer.any, text);
+    REALstringStruct *address = REALBuildUnicodeString(text, static_cast<long>(textLength), kEncodingASCII);
     rbFreeLater releaseAddress(nullptr, &address);
     REALmemoryBlockStruct *rawAddress =
         REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
@@ -67,14 +67,18 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
     return datagram;
 }
 
-MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
+[[gnu::cold, gnu::noinline]] static void RaiseOutOfMemory(std::int64_t size)
 {
-    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
-    if (buffer != nullptr) return buffer;
     char message[100] = {};
     std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
     RaiseException("OutOfMemoryException", message, kEncodingASCII);
-    return nullptr;
+}
+
+MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
+{
+    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
+    if (buffer == nullptr) RaiseOutOfMemory(size);
+    return buffer;
 }
 
 static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)

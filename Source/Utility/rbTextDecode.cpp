@@ -1,6 +1,7 @@
 #include "rbTextDecode.h"
 
-#include <cstdint>
+#include "rbTextWiden.h"
+
 #include <cstring>
 
 namespace {
@@ -77,28 +78,20 @@ unsigned int *PutCodePoint(unsigned int code, unsigned int *out)
     return out;
 }
 
-constexpr long kStep = 16;
-
-// Whether the next kStep bytes are all 7-bit.
-bool IsASCIIStep(const unsigned char *text)
-{
-    std::uint64_t words[2];
-    std::memcpy(words, text, kStep);
-    return ((words[0] | words[1]) & 0x8080808080808080) == 0;
-}
-
-// Copies the 7-bit bytes in front and moves both places behind them. By steps of 16, through copies that can't
-// overlap, the compiler makes it a few vector operations.
+// Copies the 7-bit bytes in front and moves both places behind them. The first step is made here, and the widest form
+// is called when there is a second one: in mixed text most runs are shorter, and a call would cost more than it saves.
 template <typename Unit>
 void CopyASCII(const unsigned char *text, long count, long &offset, Unit *&out)
 {
-    for (; count - offset >= kStep && IsASCIIStep(text + offset); offset += kStep, out += kStep) {
-        unsigned char bytes[kStep];
-        Unit units[kStep];
-        std::memcpy(bytes, text + offset, sizeof bytes);
-        for (long i = 0; i < kStep; i++)
-            units[i] = bytes[i];
-        std::memcpy(out, units, sizeof units);
+    auto isStepAhead = [&] { return count - offset >= kWidenStep && IsASCIIStep(text + offset); };
+    auto advance = [&](long taken) {
+        offset += taken;
+        out += taken;
+    };
+    if (isStepAhead()) {
+        WidenStep(text + offset, out);
+        advance(kWidenStep);
+        if (isStepAhead()) advance(WidenASCII(text + offset, count - offset, out));
     }
     while (offset < count && text[offset] < 0x80)
         *out++ = text[offset++];

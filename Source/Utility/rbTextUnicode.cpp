@@ -1,6 +1,7 @@
 // The UTF-16 and UTF-32 views of a text.
 #include "rbTextDecode.h"
 #include "rbTextViews.h"
+#include "rbTextWiden.h"
 
 // One unit for each byte of a 7-bit source.
 template <typename Unit>
@@ -8,8 +9,9 @@ void rbText::Widen(View<Unit> &view)
 {
     Unit *units = Own(view, utf8.length);
     if (units == nullptr) return Fail("Out of memory", view);
-    for (long i = 0; i < utf8.length; i++)
-        units[i] = static_cast<unsigned char>(utf8.text[i]);
+    auto bytes = reinterpret_cast<const unsigned char *>(utf8.text);
+    for (long i = WidenASCII(bytes, utf8.length, units); i < utf8.length; i++)
+        units[i] = bytes[i];
     view.text = units;
     view.length = utf8.length;
 }

@@ -1,7 +1,10 @@
 // The Unicode decoders, for every input that there is: all code points, all 3-byte strings, all 4-byte
 // strings that begin with F0 to F4, all 16-bit units and pairs. Texts end at a page that can't be read.
+#include "Source/Utility/CpuFeatures.h"
 #include "Source/Utility/rbTextDecode.h"
+#include "Source/Utility/rbTextWiden.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -176,9 +179,9 @@ TEST(Decode, EveryUTF16UnitAloneBeforeALetterAndBeforeALowSurrogate)
 
 TEST(Decode, LongTextsEndWhereTheyStopBeingLegal)
 {
-    // The wide step over 7-bit bytes must neither pass nor lose anything at any place in the step.
+    // The wide steps over 7-bit bytes must neither pass nor lose anything at any place in the step.
     GuardedText room;
-    for (long count = 1; count <= 70; count++) {
+    for (long count = 1; count <= 140; count++) {
         for (long place = 0; place < count; place++) {
             unsigned char *text = room.Last(count);
             std::memset(text, 'a', static_cast<std::size_t>(count));
@@ -189,4 +192,43 @@ TEST(Decode, LongTextsEndWhereTheyStopBeingLegal)
             ASSERT_EQ(illegalOffset, place);
         }
     }
+}
+
+// Every form that can run here.
+template <typename Unit>
+static std::vector<long (*)(const unsigned char *, long, Unit *)> WideForms()
+{
+#if defined(__x86_64__)
+    if (HasAVX2()) return {WidenASCIIPortable<Unit>, WidenASCIIAVX2<Unit>, WidenASCII<Unit>};
+#endif
+    return {WidenASCIIPortable<Unit>, WidenASCII<Unit>};
+}
+
+// Both the text and the room for its units end at a page that can't be touched.
+template <typename Unit>
+static void WidenAtEveryPlaceOfEveryLength()
+{
+    constexpr long kLargestRest = 15; // less than the smallest step
+    GuardedText room, outRoom;
+    for (auto widen : WideForms<Unit>()) {
+        for (long count = 0; count <= 140; count++) {
+            for (long place = 0; place <= count; place++) { // of the byte that is not 7-bit, `count` for none
+                unsigned char *text = room.Last(count);
+                for (long i = 0; i < count; i++)
+                    text[i] = static_cast<unsigned char>(i * 5 % 0x80);
+                if (place < count) text[place] = static_cast<unsigned char>(0x80 + place);
+                auto out = reinterpret_cast<Unit *>(outRoom.Last(count * static_cast<long>(sizeof(Unit))));
+                long taken = widen(text, count, out);
+                ASSERT_LE(taken, place);
+                ASSERT_GE(taken, place - kLargestRest);
+                ASSERT_TRUE(std::equal(out, out + taken, text)) << place << " of " << count;
+            }
+        }
+    }
+}
+
+TEST(Decode, EachFormWidensWholeStepsOf7BitBytesAndNothingElse)
+{
+    WidenAtEveryPlaceOfEveryLength<unsigned short>();
+    WidenAtEveryPlaceOfEveryLength<unsigned int>();
 }

@@ -1,0 +1,38 @@
+// 7-bit bytes widened to units of 16 and 32 bits, in every form that some machine has; WidenASCII is the one to call.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+// The smallest step, in bytes: whether the next one is all 7-bit, and its widening. From a copy of the bytes, which
+// can't overlap the output, the compiler makes a few vector operations.
+constexpr long kWidenStep = 16;
+
+inline bool IsASCIIStep(const unsigned char *text)
+{
+    std::uint64_t words[2];
+    static_assert(sizeof words == kWidenStep);
+    std::memcpy(words, text, sizeof words);
+    return ((words[0] | words[1]) & 0x8080808080808080) == 0;
+}
+
+template <typename Unit>
+void WidenStep(const unsigned char *text, Unit *out)
+{
+    unsigned char bytes[kWidenStep];
+    std::memcpy(bytes, text, sizeof bytes);
+    for (long i = 0; i < kWidenStep; i++)
+        out[i] = bytes[i];
+}
+
+// Takes 7-bit bytes in front of the text by whole steps, and leaves what follows the last step that is all 7-bit.
+// The output has room for `count` units. Result: the number of bytes taken, which is that of units written.
+template <typename Unit>
+long WidenASCII(const unsigned char *text, long count, Unit *out);
+
+template <typename Unit>
+long WidenASCIIPortable(const unsigned char *text, long count, Unit *out);
+#if defined(__x86_64__)
+template <typename Unit>
+__attribute__((target("avx2"))) long WidenASCIIAVX2(const unsigned char *text, long count, Unit *out);
+#endif

@@ -54,7 +54,7 @@ class DescriptorSets {
 
   private:
     enum Kind : std::size_t { kRead, kWrite, kException };
-    static constexpr std::size_t kKeptWords = 1024; // up to number 65,535
+    static constexpr std::size_t kKeptWords = 256; // up to number 16,383
     static unsigned long keptSets[3 * kKeptWords];
 
     // So large a number is rarely a descriptor: no memory for one that is none.

@@ -32,11 +32,18 @@ void RaiseRuntimeException(const std::exception &error);
 // The host exception for a native one of no known type.
 void RaiseUnnamedException();
 
+// A guard is part of its only caller, which spares the body's captures the way through memory. A debugger finds it
+// as a function of its own.
+#if defined(__OPTIMIZE__)
+#define PART_OF_ITS_CALLER [[gnu::always_inline]]
+#else
+#define PART_OF_ITS_CALLER
+#endif
+
 // Runs the body of an operation that the host calls; a native exception becomes a host exception and
-// the result is the neutral value of its type. It is part of its only caller, which spares the body's captures
-// the way through memory.
+// the result is the neutral value of its type.
 template <typename Body>
-[[gnu::always_inline]] inline auto Guarded(Body body) -> decltype(body())
+PART_OF_ITS_CALLER inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();

@@ -42,6 +42,7 @@ TEST_F(Exceptions, TheMessageArrivesInEveryForm)
               "NilObjectException: it is nil");
     EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "a", "b", "c", kEncodingASCII); }),
               "NilObjectException: abc");
+    EXPECT_EQ(running->exceptions.Raised().back().number, 0);
     EXPECT_EQ(Raised([] { RaiseException("NoSuchException", "text", kEncodingASCII, 42); }), "RuntimeException: text");
     EXPECT_EQ(running->exceptions.Raised().back().number, 42);
     EXPECT_EQ(Raised([] { RaiseException("NilObjectException", static_cast<REALstringStruct *>(nullptr)); }),

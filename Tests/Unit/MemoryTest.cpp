@@ -1,4 +1,5 @@
 #include "Source/Utility/MyMemory.h"
+#include "Tests/Unit/Faults.h"
 
 #include <climits>
 #include <cstring>
@@ -40,4 +41,8 @@ TEST(Memory, HandlesKnowTheirSizeAndKeepTheirData)
     EXPECT_EQ(getHandleSize(handle), 100);
     unlockHandle(handle);
     EXPECT_EQ(resizeHandle(handle, -1), nullptr); // which frees it
+
+    if (!faults::kAllocationsCanFail) return;
+    faults::FailAllocation(1);
+    EXPECT_EQ(allocateHandle(5), nullptr);
 }

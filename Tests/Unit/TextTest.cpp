@@ -108,6 +108,11 @@ TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
         rbText read(string.Get());
         EXPECT_EQ(std::wstring(read.GetWChar()), text);
     }
+    for (long nth : {1, 2}) {
+        gDebugging = nth == 1;
+        faults::FailAllocation(nth);
+        EXPECT_EQ(String(UnicodeCString2RB(large.c_str())).Get() == nullptr, faults::kAllocationsCanFail);
+    }
     String string(UnicodeCString2RB(reinterpret_cast<const unsigned short *>(u"a\u20AC")));
     rbText read(string.Get());
     EXPECT_STREQ(read.GetUTF8(), "a\xE2\x82\xAC");
@@ -171,7 +176,6 @@ TEST_F(Text, WithoutMemoryATextIsEmpty)
 {
     if (!faults::kAllocationsCanFail) GTEST_SKIP();
     StartHost();
-    gDebugging = true;
     const std::pair<std::string, unsigned int> sources[] = {{"plain", kEncodingASCII},
                                                             {"caf\xC3\xA9", kEncodingUTF8},
                                                             {"caf\xE9", kEncodingNone},
@@ -181,6 +185,7 @@ TEST_F(Text, WithoutMemoryATextIsEmpty)
         String source(host::NewString(bytes, encoding));
         for (auto length : {&rbText::LengthUTF8, &rbText::LengthUTF16, &rbText::LengthUTF32}) {
             for (long nth = 1, failed = true; failed; nth++) {
+                gDebugging = nth % 2 == 0;
                 faults::FailAllocation(nth);
                 rbText text(source.Get());
                 long units = (text.*length)();
@@ -242,6 +247,7 @@ TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
     EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
     if (faults::kAllocationsCanFail) {
         rbText without(source.Get());
+        gDebugging = true;
         faults::FailAllocation(1);
         EXPECT_STREQ(without.GetWindows(), "");
         EXPECT_TRUE(faults::AllocationFailed());

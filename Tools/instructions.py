@@ -10,6 +10,7 @@ import collections
 import os
 import pathlib
 import re
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -77,6 +78,20 @@ def each(host, library, operation):
     return (count(host, library, operation, MANY) - count(host, library, operation, FEW)) / (MANY - FEW)
 
 
+def log_line_that_is_off(library):
+    """What a line of the log costs when the log is off: the instructions from the look at the switch to the branch
+    behind it, of the median of all lines (the compiler may put some of what follows between); and how many there are."""
+    text = subprocess.run(["objdump", "--disassemble", "--no-show-raw-insn", library], check=True, capture_output=True,
+                          text=True).stdout
+    costs = []
+    code = [line.split("\t")[1].strip() for line in text.splitlines() if "\t" in line]
+    for place, instruction in enumerate(code):
+        if instruction.startswith("cmpb") and "<gDebugging>" in instruction:
+            costs.append(next(i for i in range(1, 20) if code[place + i].startswith("j")) + 1)
+    return statistics.median(costs), len(costs)
+
+
 if __name__ == "__main__":
     for line in sys.argv[3:] or OPERATIONS:
         print(f"{each(sys.argv[1], sys.argv[2], line):6.0f}  {line}")
+    print("{:6.0f}  a line of the log that is off ({} lines)".format(*log_line_that_is_off(sys.argv[2])))

@@ -23,10 +23,7 @@ end
 
 balanced("a new socket", function()
   local socket = stream()
-  equal(socket.AddressFamily, 2)
-  equal(socket.SocketType, 1)
-  equal(socket.Protocol, 6)
-  equal(socket.Lasterror, 0)
+  equal(socket.AddressFamily .. socket.SocketType .. socket.Protocol .. socket.Lasterror, "2160")
 end)
 
 balanced("constants and class-level methods", function()
@@ -176,7 +173,7 @@ balanced("bytes through a datagram socket", function()
   equal(sender:SendTo(block, 10, 0, address(port), 16), 10)
   outcome(sender, EINVAL, sender:SendTo(block, 10, 0, address(port), 4), -1)
   support.arrived(receiver)
-  equal(receiver:Read(100, true):bytes(), "0123456789")
+  equal(receiver:Read(1, true):bytes() .. receiver:Read(100, true):bytes(), "00123456789")
   equal(receiver:ReadAll(true):bytes(), "0123456789")
   equal(receiver:Read(4):bytes(), "0123") -- and the rest of the datagram is gone
   outcome(receiver, EAGAIN, receiver:Read(100), nil)

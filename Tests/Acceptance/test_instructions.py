@@ -20,6 +20,11 @@ class Instructions(unittest.TestCase):
                 self.assertGreater(each, bound * 0.5, "so few that something is not counted, or the bound is stale")
                 self.assertLessEqual(each, bound)
 
+    def test_a_line_of_the_log_that_is_off_costs_a_look_and_a_branch(self):
+        median, lines = instructions.log_line_that_is_off(os.environ["VYN_LIBRARY"])
+        self.assertGreater(lines, 50)
+        self.assertEqual(median, 2)
+
 
 if __name__ == "__main__":
     unittest.main()

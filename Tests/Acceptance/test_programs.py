@@ -61,12 +61,6 @@ class Datagrams(unittest.TestCase):
                 peer.sendto(payload, address)
                 self.assertEqual(peer.recv(65536), payload)
 
-    def test_echo_to_socat(self):
-        with Program("echo_server.lua", 0, LIMIT) as server:
-            run_socat = ["socat", "-t2", "-", f"UDP4:127.0.0.1:{server.port()}"]
-            answer = subprocess.run(run_socat, input=b"from socat", capture_output=True, timeout=LIMIT)
-            self.assertEqual(answer.stdout, b"from socat")
-
     def test_send_prints_the_answer(self):
         with udp() as peer:
             with Program("send.lua", "localhost", peer.getsockname()[1], "question") as program:

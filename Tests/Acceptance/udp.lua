@@ -5,16 +5,6 @@ local equal, outcome, raises, balanced, bound = support.equal, support.outcome, 
 local EACCES, EINVAL, EMSGSIZE = 13, 22, 90
 local BAD_PORTS = { -1, 65536, 70000, (1 << 32) + 80, math.mininteger, math.maxinteger }
 
-balanced("a new socket", function()
-  local socket = UDPSocketVYN()
-  for property, value in pairs({
-    AddressFamily = 2, SocketType = 2, Protocol = 17, BindPort = 0, BindAddress = "", Lasterror = 0, Type = 2,
-  }) do
-    equal(socket[property], value, property)
-  end
-  assert(socket.Handle > 0)
-end)
-
 balanced("binding", function()
   local socket = UDPSocketVYN()
   for _, port in ipairs(BAD_PORTS) do

@@ -338,12 +338,8 @@ TEST_F(Text, StandsInTheLogWithItsHandle)
         LogMessage("x", text);
         LogMessage("x", static_cast<RuntimeText *>(nullptr));
     });
-    std::ostringstream wanted;
-    wanted << "VYN Debug: " << string.Get() << ": caf\xC3\xA9\nVYN Debug: x " << string.Get() << ": caf\xC3\xA9\n"
-           << "VYN Debug: x " << text << ": caf\xC3\xA9\nVYN Debug: x (nil) and no text\n";
-    std::string found;
-    for (const std::string &line : log)
-        found += line + "\n";
-    EXPECT_EQ(found, wanted.str());
+    auto at = [](const void *handle) { return (std::ostringstream() << handle).str() + ": caf\xC3\xA9"; };
+    EXPECT_EQ(log, (Lines{"VYN Debug: " + at(string.Get()), "VYN Debug: x " + at(string.Get()),
+                          "VYN Debug: x " + at(text), "VYN Debug: x (nil) and no text"}));
     host::Release(text);
 }

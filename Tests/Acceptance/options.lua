@@ -126,18 +126,18 @@ balanced("multicast on the loopback interface", function()
   local receiver = UDPSocketVYN()
   receiver:Bind(0)
   local port = receiver.LocalPort
-  outcome(receiver, 0, receiver:AddMembership(GROUP, "127.0.0.1"))
+  outcome(receiver, 0, receiver:AddMembership(GROUP .. "\0.5", "127.0.0.1\0.5")) -- a zero byte ends each
   outcome(receiver, 98, receiver:AddMembership(GROUP, "127.0.0.1")) -- EADDRINUSE
   local sender = UDPSocketVYN()
   if support.emulated then
     return -- without the interface the datagrams go elsewhere
   end
-  sender.MulticastInterface = "127.0.0.1"
+  sender.MulticastInterface = "127.0.0.1\0.5"
   equal(sender:SendMessage("to the group", GROUP, port), 12)
   support.arrived(receiver)
   equal(receiver:Read().Data, "to the group")
 
-  outcome(receiver, 0, receiver:DropMembership(GROUP, "127.0.0.1"))
+  outcome(receiver, 0, receiver:DropMembership(GROUP .. "\0.5", "127.0.0.1\0.5"))
   outcome(receiver, 99, receiver:DropMembership(GROUP, "127.0.0.1")) -- EADDRNOTAVAIL
   sender:SendMessage("to nobody", GROUP, port)
   host.sleep(0.05)

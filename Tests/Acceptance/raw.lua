@@ -38,7 +38,7 @@ balanced("constants and class-level methods", function()
   equal(RAWSocketVYN.ntohs(256), 1)
   equal(RAWSocketVYN.htonl(1), 16777216)
   equal(RAWSocketVYN.ntohl(RAWSocketVYN.htonl(0xDEADBEEF)), 0xDEADBEEF)
-  equal(RAWSocketVYN.inet_addr("10.0.0.1"), 0x0100000A)
+  equal(RAWSocketVYN.inet_addr("10.0.0.1\0.5"), 0x0100000A)
   for _, text in ipairs({ "", "no address", "255.255.255.255", ("1"):rep(65536) }) do
     equal(RAWSocketVYN.inet_addr(text), 0xFFFFFFFF, text:sub(1, 20))
   end
@@ -54,7 +54,7 @@ balanced("connecting by name", function()
   local listener, port = listening()
   local client = stream()
   local before = client.Handle
-  local ok, message = client:Connect("localhost", port)
+  local ok, message = client:Connect("localhost\0.no", port)
   equal(message, "")
   equal(ok, true)
   equal(client.Lasterror, 0)

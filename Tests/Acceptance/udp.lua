@@ -93,7 +93,7 @@ balanced("sending and reading", function()
 
   -- Each in its order, with its own length.
   for _, text in ipairs({ "one", "three", "to" }) do
-    sender:SendMessage(text, "localhost", port) -- by name
+    sender:SendMessage(text, "localhost\0.no", port) -- by name, which ends at a zero byte
   end
   for _, text in ipairs({ "one", "three", "to" }) do
     support.arrived(receiver)
@@ -101,10 +101,10 @@ balanced("sending and reading", function()
   end
 
   local block = MemoryBlock("\0\1\2\3")
-  equal(sender:SendMessage(block, "127.0.0.1", port), 4)
+  equal(sender:SendMessage(block, "127.0.0.1\0.5", port), 4)
   outcome(sender, 0, sender:SendMessage(MemoryBlock(""), "127.0.0.1", port), 0)
   local datagram = DatagramVYN()
-  datagram.Address, datagram.Port, datagram.Data, datagram.Length = "127.0.0.1", port, "filled", 99
+  datagram.Address, datagram.Port, datagram.Data, datagram.Length = "127.0.0.1\0.5", port, "filled", 99
   equal(sender:SendMessage(datagram), 6)
   support.arrived(receiver)
   equal(receiver:Read().Data, "\0\1\2\3")

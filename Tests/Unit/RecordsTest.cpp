@@ -361,7 +361,7 @@ TEST(Records, RegistrationRoundsTheDataAndNamesTheVersionSpoken)
 TEST(Records, ModuleMembersWithoutScopeBecomeProtected)
 {
     StartHost(2019.0, 12);
-    for (auto [before, after] : {std::pair(0x4U, 0x44U), {0x14, 0x14}, {0x24, 0x24}, {0x30C, 0x44}}) {
+    for (auto [before, after] : {std::pair(0x4U, 0x44U), {0x5, 0x45}, {0x14, 0x14}, {0x24, 0x24}, {0x30C, 0x44}}) {
         Sample sample;
         sample.method.flags = sample.property.flags = sample.enumeration.flags = before;
         sample.module.flags = 0;

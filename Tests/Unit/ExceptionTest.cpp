@@ -40,6 +40,7 @@ TEST_F(Exceptions, TheMessageArrivesInEveryForm)
     StartHost();
     EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil", kEncodingASCII); }),
               "NilObjectException: it is nil");
+    EXPECT_EQ(running->exceptions.Raised().back().number, 0);
     EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "a", "b", "c", kEncodingASCII); }),
               "NilObjectException: abc");
     EXPECT_EQ(running->exceptions.Raised().back().number, 0);

@@ -244,7 +244,7 @@ void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Resu
         std::apply(operation, arguments);
         return {};
     };
-    EXPECT_EQ(call(), missing);
+    EXPECT_TRUE(call() == missing);
     EXPECT_GE(asked[entry], 1);
     Provide(entry, [](Arguments... arguments) -> Answer {
         [[maybe_unused]] std::size_t place = 0;
@@ -254,13 +254,17 @@ void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Resu
     if constexpr (std::is_void_v<Result>)
         call();
     else
-        EXPECT_EQ(call(), Numbered<Result>(77));
+        EXPECT_TRUE(call() == Numbered<Result>(77));
     EXPECT_EQ(reached, 1);
 }
 
-// What was set and inserted in an array of one element type, each at its index.
+std::string moved; // what was set and inserted in an array, and where
+
 template <typename Element>
-std::vector<std::pair<long, Element>> moved;
+void Move(long index, Element value)
+{
+    moved += std::to_string(index) + (value == Numbered<Element>(3) ? " first " : " second ");
+}
 
 // An element set and inserted goes to the host, and comes from it; without the entries nothing happens.
 template <typename Element>
@@ -269,7 +273,7 @@ void CheckElements(const std::string &type, void (*get)(void *, long, Element *)
 {
     SCOPED_TRACE(type);
     entries.clear();
-    moved<Element>.clear();
+    moved.clear();
     const auto first = Numbered<Element>(3), second = Numbered<Element>(0);
     auto use = [&] {
         set(nullptr, 5, first);
@@ -279,20 +283,15 @@ void CheckElements(const std::string &type, void (*get)(void *, long, Element *)
         get(nullptr, 0, nullptr);
         return out;
     };
-    EXPECT_EQ(use(), second);
-    Provide(("Plugin" + type + "ArrayGetProc").c_str(), [](void *, long, Element *) {
-        return +[](void *, long index) { return moved<Element>.at(static_cast<std::size_t>(index)).second; };
-    });
-    Provide(("Plugin" + type + "ArraySetProc").c_str(), [](void *, long, Element) {
-        return +[](void *, Element value, long index) { moved<Element>.emplace_back(index, value); };
-    });
-    Provide(("Plugin" + type + "ArrayInsertProc").c_str(), [](void *, long, Element) {
-        return +[](void *, long index, Element value) { moved<Element>.emplace_back(index, value); };
-    });
-    EXPECT_EQ(use(), first);
-    std::vector<std::pair<long, Element>> wanted = {{5, first}, {6, second}};
-    if (insert == nullptr) wanted.pop_back();
-    EXPECT_EQ(moved<Element>, wanted);
+    EXPECT_TRUE(use() == second);
+    Provide(("Plugin" + type + "ArrayGetProc").c_str(),
+            [](void *, long, Element *) { return +[](void *, long) { return Numbered<Element>(3); }; });
+    Provide(("Plugin" + type + "ArraySetProc").c_str(),
+            [](void *, long, Element) { return +[](void *, Element value, long index) { Move(index, value); }; });
+    Provide(("Plugin" + type + "ArrayInsertProc").c_str(),
+            [](void *, long, Element) { return +[](void *, long index, Element value) { Move(index, value); }; });
+    EXPECT_TRUE(use() == first);
+    EXPECT_EQ(moved, insert != nullptr ? "5 first 6 second " : "5 first ");
 }
 
 } // namespace

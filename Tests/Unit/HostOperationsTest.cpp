@@ -155,10 +155,10 @@ TEST_F(HostOperations, OperationsThatStandInNoRow)
         return AnyHandle<REALstringStruct>(static_cast<unsigned int>(count) * 100 + encoding);
     });
     EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(405));
-    for (std::uintptr_t number : {0, 8})
+    for (std::uintptr_t number : {0U, 8U})
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), nullptr);
     Provide("CreateInstance", [](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
-    for (std::uintptr_t number : {0, 8})
+    for (std::uintptr_t number : {0U, 8U})
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), AnyHandle<REALobjectStruct>(2 * number));
 }
 

@@ -14,7 +14,7 @@ class OnHost : public testing::Test {
         running.emplace(options);
         running->Start(REALPluginMain);
     }
-    void TearDown() override { EXPECT_EQ(running->Complaints(), ""); }
+    void TearDown() override { EXPECT_EQ(running ? running->Complaints() : "", ""); }
 
     std::optional<host::Host> running;
 };

@@ -1,24 +1,13 @@
 """The library as the host program shows it: descriptors, members, and what is traced."""
 import os
 import subprocess
+import sys
 import tempfile
 import unittest
 
-HOST = os.environ["VYN_HOST"]
-EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
 HERE = os.path.dirname(os.path.abspath(__file__))
-
-
-def vynhost(*arguments, program=None, given="", **environment):
-    """Runs the host, on a program text where one is given. Answers status, output and error output."""
-    with tempfile.NamedTemporaryFile("w", suffix=".lua") as file:
-        if program is not None:
-            file.write(program)
-            file.flush()
-            arguments = (*arguments, file.name)
-        run = subprocess.run([*EMULATOR, HOST, *arguments], input=given, capture_output=True, text=True, timeout=60,
-                             env={**os.environ, **environment})
-    return run.returncode, run.stdout, run.stderr
+sys.path.insert(0, os.path.join(HERE, "../../Host/Tests"))
+from vynhost import EMULATOR, HOST, vynhost  # noqa: E402
 
 
 class Descriptors(unittest.TestCase):

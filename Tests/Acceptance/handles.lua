@@ -1,5 +1,6 @@
 -- Whatever a program writes into Handle: every operation on every kind of descriptor, and on numbers that are
 -- none. Nothing crashes or waits, and a foreign descriptor stays open.
+--   vynhost handles.lua [KIND]   leaves that kind out
 local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
 
 local sparse = os.tmpname()
@@ -73,7 +74,7 @@ local function exercise(kind, socket, name, handle, isNumber)
   for _, property in ipairs(properties[kind]) do
     socket.Handle = handle
     local value = socket[property]
-    assert(value ~= nil, name .. ": " .. property)
+    assert(tostring(value) ~= "nil", name .. ": " .. property) -- looks at every bit, for valgrind
   end
   local selectable = handle >= 0 and handle < 1024
   if selectable or not support.emulated then
@@ -84,8 +85,7 @@ local function exercise(kind, socket, name, handle, isNumber)
   socket.Handle = 0
 end
 
-for _, row in ipairs(kinds) do
-  local name, make = row[1], row[2]
+local function try(name, make)
   support.balanced(name, function()
     local udp, raw = UDPSocketVYN(), RAWSocketVYN(2, 2, 17)
     for _, socket in ipairs({ udp, raw }) do
@@ -101,6 +101,11 @@ for _, row in ipairs(kinds) do
       host.close(handle)
     end
   end)
+end
+
+local leftOut = ...
+for _, row in ipairs(kinds) do
+  if row[1] ~= leftOut then try(table.unpack(row)) end
 end
 os.remove(sparse)
 

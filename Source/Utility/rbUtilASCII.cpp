@@ -5,6 +5,7 @@
 #include "CpuFeatures.h"
 #include "rbUtil.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -66,18 +67,24 @@ __attribute__((target("avx2"))) static __m256i Load256(const char *data)
     return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data));
 }
 
+// Whether the 64 bytes at each of both places are 7-bit.
+__attribute__((target("avx2"))) static bool AreASCII(const char *first, const char *second)
+{
+    __m256i joined = _mm256_or_si256(_mm256_or_si256(Load256(first), Load256(first + 32)),
+                                     _mm256_or_si256(Load256(second), Load256(second + 32)));
+    return _mm256_movemask_epi8(joined) == 0;
+}
+
 __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t count)
 {
-    constexpr std::size_t kVector = 32, kStep = 4 * kVector;
-    for (; count >= kStep; data += kStep, count -= kStep) {
-        __m256i first = _mm256_or_si256(Load256(data), Load256(data + 32));
-        __m256i second = _mm256_or_si256(Load256(data + 64), Load256(data + 96));
-        if (_mm256_movemask_epi8(_mm256_or_si256(first, second)) != 0) return false;
+    constexpr std::size_t kHalf = 64, kStep = 2 * kHalf;
+    if (count < kHalf) return IsASCIIPortable(data, count);
+    const char *end = data + count;
+    const char *last = end - std::min(count, kStep); // the last step, which may overlap itself or the one before it
+    for (; data < last; data += kStep) {
+        if (!AreASCII(data, data + kHalf)) return false;
     }
-    for (; count >= kVector; data += kVector, count -= kVector) {
-        if (_mm256_movemask_epi8(Load256(data)) != 0) return false;
-    }
-    return IsASCIIPortable(data, count);
+    return AreASCII(last, end - kHalf);
 }
 
 static auto ChooseForm()

@@ -1,5 +1,5 @@
-// Each form joins the bytes of a step and looks at the joined top bits once; what is left goes to the next
-// smaller form.
+// Each form joins the bytes of a step and looks at the joined top bits once; a text shorter than half a step goes to
+// the portable form.
 #include "rbUtilASCII.h"
 
 #include "CpuFeatures.h"
@@ -42,6 +42,21 @@ bool IsASCIIPortable(const char *data, std::size_t count)
     return (Load<std::uint64_t>(last) & kTopBits) == 0;
 }
 
+// Tests two halves of a step at a time. The last step may overlap the one before it, or its halves each other.
+template <std::size_t kHalf>
+[[gnu::always_inline]] static inline bool IsASCIIInSteps(const char *data, std::size_t count,
+                                                         bool (*areASCII)(const char *, const char *))
+{
+    constexpr std::size_t kStep = 2 * kHalf;
+    if (count < kHalf) return IsASCIIPortable(data, count);
+    const char *end = data + count;
+    const char *last = end - std::min(count, kStep);
+    for (; data < last; data += kStep) {
+        if (!areASCII(data, data + kHalf)) return false;
+    }
+    return areASCII(last, end - kHalf);
+}
+
 #if defined(__x86_64__)
 
 #include <immintrin.h>
@@ -51,15 +66,16 @@ static __m128i Load128(const char *data)
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(data));
 }
 
+static bool AreASCII128(const char *first, const char *second)
+{
+    __m128i joined = _mm_or_si128(_mm_or_si128(Load128(first), Load128(first + 16)),
+                                  _mm_or_si128(Load128(second), Load128(second + 16)));
+    return _mm_movemask_epi8(joined) == 0;
+}
+
 bool IsASCIISSE2(const char *data, std::size_t count)
 {
-    constexpr std::size_t kStep = 64;
-    for (; count >= kStep; data += kStep, count -= kStep) {
-        __m128i first = _mm_or_si128(Load128(data), Load128(data + 16));
-        __m128i second = _mm_or_si128(Load128(data + 32), Load128(data + 48));
-        if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0) return false;
-    }
-    return IsASCIIPortable(data, count);
+    return IsASCIIInSteps<2 * sizeof(__m128i)>(data, count, AreASCII128);
 }
 
 __attribute__((target("avx2"))) static __m256i Load256(const char *data)
@@ -67,8 +83,7 @@ __attribute__((target("avx2"))) static __m256i Load256(const char *data)
     return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data));
 }
 
-// Whether the 64 bytes at each of both places are 7-bit.
-__attribute__((target("avx2"))) static bool AreASCII(const char *first, const char *second)
+__attribute__((target("avx2"))) static bool AreASCII256(const char *first, const char *second)
 {
     __m256i joined = _mm256_or_si256(_mm256_or_si256(Load256(first), Load256(first + 32)),
                                      _mm256_or_si256(Load256(second), Load256(second + 32)));
@@ -77,14 +92,7 @@ __attribute__((target("avx2"))) static bool AreASCII(const char *first, const ch
 
 __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t count)
 {
-    constexpr std::size_t kHalf = 64, kStep = 2 * kHalf;
-    if (count < kHalf) return IsASCIIPortable(data, count);
-    const char *end = data + count;
-    const char *last = end - std::min(count, kStep); // the last step, which may overlap itself or the one before it
-    for (; data < last; data += kStep) {
-        if (!AreASCII(data, data + kHalf)) return false;
-    }
-    return AreASCII(last, end - kHalf);
+    return IsASCIIInSteps<2 * sizeof(__m256i)>(data, count, AreASCII256);
 }
 
 static auto ChooseForm()
@@ -96,15 +104,17 @@ static auto ChooseForm()
 
 #include <arm_neon.h>
 
+static bool AreASCIINEON(const char *first, const char *second)
+{
+    uint8x16x2_t one = vld1q_u8_x2(reinterpret_cast<const unsigned char *>(first));
+    uint8x16x2_t other = vld1q_u8_x2(reinterpret_cast<const unsigned char *>(second));
+    uint8x16_t joined = vorrq_u8(vorrq_u8(one.val[0], one.val[1]), vorrq_u8(other.val[0], other.val[1]));
+    return vmaxvq_u8(joined) < 0x80;
+}
+
 bool IsASCIINEON(const char *data, std::size_t count)
 {
-    constexpr std::size_t kStep = 64;
-    for (; count >= kStep; data += kStep, count -= kStep) {
-        uint8x16x4_t bytes = vld1q_u8_x4(reinterpret_cast<const unsigned char *>(data));
-        uint8x16_t joined = vorrq_u8(vorrq_u8(bytes.val[0], bytes.val[1]), vorrq_u8(bytes.val[2], bytes.val[3]));
-        if (vmaxvq_u8(joined) >= 0x80) return false;
-    }
-    return IsASCIIPortable(data, count);
+    return IsASCIIInSteps<2 * sizeof(uint8x16_t)>(data, count, AreASCIINEON);
 }
 
 static auto ChooseForm()

@@ -131,6 +131,7 @@ __attribute__((target("avx2"))) std::uint64_t SumWordsAVX2(const unsigned char *
         sum += SumLanes256(_mm256_add_epi32(_mm256_add_epi32(sum0, sum1), _mm256_add_epi32(sum2, sum3)));
         sum += static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
     }
+    _mm256_zeroupper(); // GCC leaves it out before this call, and SSE2 is slow on some machines without
     return sum + SumWordsSSE2(bytes, count);
 }
 

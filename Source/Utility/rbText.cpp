@@ -198,6 +198,7 @@ void rbText::AdoptTextWithoutEncoding()
     if (latin == nullptr) {
         TRACE("REALBuildUnicodeString failed");
         failed = true;
+        MakeAllEmpty();
         return;
     }
     source = latin;

@@ -118,18 +118,24 @@ static REALmemoryBlockStruct *BuildFilledBlock(const unsigned char *data, long s
     return block;
 }
 
+static void RaiseOutOfMemory(long size)
+{
+    char message[200] = {};
+    std::snprintf(message, sizeof message, "Failed to allocate a memoryblock with %lld bytes in size.",
+                  static_cast<long long>(size));
+    RaiseException("OutOfMemoryException", message, kEncodingASCII);
+}
+
 REALmemoryBlockStruct *REALBuildMemoryblock(const unsigned char *data, long size)
 {
     if (data == nullptr || size <= 0) return nullptr;
     try {
         if (REALmemoryBlockStruct *block = BuildFilledBlock(data, size)) return block;
         TRACE("Error: Failed to allocate memoryblock", size);
+        RaiseOutOfMemory(size);
     } catch (const std::bad_alloc &error) {
         TRACE("Got C++ exception in REALBuildMemoryblock: ", error.what());
+        RaiseOutOfMemory(size);
     }
-    char message[200] = {};
-    std::snprintf(message, sizeof message, "Failed to allocate a memoryblock with %lld bytes in size.",
-                  static_cast<long long>(size));
-    RaiseException("OutOfMemoryException", message, kEncodingASCII);
     return nullptr;
 }

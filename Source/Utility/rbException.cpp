@@ -127,3 +127,22 @@ void RaiseUnnamedException()
     TRACE("Unnamed C++ Exception.");
     RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.", kEncodingASCII);
 }
+
+void RaiseCaughtException()
+{
+    // Of each thread. What a thread has at hand from its start is reached without a call into the loader.
+    [[gnu::tls_model("initial-exec")]] static thread_local bool raising = false;
+    if (raising) throw;
+
+    struct RaisingFlag {
+        RaisingFlag() { raising = true; }
+        ~RaisingFlag() { raising = false; }
+    } flag;
+    try {
+        throw;
+    } catch (const std::exception &error) {
+        RaiseRuntimeException(error);
+    } catch (...) {
+        RaiseUnnamedException();
+    }
+}

@@ -1,7 +1,8 @@
 // Failures that programs see: host exceptions of named classes, with a message and an error number.
 //
 // Raising returns: the host throws in the program's code once the operation that raised is back. So
-// every caller returns its neutral value at once. No native exception reaches the host (Guarded).
+// every caller returns its neutral value at once. No native exception reaches the host (Guarded), but for one that
+// the host itself throws while it is told of another.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostTypes.h"
@@ -32,6 +33,10 @@ void RaiseRuntimeException(const std::exception &error);
 // The host exception for a native one of no known type.
 void RaiseUnnamedException();
 
+// Raises what fits the native exception that is being handled. One that is thrown while this runs is not caught again:
+// telling of it would throw once more, without end.
+void RaiseCaughtException();
+
 // A guard is part of its only caller, which spares the body's captures the way through memory. A debugger finds it
 // as a function of its own.
 #if defined(__OPTIMIZE__)
@@ -47,10 +52,8 @@ PART_OF_ITS_CALLER inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();
-    } catch (const std::exception &error) {
-        RaiseRuntimeException(error);
     } catch (...) {
-        RaiseUnnamedException();
+        RaiseCaughtException();
     }
     return decltype(body())();
 }

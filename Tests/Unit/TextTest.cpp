@@ -315,16 +315,30 @@ TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)
     }
 }
 
-TEST_F(Text, AHostThatThrowsWhileATextIsMadeLosesNoReference)
+TEST_F(Text, BytesThatNoStringCanBeMadeOfAreAnEmptyText)
+{
+    StartHost({.without = {"REALBuildStringWithEncoding"}});
+    String source(host::NewString("caf\xE9", kEncodingNone));
+    rbText text(source.Get());
+    EXPECT_TRUE(text.hasFailed());
+    EXPECT_EQ(text.LengthLatin1(), 0);
+}
+
+TEST_F(Text, AHostThatThrowsLosesNoReferenceAndIsNotAskedAgain)
 {
     StartHost();
     static HostResolver resolver = gHostResolver;
     gHostResolver = [](const char *name) {
         auto fail = +[](REALstringStruct *) -> unsigned int { throw std::bad_alloc(); };
-        return std::string_view(name) == "REALGetStringEncoding" ? reinterpret_cast<void *>(fail) : resolver(name);
+        bool fails = std::string_view(name) == "REALGetStringEncoding" ||
+                     std::string_view(name) == "REALBuildStringWithEncoding";
+        return fails ? reinterpret_cast<void *>(fail) : resolver(name);
     };
     String source(host::NewString("text"));
     EXPECT_THROW(rbText{source.Get()}, std::bad_alloc);
+    // The text of the exception can't be made either.
+    for (int i = 0; i < 2; i++)
+        EXPECT_THROW(REALBuildUnicodeString("text", 4, kEncodingASCII), std::bad_alloc);
 }
 
 TEST_F(Text, StandsInTheLogWithItsHandle)

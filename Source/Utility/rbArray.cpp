@@ -107,10 +107,14 @@ bool SetDirectly(void *array, long index, Element value)
 template <typename Element, typename HostElement>
 void GetElement(void *array, long index, Element *out, void (*getFromHost)(void *, long, HostElement *))
 {
-    if (!HasElement(array, index, "REALGetArrayValue") || GetDirectly(array, index, out)) return;
-    auto element = ElementCast<HostElement>(*out);
-    getFromHost(array, index, &element);
-    *out = ElementCast<Element>(element);
+    if (!HasElement(array, index, "REALGetArrayValue") || (out != nullptr && GetDirectly(array, index, out))) return;
+    if constexpr (std::is_same_v<HostElement, bool>) {
+        bool element = out != nullptr && *out != 0;
+        getFromHost(array, index, out != nullptr ? &element : nullptr);
+        if (out != nullptr) *out = element;
+    } else {
+        getFromHost(array, index, reinterpret_cast<HostElement *>(out));
+    }
 }
 
 template <typename Element, typename HostElement>
@@ -148,7 +152,9 @@ void InsertElement(void *array, long index, Element value, void (*insertInHost)(
     }                                                                                                                  \
     void REALAppendArrayValue(_REALarray##type *array, element value)                                                  \
     {                                                                                                                  \
-        if (array != nullptr) REALInsertArrayValue(array, REALGetArrayUBound(array) + 1, value);                       \
+        Guarded([=] {                                                                                                  \
+            if (array != nullptr) REALInsertArrayValue(array, REALGetArrayUBound(array) + 1, value);                   \
+        });                                                                                                            \
     }
 #define ARRAY_ELEMENT(type, element, host, get, set, insert)                                                           \
     long REALGetArrayUBound(_REALarray##type *array)                                                                   \
@@ -197,6 +203,8 @@ REALobjectStruct *REALGetArrayObject(_REALarrayObject *array, long index)
 
 REALobjectStruct *REALGetArrayVariant(_REALarrayObject *array, long index)
 {
-    if (!HasArray(array, "REALGetArrayVariant")) return nullptr;
-    return REALGetArrayObject(static_cast<void *>(array), index);
+    return Guarded([=]() -> REALobjectStruct * {
+        if (!HasArray(array, "REALGetArrayVariant")) return nullptr;
+        return REALGetArrayObject(static_cast<void *>(array), index);
+    });
 }

@@ -76,11 +76,10 @@ long GetIntegerOption(REALobjectStruct *object, const SocketOption &option)
     return ReadOption(object, option).value;
 }
 
-HostBoolean GetBooleanOption(REALobjectStruct *object, const SocketOption &option)
+BooleanWord GetBooleanOption(REALobjectStruct *object, const SocketOption &option)
 {
     OptionAnswer answer = ReadOption(object, option);
-    if (!answer.succeeded) return static_cast<HostBoolean>(answer.value);
-    return (answer.value & 0xFF) != 0;
+    return answer.succeeded ? (answer.value & 0xFF) != 0 : answer.value;
 }
 
 void SetIntegerOption(REALobjectStruct *object, const SocketOption &option, long value)
@@ -102,21 +101,21 @@ long        GetTTL              (REALobjectStruct *object, long)                
 void        SetTTL              (REALobjectStruct *object, long, long value)        { SetIntegerOption(object, kTimeToLive, value); }
 long        GetMulticastTTL     (REALobjectStruct *object, long)                    { return GetIntegerOption(object, kMulticastTimeToLive); }
 void        SetMulticastTTL     (REALobjectStruct *object, long, long value)        { SetIntegerOption(object, kMulticastTimeToLive, value); }
-HostBoolean GetMulticastLoop    (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kMulticastLoop); }
+BooleanWord GetMulticastLoop    (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kMulticastLoop); }
 void        SetMulticastLoop    (REALobjectStruct *object, long, HostBoolean value) { SetBooleanOption(object, kMulticastLoop, value); }
 long        GetType             (REALobjectStruct *object, long)                    { return GetIntegerOption(object, kType); }
 long        GetSendBufferSize   (REALobjectStruct *object, long)                    { return GetIntegerOption(object, kSendBufferSize); }
 void        SetSendBufferSize   (REALobjectStruct *object, long, long value)        { SetIntegerOption(object, kSendBufferSize, value); }
 long        GetReceiveBufferSize(REALobjectStruct *object, long)                    { return GetIntegerOption(object, kReceiveBufferSize); }
 void        SetReceiveBufferSize(REALobjectStruct *object, long, long value)        { SetIntegerOption(object, kReceiveBufferSize, value); }
-HostBoolean GetReuseAddress     (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kReuseAddress); }
+BooleanWord GetReuseAddress     (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kReuseAddress); }
 void        SetReuseAddress     (REALobjectStruct *object, long, HostBoolean value) { SetBooleanOption(object, kReuseAddress, value); }
-HostBoolean GetReusePort        (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kReusePort); }
+BooleanWord GetReusePort        (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kReusePort); }
 void        SetReusePort        (REALobjectStruct *object, long, HostBoolean value) { SetBooleanOption(object, kReusePort, value); }
-HostBoolean GetBroadcast        (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kBroadcast); }
+BooleanWord GetBroadcast        (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kBroadcast); }
 void        SetBroadcast        (REALobjectStruct *object, long, HostBoolean value) { SetBooleanOption(object, kBroadcast, value); }
 long        GetSocketError      (REALobjectStruct *object, long)                    { return GetIntegerOption(object, kSocketError); }
-HostBoolean getIPHeaderIncluded (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kIPHeaderIncluded); }
+BooleanWord getIPHeaderIncluded (REALobjectStruct *object, long)                    { return GetBooleanOption(object, kIPHeaderIncluded); }
 void        setIPHeaderIncluded (REALobjectStruct *object, long, HostBoolean value) { SetBooleanOption(object, kIPHeaderIncluded, value); }
 // clang-format on
 

@@ -8,12 +8,12 @@
 
 // Resolves the address, makes a new socket and connects it, which waits. The new descriptor replaces the
 // old one and is blocking. A failure leaves the old one and tells in `errorMessage`.
-HostBoolean Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
+BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
                      REALstringStruct **errorMessage);
 
 // connect(2) and bind(2) with a socket address of the program's own making.
-HostBoolean Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize);
-HostBoolean BindDirect(REALobjectStruct *object, const void *address, std::int64_t addressSize);
+BooleanWord Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize);
+BooleanWord BindDirect(REALobjectStruct *object, const void *address, std::int64_t addressSize);
 
 void Listen(REALobjectStruct *object, std::int64_t backlog);
 

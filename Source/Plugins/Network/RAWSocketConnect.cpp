@@ -58,10 +58,10 @@ static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t p
     return true;
 }
 
-HostBoolean Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
+BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
                      REALstringStruct **errorMessage)
 {
-    return Guarded([&]() -> HostBoolean {
+    return Guarded([&]() -> BooleanWord {
         ClearString(errorMessage);
         SocketRecord &socket = GetSocketRecord(object);
         socket.Lasterror = -1;
@@ -78,7 +78,7 @@ HostBoolean Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
 }
 
 // A call that takes the program's own socket address.
-static HostBoolean CallWithAddress(REALobjectStruct *object, int (*call)(int, const sockaddr *, socklen_t),
+static BooleanWord CallWithAddress(REALobjectStruct *object, int (*call)(int, const sockaddr *, socklen_t),
                                    const void *address, std::int64_t addressSize)
 {
     SocketRecord *socket = BeginOperation(object);
@@ -87,12 +87,12 @@ static HostBoolean CallWithAddress(REALobjectStruct *object, int (*call)(int, co
     return FinishOperation(*socket, ErrorOf(result));
 }
 
-HostBoolean Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize)
+BooleanWord Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize)
 {
     return CallWithAddress(object, connect, address, addressSize);
 }
 
-HostBoolean BindDirect(REALobjectStruct *object, const void *address, std::int64_t addressSize)
+BooleanWord BindDirect(REALobjectStruct *object, const void *address, std::int64_t addressSize)
 {
     return CallWithAddress(object, bind, address, addressSize);
 }

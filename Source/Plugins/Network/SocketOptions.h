@@ -28,7 +28,7 @@ struct SocketOption {
 // Reads an option as a 32-bit integer, sign-extended; without a socket 0.
 long GetIntegerOption(REALobjectStruct *object, const SocketOption &option);
 // True when the low byte of the value is not zero; the failure result as it stands.
-HostBoolean GetBooleanOption(REALobjectStruct *object, const SocketOption &option);
+BooleanWord GetBooleanOption(REALobjectStruct *object, const SocketOption &option);
 // Sets the low 32 bits.
 void SetIntegerOption(REALobjectStruct *object, const SocketOption &option, long value);
 void SetBooleanOption(REALobjectStruct *object, const SocketOption &option, HostBoolean value);
@@ -38,11 +38,11 @@ long GetSendBufferSize(REALobjectStruct *object, long parameter);
 void SetSendBufferSize(REALobjectStruct *object, long parameter, long value);
 long GetReceiveBufferSize(REALobjectStruct *object, long parameter);
 void SetReceiveBufferSize(REALobjectStruct *object, long parameter, long value);
-HostBoolean GetReuseAddress(REALobjectStruct *object, long parameter);
+BooleanWord GetReuseAddress(REALobjectStruct *object, long parameter);
 void SetReuseAddress(REALobjectStruct *object, long parameter, HostBoolean value);
-HostBoolean GetReusePort(REALobjectStruct *object, long parameter);
+BooleanWord GetReusePort(REALobjectStruct *object, long parameter);
 void SetReusePort(REALobjectStruct *object, long parameter, HostBoolean value);
-HostBoolean GetBroadcast(REALobjectStruct *object, long parameter);
+BooleanWord GetBroadcast(REALobjectStruct *object, long parameter);
 void SetBroadcast(REALobjectStruct *object, long parameter, HostBoolean value);
 long GetSocketError(REALobjectStruct *object, long parameter);
 
@@ -53,12 +53,12 @@ long GetTTL(REALobjectStruct *object, long parameter);
 void SetTTL(REALobjectStruct *object, long parameter, long value);
 long GetMulticastTTL(REALobjectStruct *object, long parameter);
 void SetMulticastTTL(REALobjectStruct *object, long parameter, long value);
-HostBoolean GetMulticastLoop(REALobjectStruct *object, long parameter);
+BooleanWord GetMulticastLoop(REALobjectStruct *object, long parameter);
 void SetMulticastLoop(REALobjectStruct *object, long parameter, HostBoolean value);
 REALstringStruct *getMulticastInterface(REALobjectStruct *object, long parameter);
 void setMulticastInterface(REALobjectStruct *object, long parameter, REALstringStruct *text);
 long GetType(REALobjectStruct *object, long parameter);
 
 // --- of RAWSocketVYN alone ----------------------------------------------------------------------------
-HostBoolean getIPHeaderIncluded(REALobjectStruct *object, long parameter);
+BooleanWord getIPHeaderIncluded(REALobjectStruct *object, long parameter);
 void setIPHeaderIncluded(REALobjectStruct *object, long parameter, HostBoolean value);

@@ -42,7 +42,6 @@ union PropertyGetter {
     constexpr PropertyGetter() : word(0) {}
     constexpr PropertyGetter(AccessorWord value) : word(value) {}
     constexpr PropertyGetter(long (*get)(REALobjectStruct *, long)) : integer(get) {}
-    constexpr PropertyGetter(HostBoolean (*get)(REALobjectStruct *, long)) : boolean(get) {}
     constexpr PropertyGetter(REALstringStruct *(*get)(REALobjectStruct *, long)) : string(get) {}
     constexpr PropertyGetter(bool (*get)()) : shared(get) {}
 

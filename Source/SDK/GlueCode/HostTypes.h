@@ -57,8 +57,11 @@ inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
     return reinterpret_cast<REALmemoryBlockStruct *>(object);
 }
 
-// A Boolean argument or result: one byte of the register counts, any non-zero value is true.
+// A Boolean argument: one byte of the register counts, any non-zero value is true.
 using HostBoolean = signed char;
+
+// A Boolean result. It fills the register, for a caller that looks at more than the byte.
+using BooleanWord = long;
 
 // Encoding codes of host strings.
 enum HostEncoding : unsigned int {

@@ -241,7 +241,8 @@ end)
 balanced("ReadDatagram where none can be is no error of the system", function()
   local socket = stream() -- not connected
   local readEnd, writeEnd = host.pipe()
-  for _, handle in ipairs({ socket.Handle, readEnd }) do
+  local unix = host.socket(1, 1, 0)
+  for _, handle in ipairs({ socket.Handle, readEnd, unix }) do
     local own = socket.Handle
     socket.Handle = handle
     equal(socket:ReadDatagram(), nil)
@@ -250,6 +251,17 @@ balanced("ReadDatagram where none can be is no error of the system", function()
   end
   host.close(readEnd)
   host.close(writeEnd)
+  host.close(unix)
+end)
+
+balanced("ReadDatagram leaves a refused connect's error to be read", function()
+  local listener, port = listening()
+  listener:Close()
+  local socket = stream()
+  socket:Connect(address(port), 16)
+  equal(socket:ReadDatagram(), nil)
+  equal(socket.Lasterror, -1)
+  equal(socket.SocketError, 111)
 end)
 
 balanced("without a socket", function()

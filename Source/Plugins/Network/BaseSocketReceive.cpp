@@ -24,17 +24,25 @@ static int QuerySize(const SocketRecord &socket, std::int64_t &size)
     return ioctl(Descriptor(socket), FIONREAD, &size);
 }
 
-// Whether a failed receive only says that there is nothing to receive here, or never can be.
+// Whether a failed receive only says that there is nothing to receive, or never can be before a connect.
 static bool IsNothingThere(int error)
 {
-    return error == EAGAIN || error == ENOTCONN || error == ENOTSOCK;
+    return error == EAGAIN || error == ENOTCONN;
 }
 
-// Size 0 means an empty queue, an empty datagram, a pending error or the end of a stream. An empty
-// datagram is taken off, so that it can't block those behind it; a pending error is reported, for looking
-// takes it away. A receive of no bytes never eats from a stream, and none of the calls waits.
+// A stream has no datagrams, and what is no socket neither.
+static bool HasDatagrams(int fd)
+{
+    int type = 0;
+    socklen_t size = sizeof type;
+    return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type != SOCK_STREAM;
+}
+
+// Size 0 means an empty queue, an empty datagram or a pending error. An empty datagram is taken off, so that it can't
+// block those behind it; a pending error is reported, for looking takes it away. None of the calls waits.
 static void TakeEmptyDatagram(SocketRecord &socket)
 {
+    if (!HasDatagrams(Descriptor(socket))) return;
     char nothing;
     ssize_t size = recv(Descriptor(socket), &nothing, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
     int error = ErrorOf(size);

@@ -102,6 +102,21 @@ TEST_F(Socket, APollOnAnotherThreadDoesNothing)
     EXPECT_EQ(events, 1);
 }
 
+TEST_F(OnHost, ARawSocketHasItsOwnEventsWhereClassesCannotBeTold)
+{
+    StartHost({.without = {"RuntimeObjectIsa"}});
+    int events = 0, pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, pair), 0);
+    Object socket(running->New("RAWSocketVYN", AF_INET, SOCK_DGRAM, 0));
+    running->events.SetHandler(socket.Get(), "DataAvailable", [&events](REALobjectStruct *) { events++; });
+    close(static_cast<int>(running->Get<long>(socket.Get(), "Handle")));
+    running->Set(socket.Get(), "Handle", pair[0]);
+    EXPECT_EQ(write(pair[1], "x", 1), 1);
+    running->Call<void>(socket.Get(), "Poll");
+    EXPECT_EQ(events, 1);
+    close(pair[1]);
+}
+
 // Empty for the query, and there for the receive: the datagram waits for the next Read, whole.
 TEST_F(Socket, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
 {

@@ -11,11 +11,15 @@
 
 #include <utility>
 
+// The class that an object was watched as; unknown before.
+enum class SocketClass : std::uint8_t { kUnknown, kUDPSocket, kRAWSocket };
+
 // The instance data of both classes.
 struct SocketRecord {
     std::int64_t Handle;           // the descriptor; 0: no socket. Programs may write anything here
     std::int64_t Lasterror;        // outcome of the last operation
     bool sendPending;              // a send succeeded since SendComplete was last fired
+    SocketClass socketClass;       // whose events it has
     std::int64_t backgroundTask;   // the host's number for the task that polls this object; 0: none
     REALstringStruct *BindAddress; // one reference
     std::int64_t BindPort;
@@ -36,7 +40,7 @@ extern REALclassDefinition RAWSocketClass; // in RAWSocket.cpp
 // The order of the events in both classes.
 enum SocketEvent { kDataAvailable, kSendComplete, kError };
 
-// Whether the object is a RAWSocketVYN; a host that can't tell has UDPSocketVYN objects only.
+// Asks the host whether the object is a RAWSocketVYN; one that can't tell has UDPSocketVYN objects only.
 bool IsRAWSocket(REALobjectStruct *object);
 
 SocketRecord &GetSocketRecord(REALobjectStruct *object);
@@ -75,8 +79,8 @@ int PrepareDescriptor(int fd);
 // Stores the descriptor in Handle and closes the one that stood there, if that was one.
 void ReplaceDescriptor(SocketRecord &socket, int fd);
 
-// Has the host poll the object from now on, unless it does already.
-void WatchSocket(REALobjectStruct *object, SocketRecord &socket);
+// Has the host poll the object, which is of that class, from now on, unless it does already.
+void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass socketClass);
 void UnwatchSocket(SocketRecord &socket);
 
 // A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.

@@ -98,10 +98,9 @@ constexpr EventLabels eventLabels[] = {
 
 // Calls the program's handler if there is one. A standard exception ends the handler alone; any other
 // one goes on to the caller. Result: whether a handler has run.
-bool FireEvent(REALobjectStruct *object, SocketEvent event)
+bool FireEvent(REALobjectStruct *object, REALevent *events, SocketEvent event)
 {
-    REALclassDefinition &definition = IsRAWSocket(object) ? RAWSocketClass : UDPSocketClass;
-    void *handler = REALGetEventInstance(object, &definition.events[event]);
+    void *handler = REALGetEventInstance(object, &events[event]);
     TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
     if (handler == nullptr) return false;
     TRACE(eventLabels[event].call);
@@ -111,6 +110,14 @@ bool FireEvent(REALobjectStruct *object, SocketEvent event)
         LogMessage("exception", error.what());
     }
     return true;
+}
+
+// The events of the object's class. The host is asked for the class of an object that no constructor has seen.
+REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
+{
+    bool isRAWSocket = socket.socketClass == SocketClass::kRAWSocket ||
+                       (socket.socketClass == SocketClass::kUnknown && IsRAWSocket(object));
+    return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
 }
 
 // Fires what the sets say. It ends with the first handler after which Handle is another, for what the sets
@@ -123,13 +130,14 @@ bool FireEvent(REALobjectStruct *object, SocketEvent event)
     REALobjectStruct *held = REALRetainObject(object);
     rbFreeLater release(&held, nullptr);
     auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
+    REALevent *events = EventsOf(object, socket);
 
-    if (readable && FireEvent(object, kDataAvailable) && !isStillPolled()) return;
+    if (readable && FireEvent(object, events, kDataAvailable) && !isStillPolled()) return;
     if (writable && socket.sendPending) {
         socket.sendPending = false;
-        if (FireEvent(object, kSendComplete) && !isStillPolled()) return;
+        if (FireEvent(object, events, kSendComplete) && !isStillPolled()) return;
     }
-    if (exceptional) FireEvent(object, kError);
+    if (exceptional) FireEvent(object, events, kError);
 }
 
 // Looks once and fires what there is. It is part of its only caller, which spares a frame.
@@ -178,9 +186,10 @@ static void MyBackgroundTaskProcSocket(void *object)
     }
 }
 
-void WatchSocket(REALobjectStruct *object, SocketRecord &socket)
+void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass socketClass)
 {
     constexpr unsigned int kPeriod = 10; // in the host's unit
+    socket.socketClass = socketClass;
     if (socket.backgroundTask == 0)
         socket.backgroundTask = REALRegisterBackgroundTask(MyBackgroundTaskProcSocket, kPeriod, object);
 }

@@ -133,7 +133,7 @@ static const char *CreationMessage(int error)
 static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol)
 {
     SocketRecord &socket = GetSocketRecord(object);
-    WatchSocket(object, socket);
+    WatchSocket(object, socket, SocketClass::kRAWSocket);
     int fd = PrepareDescriptor(::socket(static_cast<int>(family), static_cast<int>(type), static_cast<int>(protocol)));
     int error = ErrorOf(fd);
     if (fd == -1) {

@@ -122,7 +122,7 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_
     if (result == nullptr) return nullptr;
     SocketRecord &socket = GetSocketRecord(result);
     ReplaceDescriptor(socket, accepted.Release());
-    WatchSocket(result, socket);
+    WatchSocket(result, socket, SocketClass::kRAWSocket);
     return result;
 }
 

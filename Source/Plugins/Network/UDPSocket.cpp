@@ -83,7 +83,7 @@ static void Constructor(REALobjectStruct *object)
     TRACE("Constructor");
     InitSocketUtil();
     SocketRecord &socket = GetSocketRecord(object);
-    WatchSocket(object, socket);
+    WatchSocket(object, socket, SocketClass::kUDPSocket);
 
     int fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
     int error = ErrorOf(fd);

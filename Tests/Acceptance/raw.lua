@@ -241,17 +241,17 @@ end)
 balanced("ReadDatagram where none can be is no error of the system", function()
   local socket = stream() -- not connected
   local readEnd, writeEnd = host.pipe()
-  local unix = host.socket(1, 1, 0)
-  for _, handle in ipairs({ socket.Handle, readEnd, unix }) do
+  local unix, packets = host.socket(1, 1, 0), host.socket(1, 5, 0)
+  for _, handle in ipairs({ socket.Handle, readEnd, unix, packets }) do
     local own = socket.Handle
     socket.Handle = handle
     equal(socket:ReadDatagram(), nil)
     equal(socket.Lasterror, -1)
     socket.Handle = own
   end
-  host.close(readEnd)
-  host.close(writeEnd)
-  host.close(unix)
+  for _, handle in ipairs({ readEnd, writeEnd, unix, packets }) do
+    host.close(handle)
+  end
 end)
 
 balanced("ReadDatagram leaves a refused connect's error to be read", function()

@@ -130,7 +130,7 @@ void RaiseUnnamedException()
 
 void RaiseCaughtException()
 {
-    // Of each thread. What a thread has at hand from its start is reached without a call into the loader.
+    // One for each thread, which is reached without a call into the loader.
     [[gnu::tls_model("initial-exec")]] static thread_local bool raising = false;
     if (raising) throw;
 

@@ -107,16 +107,16 @@ void CheckTargetFlags(REALclassDefinition *definition)
 
 void CheckTargetFlags(REALcontrol *definition)
 {
+    ReportOffsets(*definition);
     ReportMisfits(desktopLabels, *definition,
                   [](std::uint32_t flags) { return (flags & kTargetMaskChecked) != kTargetDesktop; });
-    ReportOffsets(*definition);
 }
 
 void CheckTargetFlags(REALmobileControl *definition)
 {
+    ReportOffsets(*definition);
     ReportMisfits(mobileLabels, *definition,
                   [](std::uint32_t flags) { return (flags & kTargetMaskChecked) != kTargetIOS; });
-    ReportOffsets(*definition);
 }
 
 void CheckTargetFlags(REALmoduleDefinition *module)

@@ -26,7 +26,7 @@ LIMIT = 120  # seconds for one group of tests; all of them take about 20 when no
 # Texts, characters and comments stay as they are; so do lines of the log, of the preprocessor and of static checks.
 MASKED = re.compile(r'"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])+\'|//.*')
 LEFT_OUT = re.compile(r"\b(TRACE|k?Trace\w*|Log\w+|LOG_\w+|Report|gDebugging)\b|^\s*#|static_assert|^\s*\*")
-BOOLEAN_HEAD = re.compile(r"(?:static |inline |constexpr |\[\[nodiscard\]\] )*(?:bool|HostBoolean) ")
+BOOLEAN_HEAD = re.compile(r"(?:static |inline |constexpr |\[\[nodiscard\]\] )*(?:bool|BooleanWord) ")
 
 FLIPPED = {"==": "!=", "!=": "==", "<": ">=", ">=": "<", ">": "<=", "<=": ">", "&&": "||", "||": "&&"}
 

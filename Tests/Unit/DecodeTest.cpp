@@ -155,23 +155,23 @@ TEST(Decode, EveryCodePointComesBackThroughUTF16)
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(Decode, EveryUTF16UnitAloneBeforeALetterAndBeforeALowSurrogate)
+TEST(Decode, EveryUTF16UnitAloneAndOnBothSidesOfTheLowSurrogates)
 {
     long wrong = 0;
     for (unsigned int unit = 0; unit <= 0xFFFF; unit++) {
         bool high = unit >= 0xD800 && unit < 0xDC00, low = unit >= 0xDC00 && unit < 0xE000;
-        unsigned short text[3] = {static_cast<unsigned short>(unit), 'x', 'y'};
+        unsigned short text[3] = {static_cast<unsigned short>(unit), 0xE000, 'y'};
         unsigned int out[3];
         // At the end every unit is kept; before another one a surrogate without its half takes it along.
         wrong += DecodeUTF16(text, 1, out) != 1 || out[0] != unit;
         long count = DecodeUTF16(text, 3, out);
         wrong += high || low ? count != 1 || out[0] != 'y' : count != 3 || out[0] != unit;
-        text[1] = 0xDC01;
+        text[1] = 0xDC00;
         count = DecodeUTF16(text, 2, out);
         if (high) {
-            wrong += count != 1 || out[0] != 0x10001 + (unit - 0xD800) * 0x400;
+            wrong += count != 1 || out[0] != 0x10000 + (unit - 0xD800) * 0x400;
         } else {
-            wrong += low ? count != 0 : count != 2 || out[1] != 0xDC01;
+            wrong += low ? count != 0 : count != 2 || out[1] != 0xDC00;
         }
     }
     EXPECT_EQ(wrong, 0);

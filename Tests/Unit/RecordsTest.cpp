@@ -269,11 +269,11 @@ TEST(Records, MembersThatDoNotFitTheirOwnersTargetsAreReported)
         ROW(s.property.parameter = 0x100),
     }, [](Sample &s) { CheckTargetFlags(&s.d); });
     ExpectLines({
-        ROW((void)s, "VYN Debug: Method" + desktop + "Go", "VYN Debug: Shared method" + desktop + "Go", "VYN Debug: Property" + desktop + "Size", "VYN Debug: Shared property" + desktop + "Size"),
+        ROW(s.UseStandardAccessors("Integer", 0x45), "Error: Offset for variable too big: Sample.Size 69 72", "VYN Debug: Method" + desktop + "Go", "VYN Debug: Shared method" + desktop + "Go", "VYN Debug: Property" + desktop + "Size", "VYN Debug: Shared property" + desktop + "Size"),
         ROW(s.method.flags = s.property.flags = 0x202),
     }, [](Sample &s) { CheckTargetFlags(&s.control); });
     ExpectLines({
-        ROW(s.method.flags = 0x402, "VYN Debug: Property" + ios + "Size", "VYN Debug: Shared property" + ios + "Size"),
+        ROW(s.method.flags = 0x402; s.UseStandardAccessors("Integer", 0x45), "Error: Offset for variable too big: Sample.Size 69 72", "VYN Debug: Property" + ios + "Size", "VYN Debug: Shared property" + ios + "Size"),
     }, [](Sample &s) { REALmobileControl mobile{s.d}; CheckTargetFlags(&mobile); });
     ExpectLines({
         ROW(s.module.flags = 4),

@@ -48,8 +48,8 @@ class rbData {
     void leak();  // forgets the host value: its lock now belongs to whoever took the handle
     void clear()  // releases the host value
     {
-        if (string != nullptr) REALUnlockString(std::exchange(string, nullptr));
-        if (memoryBlock != nullptr) REALUnlockObject(AsObject(std::exchange(memoryBlock, nullptr)));
+        if (string != nullptr) REALReleaseString(std::exchange(string, nullptr));
+        if (memoryBlock != nullptr) REALReleaseObject(AsObject(std::exchange(memoryBlock, nullptr)));
     }
 
     REALstringStruct *string;

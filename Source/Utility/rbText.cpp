@@ -62,7 +62,7 @@ void rbText::TakeSource(REALstringStruct *string)
 {
     ForEachView([](auto &view) { view.length = -1; });
     source = string;
-    held = REALRetainString(string);
+    held = REALTryRetainString(string);
 }
 
 rbText::~rbText()
@@ -101,16 +101,16 @@ void rbText::SetNext(rbText *text)
     }
 }
 
-void rbText::AddTextChain(rbText *&head, rbText *text)
+void AddTextChain(rbText *&head, rbText *text)
 {
     text->SetNext(head);
     head = text;
 }
 
-void rbText::FreeTextChain(rbText *head)
+void FreeTextChain(rbText *head)
 {
     while (head != nullptr)
-        delete std::exchange(head, head->next);
+        delete std::exchange(head, head->GetNext());
 }
 
 // What can be said of the source from its encoding alone.
@@ -165,7 +165,7 @@ void rbText::PointAtSource(View<char> &view)
 void rbText::TestASCII()
 {
     if (asciiState != kToBeTested) return;
-    REALstringStruct *locked = REALRetainString(source);
+    REALstringStruct *locked = REALTryRetainString(source);
     rbFreeLater unlock(nullptr, &locked);
     auto [bytes, length] = REALGetStringBytes(source);
     if (bytes == nullptr) length = 0;

@@ -19,8 +19,6 @@ class rbText {
     // Chains of heap-allocated objects. A next pointer is set once.
     void SetNext(rbText *text);
     rbText *GetNext() const { return next; }
-    static void AddTextChain(rbText *&head, rbText *text); // in front
-    static void FreeTextChain(rbText *head);               // deletes every object of the chain
 
     const char *GetWindows();
     const char *GetMacRoman();
@@ -127,6 +125,10 @@ class rbText {
     rbText *next = nullptr;
     std::uint64_t guard2 = kGuard;
 };
+
+// A chain, the newest first. It owns its objects until FreeTextChain.
+void AddTextChain(rbText *&head, rbText *text);
+void FreeTextChain(rbText *head);
 
 // The same views as free functions.
 inline const char *GetWindows(rbText &text)

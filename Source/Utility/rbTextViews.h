@@ -66,7 +66,7 @@ Unit *rbText::Own(View<Unit> &view, long units)
     return static_cast<Unit *>(buffer);
 }
 
-// A host may hand out text without a zero behind it.
+// A host may hand out text without a zero after it.
 template <typename Unit>
 void rbText::Terminate(View<Unit> &view)
 {
@@ -74,11 +74,7 @@ void rbText::Terminate(View<Unit> &view)
     TRACE("String is not zero terminated. Fixed.");
     const Unit *text = view.text;
     Unit *copy = Own(view, view.length);
-    if (copy == nullptr) {
-        TRACE("Out of memory");
-        MakeEmpty(view);
-        return;
-    }
+    if (copy == nullptr) return Fail("Out of memory", view);
     std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
     view.text = copy;
 }

@@ -291,13 +291,13 @@ TEST_F(Text, ChainsKeepEveryLinkOnceSet)
     String source(host::NewString("x"));
     rbText *head = nullptr;
     for (int i = 0; i < 3; i++)
-        rbText::AddTextChain(head, new rbText(source.Get()));
+        AddTextChain(head, new rbText(source.Get()));
     rbText *second = head->GetNext();
     gDebugging = true;
     auto log = CaptureLog([&] { head->SetNext(nullptr); });
     EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: Warning: Next already set!"}));
     EXPECT_EQ(head->GetNext(), second);
-    rbText::FreeTextChain(head);
+    FreeTextChain(head);
 }
 
 TEST_F(Text, AHostThatCannotConvertLeavesAnEmptyText)

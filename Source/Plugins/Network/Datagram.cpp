@@ -37,18 +37,17 @@ REALobjectStruct *NewDatagramVYN(REALstringStruct *address, std::int64_t port, R
     REALobjectStruct *datagram = REALnewInstance("DatagramVYN");
     if (datagram == nullptr) return nullptr;
     DatagramRecord &record = GetDatagramRecord(datagram);
-    record.Port = port;
-    record.Length = length;
-    record.rawAddress = AsMemoryBlock(REALRetainObject(AsObject(rawAddress)));
-    record.Data = REALRetainString(data);
-    record.Address = REALRetainString(address);
+    record = {.Address = address, .Data = data, .Port = port, .Length = length, .rawAddress = rawAddress};
+    REALRetainObject(AsObject(rawAddress));
+    REALRetainString(data);
+    REALRetainString(address);
     return datagram;
 }
 
 static void DatagramDestructor(REALobjectStruct *object)
 {
     DatagramRecord &datagram = GetDatagramRecord(object);
-    if (datagram.Address != nullptr) REALUnlockString(std::exchange(datagram.Address, nullptr));
-    if (datagram.Data != nullptr) REALUnlockString(std::exchange(datagram.Data, nullptr));
-    if (datagram.rawAddress != nullptr) REALUnlockObject(AsObject(std::exchange(datagram.rawAddress, nullptr)));
+    REALReleaseString(std::exchange(datagram.Address, nullptr));
+    REALReleaseString(std::exchange(datagram.Data, nullptr));
+    REALReleaseObject(AsObject(std::exchange(datagram.rawAddress, nullptr)));
 }

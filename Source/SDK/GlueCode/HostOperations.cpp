@@ -21,6 +21,9 @@ class HostEntry<Result(Arguments...)> {
 
     constexpr explicit HostEntry(const char *entryName) : name(entryName) {}
 
+    // Whether a call has found it.
+    bool IsFound() const { return slot != nullptr; }
+
     Function Find()
     {
         if (slot == nullptr) [[unlikely]]
@@ -191,7 +194,7 @@ bool REALCanUnregisterBackgroundTask()
     return REALUnregisterBackgroundTaskEntry.Find() != nullptr;
 }
 
-REALstringStruct *REALRetainString(REALstringStruct *string)
+REALstringStruct *REALTryRetainString(REALstringStruct *string)
 {
     if (string == nullptr) return nullptr;
     auto lock = REALLockStringEntry.Find();
@@ -200,13 +203,35 @@ REALstringStruct *REALRetainString(REALstringStruct *string)
     return string;
 }
 
-REALobjectStruct *REALRetainObject(REALobjectStruct *object)
+REALobjectStruct *REALTryRetainObject(REALobjectStruct *object)
 {
     if (object == nullptr) return nullptr;
     auto lock = REALLockObjectEntry.Find();
     if (lock == nullptr) return nullptr;
     lock(object);
     return object;
+}
+
+REALstringStruct *REALRetainString(REALstringStruct *string)
+{
+    REALTryRetainString(string);
+    return string;
+}
+
+REALobjectStruct *REALRetainObject(REALobjectStruct *object)
+{
+    REALTryRetainObject(object);
+    return object;
+}
+
+void REALReleaseString(REALstringStruct *string)
+{
+    if (string != nullptr && REALLockStringEntry.IsFound()) REALUnlockString(string);
+}
+
+void REALReleaseObject(REALobjectStruct *object)
+{
+    if (object != nullptr && REALLockObjectEntry.IsFound()) REALUnlockObject(object);
 }
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)
@@ -234,27 +259,34 @@ double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *t
     return RuntimeGraphicsStringWidthEntry.Call(graphics, text);
 }
 
-// Looks an entry up through the resolver for scripts, which is asked for once per process.
-static void *FindScriptEntry(const char *name)
+// Looks an entry up through the resolver for scripts, which is asked for once per process. The entry stays in its
+// slot once it is found.
+static void *FindScriptEntry(void *&slot, const char *name)
 {
     static const auto resolver = reinterpret_cast<HostResolver>(GetRBScriptResolverEntry.Call());
-    return resolver != nullptr ? resolver(name) : nullptr;
+    if (slot == nullptr && resolver != nullptr) slot = resolver(name);
+    return slot;
 }
 
 static REALclassRefStruct *ClassOf(REALobjectStruct *object)
 {
-    auto classOf = reinterpret_cast<REALclassRefStruct *(*)(REALobjectStruct *)>(FindScriptEntry("RuntimeClassOf"));
+    static constinit void *slot = nullptr;
+    auto classOf =
+        reinterpret_cast<REALclassRefStruct *(*)(REALobjectStruct *)>(FindScriptEntry(slot, "RuntimeClassOf"));
     return classOf != nullptr ? classOf(object) : nullptr;
 }
 
 int REALCountClassProperties(REALobjectStruct *object)
 {
-    auto count = reinterpret_cast<int (*)(REALclassRefStruct *)>(FindScriptEntry("REALCountClassProperties"));
+    static constinit void *slot = nullptr;
+    auto count = reinterpret_cast<int (*)(REALclassRefStruct *)>(FindScriptEntry(slot, "REALCountClassProperties"));
     return count != nullptr ? count(ClassOf(object)) : 0;
 }
 
 void *REALGetClassProperty(REALobjectStruct *object, int index)
 {
-    auto property = reinterpret_cast<void *(*)(REALclassRefStruct *, int)>(FindScriptEntry("REALGetClassProperty"));
+    static constinit void *slot = nullptr;
+    auto property =
+        reinterpret_cast<void *(*)(REALclassRefStruct *, int)>(FindScriptEntry(slot, "REALGetClassProperty"));
     return property != nullptr ? property(ClassOf(object), index) : nullptr;
 }

@@ -58,9 +58,16 @@ REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *),
 // Whether the host can take a background task back.
 bool REALCanUnregisterBackgroundTask();
 
-// The value with one reference more, to be released; null for null, and on a host that can't add one.
+// Keep a value that may be null, and give back what was kept. A host that can't add a reference has no counts: there
+// the value is kept as it is and giving it back does nothing. Result: the value.
 REALstringStruct *REALRetainString(REALstringStruct *string);
+void REALReleaseString(REALstringStruct *string);
 REALobjectStruct *REALRetainObject(REALobjectStruct *object);
+void REALReleaseObject(REALobjectStruct *object);
+
+// The value with one reference more, to be unlocked; null for null, and on a host that can't add one.
+REALstringStruct *REALTryRetainString(REALstringStruct *string);
+REALobjectStruct *REALTryRetainObject(REALobjectStruct *object);
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
 

@@ -6,6 +6,7 @@
 #include "rbUtil.h"
 
 #include <algorithm>
+#include <cxxabi.h>
 #include <utility>
 
 // The constructors that lock a host value start with an empty view that is complete: whatever happens after
@@ -69,6 +70,8 @@ static rbData *NewView(Arguments... arguments)
 {
     try {
         return new rbData(arguments...);
+    } catch (const abi::__forced_unwind &) {
+        throw; // a thread that is cancelled
     } catch (...) {
         TRACE("Failed to allocate rbData object.");
         return nullptr;

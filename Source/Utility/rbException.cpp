@@ -8,8 +8,11 @@
 
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <pthread.h>
 #include <stdexcept>
+#include <utility>
 
 void RaiseException(const char *className, REALstringStruct *message, long errorNumber)
 {
@@ -113,13 +116,14 @@ void RaiseRuntimeException(const std::exception &error)
     const char *what = error.what();
     bool hasText = what != nullptr && *what != 0;
     std::size_t size = std::strlen(row->messageStart) + (hasText ? std::strlen(what) : 0) + 3;
-    MemoryOwner<char> message = AllocateOwned<char>(static_cast<long>(size));
-    if (message == nullptr) {
-        RaiseException(row->className, row->messageStart, kEncodingASCII);
-        return;
-    }
-    std::snprintf(message.get(), size, "%s%s%s", row->messageStart, hasText ? ": " : ".", hasText ? what : "");
-    RaiseException(row->className, message.get(), kEncodingASCII);
+    // Memory may have just run out: the heap is asked only for what does not fit here, and without it the text is cut.
+    char shortMessage[512];
+    MemoryOwner<char> longMessage;
+    if (size > sizeof shortMessage) longMessage = AllocateOwned<char>(static_cast<long>(size));
+    if (longMessage == nullptr) size = sizeof shortMessage;
+    char *message = longMessage != nullptr ? longMessage.get() : shortMessage;
+    std::snprintf(message, size, "%s%s%s", row->messageStart, hasText ? ": " : ".", hasText ? what : "");
+    RaiseException(row->className, message, kEncodingASCII);
 }
 
 void RaiseUnnamedException()
@@ -128,16 +132,55 @@ void RaiseUnnamedException()
     RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.", kEncodingASCII);
 }
 
+namespace {
+
+// Says that this thread raises, for as long as it lives. The threads that do form a list on their stacks: thread-local
+// storage would either need room that a library loaded late may not get, or memory, which may just have run out.
+class RaisingThread {
+  public:
+    RaisingThread()
+    {
+        std::lock_guard guard(mutex);
+        next = std::exchange(first, this);
+    }
+    RaisingThread(const RaisingThread &) = delete;
+    RaisingThread &operator=(const RaisingThread &) = delete;
+    ~RaisingThread()
+    {
+        std::lock_guard guard(mutex);
+        RaisingThread **link = &first;
+        while (*link != this)
+            link = &(*link)->next;
+        *link = next;
+    }
+
+    static bool IsThisOne()
+    {
+        std::lock_guard guard(mutex);
+        const RaisingThread *one = first;
+        while (one != nullptr && !pthread_equal(one->thread, pthread_self()))
+            one = one->next;
+        return one != nullptr;
+    }
+
+  private:
+    static std::mutex mutex;
+    static RaisingThread *first;
+
+    pthread_t thread = pthread_self();
+    RaisingThread *next;
+};
+
+constinit std::mutex RaisingThread::mutex;
+constinit RaisingThread *RaisingThread::first = nullptr;
+
+} // namespace
+
 void RaiseCaughtException()
 {
-    // One for each thread, which is reached without a call into the loader.
-    [[gnu::tls_model("initial-exec")]] static thread_local bool raising = false;
-    if (raising) throw;
+    if (RaisingThread::IsThisOne()) throw;
 
-    struct RaisingFlag {
-        RaisingFlag() { raising = true; }
-        ~RaisingFlag() { raising = false; }
-    } flag;
+    RaisingThread raising;
     try {
         throw;
     } catch (const std::exception &error) {

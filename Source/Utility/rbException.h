@@ -7,6 +7,7 @@
 
 #include "Source/SDK/GlueCode/HostTypes.h"
 
+#include <cxxabi.h>
 #include <exception>
 
 // Raises an exception of that class; "RuntimeException" where the host does not know it, nothing where
@@ -33,8 +34,8 @@ void RaiseRuntimeException(const std::exception &error);
 // The host exception for a native one of no known type.
 void RaiseUnnamedException();
 
-// Raises what fits the native exception that is being handled. One that is thrown while this runs is not caught again:
-// telling of it would throw once more, without end.
+// Raises what fits the native exception that is being handled, which is not the unwinding of a cancelled thread. One
+// that is thrown while this runs is not caught again: telling of it would throw once more, without end.
 void RaiseCaughtException();
 
 // A guard is part of its only caller, which spares the body's captures the way through memory. A debugger finds it
@@ -52,6 +53,8 @@ PART_OF_ITS_CALLER inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();
+    } catch (const abi::__forced_unwind &) {
+        throw; // a thread that is cancelled
     } catch (...) {
         RaiseCaughtException();
     }

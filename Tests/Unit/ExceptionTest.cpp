@@ -8,6 +8,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <new>
+#include <pthread.h>
 #include <stdexcept>
 
 namespace {
@@ -111,6 +112,24 @@ TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
     };
     EXPECT_EQ(withoutMemory([] { RaiseOutOfBoundsException(1, 0, 1, "index", "M"); }),
               "OutOfBoundsException: Out of Bounds");
-    const std::range_error error("r");
-    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }), "OutOfBoundsException: C++ reports range error");
+    // What fits the stack needs no memory: the text is cut to 511 bytes.
+    const std::range_error error(std::string(600, 'r'));
+    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }),
+              "OutOfBoundsException: C++ reports range error: " + std::string(511 - 25, 'r'));
+}
+
+TEST(Exception, ACancelledThreadEndsAsElsewhere)
+{
+    auto run = [](void *) -> void * {
+        pthread_cancel(pthread_self());
+        return Guarded([]() -> void * {
+            pthread_testcancel();
+            return nullptr;
+        });
+    };
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, nullptr), 0);
+    void *result = nullptr;
+    EXPECT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
 }

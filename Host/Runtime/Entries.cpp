@@ -94,8 +94,9 @@ std::set<std::string> unknownEntriesAsked;
 
 } // namespace
 
-void Faults::FailCall(long nth)
+void Faults::FailCall(long nth, bool throwing)
 {
+    throws = throwing;
     countdown = nth;
     failed = nullptr;
 }

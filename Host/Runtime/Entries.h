@@ -9,6 +9,7 @@
 
 #include <new>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,9 +63,9 @@ struct Entry {
 // Failures on demand.
 class Faults {
   public:
-    // The nth call from now on that has a result gives null, 0 or false instead of doing its work. Calls
-    // without a result can't fail. 0: none.
-    void FailCall(long nth);
+    // The nth call from now on that has a result gives null, 0 or false instead of doing its work, or throws a
+    // std::runtime_error. Calls without a result can't fail. 0: none.
+    void FailCall(long nth, bool throwing = false);
 
     // The name of the entry that failed; null while none has.
     const char *Failed() const { return failed; }
@@ -74,6 +75,7 @@ class Faults {
     {
         if (countdown == 0 || --countdown != 0) return false;
         failed = name;
+        if (throws) throw std::runtime_error(name);
         return true;
     }
 
@@ -81,6 +83,7 @@ class Faults {
 
   private:
     long countdown = 0;
+    bool throws = false;
     const char *failed = nullptr;
 };
 

@@ -107,15 +107,12 @@ REALmemoryBlockStruct *myREALPtrToMemoryBlock(void *p)
 
 static REALmemoryBlockStruct *BuildFilledBlock(const unsigned char *data, long size)
 {
-    REALmemoryBlockStruct *block = MyREALNewMemoryBlock(size);
-    if (block == nullptr) return nullptr;
-    void *bytes = MyREALMemoryBlockGetPtr(block);
-    if (bytes == nullptr) {
-        REALUnlockObject(AsObject(block));
-        return nullptr;
-    }
+    REALobjectStruct *block = AsObject(MyREALNewMemoryBlock(size));
+    rbFreeLater release(&block, nullptr);
+    void *bytes = MyREALMemoryBlockGetPtr(AsMemoryBlock(block));
+    if (bytes == nullptr) return nullptr;
     std::memcpy(bytes, data, static_cast<std::size_t>(size));
-    return block;
+    return AsMemoryBlock(std::exchange(block, nullptr));
 }
 
 static void RaiseOutOfMemory(long size)

@@ -55,6 +55,7 @@ void *Find(void *&found, const char *name)
 } // namespace
 
 void (*faults::afterQuery)() = nullptr;
+int faults::inheritable = 0;
 
 void faults::FailAllocation(long nth, bool andAllLater)
 {
@@ -89,11 +90,9 @@ const char *faults::FailedCall()
         return reinterpret_cast<result(*) parameters>(Find(next, #name))(__VA_ARGS__);                                 \
     }
 // clang-format off
-FAILING_CALL(int,     socket,      (int family, int type, int protocol) noexcept,                                        family, type, protocol)
 FAILING_CALL(int,     bind,        (int fd, const sockaddr *address, socklen_t size) noexcept,                           fd, address, size)
 FAILING_CALL(int,     connect,     (int fd, const sockaddr *address, socklen_t size),                                    fd, address, size)
 FAILING_CALL(int,     listen,      (int fd, int backlog) noexcept,                                                       fd, backlog)
-FAILING_CALL(int,     accept,      (int fd, sockaddr *address, socklen_t *size),                                         fd, address, size)
 FAILING_CALL(ssize_t, send,        (int fd, const void *data, size_t size, int flags),                                   fd, data, size, flags)
 FAILING_CALL(ssize_t, sendto,      (int fd, const void *data, size_t size, int flags, const sockaddr *to, socklen_t n),  fd, data, size, flags, to, n)
 FAILING_CALL(ssize_t, recv,        (int fd, void *data, size_t size, int flags),                                         fd, data, size, flags)
@@ -103,6 +102,29 @@ FAILING_CALL(int,     getsockname, (int fd, sockaddr *address, socklen_t *size) 
 FAILING_CALL(int,     getsockopt,  (int fd, int level, int option, void *value, socklen_t *size) noexcept,               fd, level, option, value, size)
 FAILING_CALL(int,     setsockopt,  (int fd, int level, int option, const void *value, socklen_t size) noexcept,          fd, level, option, value, size)
 // clang-format on
+
+// Descriptors that a program started by another thread in this moment would inherit.
+extern "C" int socket(int family, int type, int protocol) noexcept
+{
+    static void *next = nullptr;
+    if (CallFails("socket")) return -1;
+    if ((type & SOCK_CLOEXEC) == 0) faults::inheritable++;
+    return reinterpret_cast<int (*)(int, int, int)>(Find(next, "socket"))(family, type, protocol);
+}
+
+extern "C" int accept4(int fd, sockaddr *address, socklen_t *size, int flags)
+{
+    static void *next = nullptr;
+    if (CallFails("accept4")) return -1;
+    if ((flags & SOCK_CLOEXEC) == 0) faults::inheritable++;
+    auto call = reinterpret_cast<int (*)(int, sockaddr *, socklen_t *, int)>(Find(next, "accept4"));
+    return call(fd, address, size, flags);
+}
+
+extern "C" int accept(int fd, sockaddr *address, socklen_t *size)
+{
+    return accept4(fd, address, size, 0);
+}
 
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
 {

@@ -92,6 +92,87 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
               "UnsupportedOperationException: The per-process descriptor table is full.");
 }
 
+// Whatever the process prints must not reach a peer.
+TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
+{
+    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        EXPECT_EQ(scenario::InChild([&]() -> std::string {
+                      std::string handles;
+                      close(stream);
+                      Object listener(running->New("RAWSocketVYN", AF_INET, SOCK_STREAM, 0));
+                      String address(host::NewString("127.0.0.1"));
+                      running->Call<void>(listener.Get(), "Bind(Port as Integer, IP as String)", 0, address.Get());
+                      running->Call<void>(listener.Get(), "Listen(BackLog as Integer)", 2);
+                      REALstringStruct *text = nullptr;
+                      long port = running->Get<long>(listener.Get(), "LocalPort");
+                      Object peer(running->New("RAWSocketVYN", AF_INET, SOCK_STREAM, 0));
+                      running->Call<bool>(
+                          peer.Get(),
+                          "Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean",
+                          address.Get(), port, &text);
+                      std::int64_t remotePort = 0;
+                      Object accepted(running->Call<REALobjectStruct *>(
+                          listener.Get(),
+                          "Accept(byref RemoteAddress as String, byref RemotePort as Integer, NewSocket as "
+                          "RAWSocketVYN) as RAWSocketVYN",
+                          &text, &remotePort, nullptr));
+                      String release(text);
+                      Object udp(running->New("UDPSocketVYN"));
+                      for (const Object *made : {&listener, &peer, &accepted, &udp}) {
+                          long handle = running->Get<long>(made->Get(), "Handle");
+                          if (handle <= STDERR_FILENO) handles += std::to_string(handle) + " ";
+                      }
+                      if (faults::inheritable != 0) handles += "inherited";
+                      return handles;
+                  }),
+                  "")
+            << stream;
+    }
+}
+
+// As the program's own destructor may, when the poll gives back the last reference.
+TEST_F(OnHost, WhatADestructorRaisesLeavesThePollAndStopsAtTheTask)
+{
+    static void (*unlock)(REALobjectStruct *) = nullptr;
+    static bool raises = false;
+    host::Entry *entry = host::FindEntry("REALUnlockObject");
+    unlock = reinterpret_cast<decltype(unlock)>(entry->function);
+    entry->function = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
+        unlock(object);
+        if (raises) throw host::Exception{"RuntimeException", "from a destructor", 0};
+    });
+    StartHost();
+    int events = 0;
+    Object socket(running->New("UDPSocketVYN"));
+    String text(host::NewString("127.0.0.1"));
+    running->Call<long>(socket.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer",
+                        text.Get(), text.Get(), 9);
+    running->events.SetHandler(socket.Get(), "SendComplete", [&](REALobjectStruct *) { raises = ++events != 0; });
+    EXPECT_THROW(running->Call<void>(socket.Get(), "Poll"), host::Exception);
+    raises = false;
+    running->Call<long>(socket.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer",
+                        text.Get(), text.Get(), 9);
+    running->tasks.Step();
+    EXPECT_EQ(events, 2);
+    raises = false;
+}
+
+TEST_F(OnHost, ADestroyedSocketSilencesNoOtherWhereTasksCannotBeTakenBack)
+{
+    StartHost({.without = {"PluginUnregisterBackgroundTask"}});
+    int events = 0;
+    Object kept(running->New("RAWSocketVYN", AF_INET, SOCK_DGRAM, 0));
+    Object(running->New("UDPSocketVYN")); // is gone
+    Object closed(running->New("RAWSocketVYN", AF_INET, SOCK_DGRAM, 0));
+    running->Call<void>(closed.Get(), "Close");
+    String text(host::NewString("127.0.0.1"));
+    running->events.SetHandler(kept.Get(), "SendComplete", [&](REALobjectStruct *) { events++; });
+    running->Call<long>(kept.Get(), "SendMessage(Data as String, IP as String, Port as Integer) as Integer", text.Get(),
+                        text.Get(), 9);
+    running->tasks.Step();
+    EXPECT_EQ(events, 1);
+}
+
 TEST_F(Socket, APollOnAnotherThreadDoesNothing)
 {
     int events = 0;

@@ -142,8 +142,6 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     EXPECT_EQ(fcntl(file, F_GETFL), before | O_NONBLOCK);
     EXPECT_EQ(MarkBlocking(file), 0);
     EXPECT_EQ(fcntl(file, F_GETFL), before);
-    MarkCloseOnExec(file);
-    EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
     close(file);
     EXPECT_EQ(MarkNonBlocking(-1), -1);
     EXPECT_EQ(WSAGetLastError(), EBADF);

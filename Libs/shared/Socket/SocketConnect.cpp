@@ -58,14 +58,14 @@ static void LogAddress(const char *label, const addrinfo &entry)
 
 static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, int &sock, ErrorText &errorText)
 {
-    sock = socket(entry.ai_family, request.socketType, request.protocol);
+    // Before anything is traced: a socket with the number of standard error would send the trace to its peer.
+    sock = PrepareDescriptor(socket(entry.ai_family, request.socketType | SOCK_CLOEXEC, request.protocol));
     int error = errno;
     TRACE("sock", sock);
     if (sock == -1) {
         Report(errorText, "Socket creation failed with error %d: %s", error);
         return Attempt::kNoSocket;
     }
-    MarkCloseOnExec(sock);
     MarkNoSignal(sock);
     if (request.nonBlocking) MarkNonBlocking(sock);
     if (gDebugging) LogAddress("Connect to ", entry);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <strings.h>
+#include <unistd.h>
 
 void InitSocketUtil() {}
 
@@ -36,9 +37,14 @@ int MarkBlocking(int fd)
     return ChangeStatusFlags(fd, 0, O_NONBLOCK);
 }
 
-void MarkCloseOnExec(int fd)
+int PrepareDescriptor(int fd)
 {
-    fcntl(fd, F_SETFD, FD_CLOEXEC);
+    if (fd < 0 || fd > STDERR_FILENO) return fd;
+    int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    int error = errno;
+    close(fd);
+    errno = error == EINVAL ? EMFILE : error; // EINVAL: the process may have three descriptors at most
+    return moved;
 }
 
 void MarkNoSignal(int) {}

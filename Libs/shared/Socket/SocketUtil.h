@@ -34,8 +34,10 @@ int WSAGetLastError();
 int MarkNonBlocking(int fd);
 int MarkBlocking(int fd);
 
-// Keeps the descriptor from programs that this process starts. A failure shows nowhere.
-void MarkCloseOnExec(int fd);
+// Moves a new descriptor to 3 or above, as close-on-exec. 0 means "no socket" to programs, and whatever the process
+// prints on 1 and 2 must not reach a peer. Result: the descriptor, which may have another number now, or -1 with
+// errno set and nothing left open. -1 stays -1.
+int PrepareDescriptor(int fd);
 
 // Would keep sends on this descriptor from raising SIGPIPE; this platform has no such mark.
 void MarkNoSignal(int fd);

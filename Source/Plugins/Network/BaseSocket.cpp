@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <fcntl.h>
 #include <unistd.h>
 
 bool IsRAWSocket(REALobjectStruct *object)
@@ -59,17 +58,6 @@ OwnedDescriptor::~OwnedDescriptor()
     if (fd >= 0) close(fd);
 }
 
-int PrepareDescriptor(int fd)
-{
-    if (fd > 0) MarkCloseOnExec(fd);
-    if (fd != 0) return fd;
-    int moved = fcntl(fd, F_DUPFD_CLOEXEC, 1);
-    int error = ErrorOf(moved);
-    close(fd);
-    errno = error;
-    return moved;
-}
-
 void ReplaceDescriptor(SocketRecord &socket, int fd)
 {
     int previous = Descriptor(socket);
@@ -88,16 +76,15 @@ void Destructor(REALobjectStruct *object)
 {
     TRACE("Destructor");
     SocketRecord &socket = GetSocketRecord(object);
-    UnwatchSocket(socket);
+    UnwatchSocket(object, socket);
     ReplaceDescriptor(socket, 0);
-    if (socket.BindAddress != nullptr) REALUnlockString(std::exchange(socket.BindAddress, nullptr));
+    REALReleaseString(std::exchange(socket.BindAddress, nullptr));
 }
 
 // Keeps what a successful Bind was asked for. The new address is locked first: it may be the old one.
 static void RememberBinding(SocketRecord &socket, std::int64_t port, REALstringStruct *address)
 {
-    REALstringStruct *previous = std::exchange(socket.BindAddress, REALRetainString(address));
-    if (previous != nullptr) REALUnlockString(previous);
+    REALReleaseString(std::exchange(socket.BindAddress, REALRetainString(address)));
     socket.BindPort = port;
 }
 

@@ -72,16 +72,12 @@ class OwnedDescriptor {
     int fd;
 };
 
-// Makes a new descriptor fit for a Handle: close-on-exec, and above 0, for 0 means "no socket". Result:
-// the descriptor, which may have another number now, or -1 with errno set.
-int PrepareDescriptor(int fd);
-
 // Stores the descriptor in Handle and closes the one that stood there, if that was one.
 void ReplaceDescriptor(SocketRecord &socket, int fd);
 
 // Has the host poll the object, which is of that class, from now on, unless it does already.
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass socketClass);
-void UnwatchSocket(SocketRecord &socket);
+void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket);
 
 // A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.
 MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size);

@@ -6,13 +6,15 @@
 
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/MyMemory.h"
-#include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbclassutil.h"
 
 #include <climits>
+#include <cxxabi.h>
 #include <exception>
 #include <fcntl.h>
+#include <new>
+#include <set>
 #include <sys/select.h>
 
 namespace {
@@ -120,16 +122,13 @@ REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
     return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
 }
 
-// Fires what the sets say. It ends with the first handler after which Handle is another, for what the sets
-// say is of the old descriptor, or after which the object may be gone, for a host that can't hold it. A quiet poll
-// does without it, and is spared its frame.
-[[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
-                                  bool exceptional)
+// Fires what the sets say. Stops after a handler that changed Handle, for the sets describe the old descriptor, or
+// after any handler if the object could not be retained.
+void FireDueEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional,
+                   bool isHeld)
 {
     const std::int64_t polled = socket.Handle;
-    REALobjectStruct *held = REALRetainObject(object);
-    rbFreeLater release(&held, nullptr);
-    auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
+    auto isStillPolled = [&] { return isHeld && socket.Handle == polled; };
     REALevent *events = EventsOf(object, socket);
 
     if (readable && FireEvent(object, events, kDataAvailable) && !isStillPolled()) return;
@@ -138,6 +137,22 @@ REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
         if (FireEvent(object, events, kSendComplete) && !isStillPolled()) return;
     }
     if (exceptional) FireEvent(object, events, kError);
+}
+
+// The same while the poll keeps the object. Giving it back may run the program's destructor, which may raise: no guard
+// does it, for what leaves a guard's destructor ends the process. Out of line so that a quiet poll needs no stack
+// frame.
+[[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
+                                  bool exceptional)
+{
+    REALobjectStruct *held = REALTryRetainObject(object);
+    try {
+        FireDueEvents(object, socket, readable, writable, exceptional, held != nullptr);
+    } catch (...) {
+        if (held != nullptr) REALUnlockObject(held);
+        throw;
+    }
+    if (held != nullptr) REALUnlockObject(held);
 }
 
 // Looks once and fires what there is. It is part of its only caller, which spares a frame.
@@ -171,16 +186,45 @@ void Poll(REALobjectStruct *object)
     DoPoll(object, socket);
 }
 
-// A host that can't take a task back may run it when its object is gone. From the first such object on no
-// task is trusted any more; Poll by hand goes on.
-static bool tasksOutliveObjects = false;
+namespace {
 
-// The procedure of every socket's background task. Nothing leaves it.
+// The objects that are no longer watched, on a host that can't take a task back and may run it when its object is
+// gone. Lives as long as the process, as the tasks do.
+class AbandonedObjects {
+  public:
+    // Where there is no memory to tell objects apart, all count as abandoned: a task must not touch one that is gone.
+    void Add(const void *object) noexcept
+    {
+        try {
+            if (objects == nullptr) objects = new std::set<const void *>;
+            objects->insert(object);
+        } catch (const std::bad_alloc &) {
+            all = true;
+        }
+    }
+    void Remove(const void *object)
+    {
+        if (objects != nullptr) objects->erase(object);
+    }
+    bool Contains(const void *object) const { return all || (objects != nullptr && objects->count(object) != 0); }
+
+  private:
+    std::set<const void *> *objects = nullptr;
+    bool all = false;
+};
+
+constinit AbandonedObjects abandoned;
+
+} // namespace
+
+// The procedure of every socket's background task. No exception leaves it.
 static void MyBackgroundTaskProcSocket(void *object)
 {
-    if (tasksOutliveObjects) return;
+    if (abandoned.Contains(object)) return;
     try {
         Poll(static_cast<REALobjectStruct *>(object));
+    } catch (const abi::__forced_unwind &) {
+        throw; // a thread that is cancelled
     } catch (...) {
         TRACE("got unknown exception");
     }
@@ -190,14 +234,15 @@ void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass soc
 {
     constexpr unsigned int kPeriod = 10; // in the host's unit
     socket.socketClass = socketClass;
+    abandoned.Remove(object);
     if (socket.backgroundTask == 0)
         socket.backgroundTask = REALRegisterBackgroundTask(MyBackgroundTaskProcSocket, kPeriod, object);
 }
 
-void UnwatchSocket(SocketRecord &socket)
+void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket)
 {
     if (socket.backgroundTask == 0) return;
     auto identifier = static_cast<int>(std::exchange(socket.backgroundTask, 0));
-    if (identifier != -1 && !REALCanUnregisterBackgroundTask()) tasksOutliveObjects = true;
+    if (identifier != -1 && !REALCanUnregisterBackgroundTask()) abandoned.Add(object);
     REALUnregisterBackgroundTask(identifier);
 }

@@ -11,14 +11,47 @@
 #include "Source/Utility/rbText.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <cstring>
 #include <netdb.h>
 #include <sys/socket.h>
 
-// The first IPv4 address of a host name. Result: whether there is one that can be sent to.
-static bool ResolveName(const char *name, in_addr &address)
+namespace {
+
+// A look-up of a host name with a record of its own, for other threads resolve names at the same time.
+class HostLookup {
+  public:
+    // What the resolver knows of the name; null when it knows nothing or there is no memory for it. It is valid as
+    // long as this object.
+    const hostent *Find(const char *name)
+    {
+        char *buffer = small;
+        std::size_t size = sizeof small;
+        hostent *found = nullptr;
+        int reason;
+        while (gethostbyname_r(name, &record, buffer, size, &found, &reason) == ERANGE) {
+            size *= 2;
+            large = AllocateOwned<char>(static_cast<std::int64_t>(size));
+            if (large == nullptr) return nullptr;
+            buffer = large.get();
+        }
+        return found;
+    }
+
+  private:
+    hostent record;
+    char small[1024]; // enough for a name with a few addresses
+    MemoryOwner<char> large;
+};
+
+} // namespace
+
+// The first IPv4 address of a host name. Result: whether there is one that can be sent to. Out of line, for its buffer
+// is not needed for a dotted address.
+[[gnu::noinline]] static bool ResolveName(const char *name, in_addr &address)
 {
-    const hostent *host = gethostbyname(name);
+    HostLookup lookup;
+    const hostent *host = lookup.Find(name);
     if (host == nullptr || host->h_addrtype != AF_INET || host->h_addr_list[0] == nullptr) {
         TRACE("Failed to query IP for that domain.");
         return false;

@@ -134,7 +134,8 @@ static void Constructor(REALobjectStruct *object, std::int64_t family, std::int6
 {
     SocketRecord &socket = GetSocketRecord(object);
     WatchSocket(object, socket, SocketClass::kRAWSocket);
-    int fd = PrepareDescriptor(::socket(static_cast<int>(family), static_cast<int>(type), static_cast<int>(protocol)));
+    int fd = PrepareDescriptor(
+        ::socket(static_cast<int>(family), static_cast<int>(type) | SOCK_CLOEXEC, static_cast<int>(protocol)));
     int error = ErrorOf(fd);
     if (fd == -1) {
         RaiseException("UnsupportedOperationException", CreationMessage(error), kEncodingASCII);

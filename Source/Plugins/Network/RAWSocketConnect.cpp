@@ -3,6 +3,7 @@
 
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
@@ -50,8 +51,6 @@ static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t p
     if (!ConnectSocket(errorText, host, static_cast<int>(port), fd, false, inProgress, family,
                        static_cast<int>(socket.SocketType), static_cast<int>(socket.Protocol), kNoProtocolPreference))
         return false;
-    fd = PrepareDescriptor(fd);
-    if (fd == -1) return false;
     socket.AddressFamily = family;
     ReplaceDescriptor(socket, fd);
     FinishOperation(socket, 0);
@@ -120,10 +119,11 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_
     MarkNonBlocking(accepted.Get());
     REALobjectStruct *result = ObjectForAccepted(newSocket);
     if (result == nullptr) return nullptr;
+    rbFreeLater release(&result, nullptr); // where the host throws
     SocketRecord &socket = GetSocketRecord(result);
     ReplaceDescriptor(socket, accepted.Release());
     WatchSocket(result, socket, SocketClass::kRAWSocket);
-    return result;
+    return std::exchange(result, nullptr);
 }
 
 REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddress, std::int64_t *remotePort,
@@ -137,7 +137,7 @@ REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddr
 
         sockaddr_union peer = {};
         socklen_t length = sizeof peer;
-        int fd = PrepareDescriptor(accept(Descriptor(*socket), &peer.any, &length));
+        int fd = PrepareDescriptor(accept4(Descriptor(*socket), &peer.any, &length, SOCK_CLOEXEC));
         int error = ErrorOf(fd);
         if (!FinishOperation(*socket, error)) return nullptr;
         OwnedDescriptor accepted(fd);

@@ -85,7 +85,7 @@ static void Constructor(REALobjectStruct *object)
     SocketRecord &socket = GetSocketRecord(object);
     WatchSocket(object, socket, SocketClass::kUDPSocket);
 
-    int fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
+    int fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
     int error = ErrorOf(fd);
     if (fd == -1) {
         TRACE("Failed with error", error);

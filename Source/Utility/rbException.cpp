@@ -135,7 +135,7 @@ void RaiseUnnamedException()
 namespace {
 
 // Says that this thread raises, for as long as it lives. The threads that do form a list on their stacks: thread-local
-// storage would either need room that a library loaded late may not get, or memory, which may just have run out.
+// storage would need either space that a library loaded late may not get, or memory, which may just have run out.
 class RaisingThread {
   public:
     RaisingThread()

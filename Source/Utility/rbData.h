@@ -3,6 +3,7 @@
 // A view locks the host value it looks into for as long as it lives, so the bytes stay where they are.
 #pragma once
 
+#include "Inlined.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 
 #include <cstdint>
@@ -13,9 +14,11 @@
 class rbFreeLater {
   public:
     rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectSlot(object), stringSlot(string) {}
+    explicit rbFreeLater(REALobjectStruct **object) : rbFreeLater(object, nullptr) {}
+    explicit rbFreeLater(REALstringStruct **string) : rbFreeLater(nullptr, string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
-    ~rbFreeLater()
+    INLINED ~rbFreeLater()
     {
         if (objectSlot != nullptr && *objectSlot != nullptr) REALUnlockObject(std::exchange(*objectSlot, nullptr));
         if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));

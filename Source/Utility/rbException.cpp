@@ -19,7 +19,7 @@ void RaiseException(const char *className, REALstringStruct *message, long error
     REALobjectStruct *exception = REALnewInstance(className);
     if (exception == nullptr) exception = REALnewInstance("RuntimeException");
     if (exception == nullptr) return;
-    rbFreeLater release(&exception, nullptr);
+    rbFreeLater release(&exception);
 
     REALSetPropValueString(exception, "Message", message);
     REALSetPropValueInteger(exception, "ErrorNumber", errorNumber);
@@ -34,9 +34,9 @@ void RaiseException(const char *className, REALstringStruct *message)
 void RaiseException(const char *className, REALstringStruct *part1, REALstringStruct *part2, REALstringStruct *part3)
 {
     REALstringStruct *start = REALAddStrings(part1, part2);
-    rbFreeLater releaseStart(nullptr, &start);
+    rbFreeLater releaseStart(&start);
     REALstringStruct *message = REALAddStrings(start, part3);
-    rbFreeLater releaseMessage(nullptr, &message);
+    rbFreeLater releaseMessage(&message);
     RaiseException(className, message, 0);
 }
 
@@ -44,18 +44,18 @@ void RaiseException(const char *className, const char *part1, const char *part2,
                     unsigned int encoding)
 {
     REALstringStruct *first = CString2RB(part1, encoding);
-    rbFreeLater releaseFirst(nullptr, &first);
+    rbFreeLater releaseFirst(&first);
     REALstringStruct *second = CString2RB(part2, encoding);
-    rbFreeLater releaseSecond(nullptr, &second);
+    rbFreeLater releaseSecond(&second);
     REALstringStruct *third = CString2RB(part3, encoding);
-    rbFreeLater releaseThird(nullptr, &third);
+    rbFreeLater releaseThird(&third);
     RaiseException(className, first, second, third);
 }
 
 void RaiseException(const char *className, const char *message, unsigned int, long errorNumber)
 {
     REALstringStruct *text = CString2RB(message, kEncodingUTF8);
-    rbFreeLater release(nullptr, &text);
+    rbFreeLater release(&text);
     RaiseException(className, text, errorNumber);
 }
 

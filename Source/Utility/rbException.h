@@ -5,6 +5,7 @@
 // the host itself throws while it is told of another.
 #pragma once
 
+#include "Inlined.h"
 #include "Source/SDK/GlueCode/HostTypes.h"
 
 #include <cxxabi.h>
@@ -38,18 +39,10 @@ void RaiseUnnamedException();
 // that is thrown while this runs is not caught again: telling of it would throw once more, without end.
 void RaiseCaughtException();
 
-// A guard is part of its only caller, which spares the body's captures the way through memory. A debugger finds it
-// as a function of its own.
-#if defined(__OPTIMIZE__)
-#define PART_OF_ITS_CALLER [[gnu::always_inline]]
-#else
-#define PART_OF_ITS_CALLER
-#endif
-
 // Runs the body of an operation that the host calls; a native exception becomes a host exception and
 // the result is the neutral value of its type.
 template <typename Body>
-PART_OF_ITS_CALLER inline auto Guarded(Body body) -> decltype(body())
+INLINED inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();

@@ -1,5 +1,6 @@
 #include "rbMemoryBlock.h"
 
+#include "Slot.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "rbData.h"
 #include "rbDebug.h"
@@ -22,12 +23,12 @@ long MyREALMemoryBlockGetSize(REALmemoryBlockStruct *m)
 
 void *myREALMemoryBlockGetPtr(REALmemoryBlockStruct *m)
 {
-    static void *(*convert)(REALmemoryBlockStruct *) = nullptr;
+    using Convert = void *(*)(REALmemoryBlockStruct *);
+    static constinit Slot<Convert> slot;
     if (m == nullptr) return nullptr;
-    if (convert == nullptr) {
-        void *method = REALLoadObjectMethod(AsObject(m), "Operator_Convert() As Ptr");
-        convert = reinterpret_cast<void *(*)(REALmemoryBlockStruct *)>(method);
-    }
+    Convert convert = slot.Get();
+    if (convert == nullptr)
+        convert = slot.Set(reinterpret_cast<Convert>(REALLoadObjectMethod(AsObject(m), "Operator_Convert() As Ptr")));
     return convert != nullptr ? convert(m) : nullptr;
 }
 
@@ -46,7 +47,7 @@ REALmemoryBlockStruct *MyREALNewMemoryBlock(long size)
 static void RunAndDropException(void (*function)(void *), void *record)
 {
     REALobjectStruct *exception = REALCallFunctionWithExceptionHandler(function, record);
-    rbFreeLater drop(&exception, nullptr);
+    rbFreeLater drop(&exception);
 }
 
 REALmemoryBlockStruct *myREALNewMemoryBlock(long size)
@@ -61,7 +62,7 @@ void REALNewMemoryBlockWork(void *data)
     auto record = static_cast<NewMemoryBlockRecord *>(data);
     REALobjectStruct *block = REALnewInstance("MemoryBlock");
     if (block == nullptr) return;
-    rbFreeLater release(&block, nullptr);
+    rbFreeLater release(&block);
 
     void *constructor = REALLoadObjectMethod(block, "Constructor(bytes as Integer)");
     if (constructor == nullptr) return;
@@ -87,7 +88,7 @@ void PtrToMemoryBlockWork(void *data)
     auto record = static_cast<PtrToMemoryBlockRecord *>(data);
     REALobjectStruct *block = REALnewInstance("MemoryBlock");
     if (block == nullptr) return;
-    rbFreeLater release(&block, nullptr);
+    rbFreeLater release(&block);
 
     void *convert = REALLoadObjectMethod(block, "Operator_Convert(value as Ptr)");
     if (convert == nullptr) return;
@@ -108,7 +109,7 @@ REALmemoryBlockStruct *myREALPtrToMemoryBlock(void *p)
 static REALmemoryBlockStruct *BuildFilledBlock(const unsigned char *data, long size)
 {
     REALobjectStruct *block = AsObject(MyREALNewMemoryBlock(size));
-    rbFreeLater release(&block, nullptr);
+    rbFreeLater release(&block);
     void *bytes = MyREALMemoryBlockGetPtr(AsMemoryBlock(block));
     if (bytes == nullptr) return nullptr;
     std::memcpy(bytes, data, static_cast<std::size_t>(size));

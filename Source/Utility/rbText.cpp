@@ -166,7 +166,7 @@ void rbText::TestASCII()
 {
     if (asciiState != kToBeTested) return;
     REALstringStruct *locked = REALTryRetainString(source);
-    rbFreeLater unlock(nullptr, &locked);
+    rbFreeLater unlock(&locked);
     auto [bytes, length] = REALGetStringBytes(source);
     if (bytes == nullptr) length = 0;
     if (!IsASCII(bytes, static_cast<unsigned long>(length))) {

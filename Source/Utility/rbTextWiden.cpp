@@ -2,6 +2,7 @@
 #include "rbTextWiden.h"
 
 #include "CpuFeatures.h"
+#include "Slot.h"
 
 template <typename Unit>
 long WidenASCIIPortable(const unsigned char *text, long count, Unit *out)
@@ -70,8 +71,10 @@ static auto ChooseForm()
 template <typename Unit>
 long WidenASCII(const unsigned char *text, long count, Unit *out)
 {
-    static constinit decltype(ChooseForm<Unit>()) form = nullptr;
-    if (form == nullptr) form = ChooseForm<Unit>();
+    static constinit Slot<decltype(ChooseForm<Unit>())> slot;
+    auto form = slot.Get();
+    if (form == nullptr) [[unlikely]]
+        form = slot.Set(ChooseForm<Unit>());
     return form(text, count, out);
 }
 

@@ -49,7 +49,7 @@ static REALstringStruct *BuildConverted(const void *data, long byteCount, unsign
     REALstringStruct *wide =
         REALBuildStringWithEncoding(static_cast<const char *>(data), static_cast<int>(byteCount), encoding);
     if (wide == nullptr) return nullptr;
-    rbFreeLater release(nullptr, &wide);
+    rbFreeLater release(&wide);
     return REALConvertString(wide, kEncodingUTF8);
 }
 

@@ -3,6 +3,7 @@
 #include "rbUtilASCII.h"
 
 #include "CpuFeatures.h"
+#include "Slot.h"
 #include "rbUtil.h"
 
 #include <algorithm>
@@ -135,7 +136,9 @@ bool IsASCII(const char *data, unsigned long count)
 {
     constexpr unsigned long kShort = 64; // below that the choice of a form costs more than it saves
     if (count < kShort) return IsASCIIPortable(data, count);
-    static constinit decltype(ChooseForm()) form = nullptr;
-    if (form == nullptr) form = ChooseForm();
+    static constinit Slot<decltype(ChooseForm())> slot;
+    auto form = slot.Get();
+    if (form == nullptr) [[unlikely]]
+        form = slot.Set(ChooseForm());
     return form(data, count);
 }

@@ -8,6 +8,6 @@
 std::string ConvertWCharToUTF8(const wchar_t *text)
 {
     REALstringStruct *string = UnicodeCString2RB(text);
-    rbFreeLater release(nullptr, &string);
+    rbFreeLater release(&string);
     return rbText(string).GetUTF8();
 }

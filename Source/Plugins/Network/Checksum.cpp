@@ -3,6 +3,7 @@
 #include "ChecksumSums.h"
 
 #include "Source/Utility/CpuFeatures.h"
+#include "Source/Utility/Slot.h"
 
 using SumFunction = std::uint64_t (*)(const unsigned char *bytes, std::size_t count);
 
@@ -20,9 +21,11 @@ static SumFunction ChooseSum()
 
 std::uint16_t csumb(const void *words, std::int32_t count)
 {
-    static constinit SumFunction sumWords = nullptr;
+    static constinit Slot<SumFunction> slot;
     if (count < 1) return 0xFFFF;
-    if (sumWords == nullptr) sumWords = ChooseSum();
+    SumFunction sumWords = slot.Get();
+    if (sumWords == nullptr) [[unlikely]]
+        sumWords = slot.Set(ChooseSum());
 
     auto bytes = static_cast<const unsigned char *>(words);
     auto sum = static_cast<std::int64_t>(sumWords(bytes, static_cast<std::size_t>(count)));

@@ -1,60 +1,52 @@
-// The bridge to the host: one slot an entry, found by name on first use. Nothing else in the library
-// knows the names of entries, and the one cast from an address to a function stands here.
+// The bridge to the host: one slot for each entry, found by name on first use. Apart from start-up, which asks for two
+// entries by itself, nothing else in the library knows their names.
 #include "HostOperations.h"
 
 #include "PluginMain.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
-template <typename Signature>
+template <typename Signature, typename Lookup>
 class HostEntry;
 
-// One entry of the host. Once found it stays; one that is missing is asked for again on every call.
-// The slot is a plain word: threads that fill it at the same time write the same value. Looking for an entry stands
-// out of line, so that a call of one that is found costs a load and a test.
-template <typename Result, typename... Arguments>
-class HostEntry<Result(Arguments...)> {
+// One function of the host, which the look-up finds. Once found it stays; one that is missing is looked for again on
+// every call. Until then its slot holds a function of the same form that looks for it, so that a call tests nothing.
+template <typename Result, typename... Arguments, typename Lookup>
+class HostEntry<Result(Arguments...), Lookup> {
   public:
     using Function = Result (*)(Arguments...);
 
-    constexpr explicit HostEntry(const char *entryName) : name(entryName) {}
-
-    // Whether a call has found it.
-    bool IsFound() const { return slot != nullptr; }
-
-    Function Find()
+    static Function Find()
     {
-        if (slot == nullptr) [[unlikely]]
-            return Resolve();
-        return Found();
+        Function function = Kept();
+        if (function != ResolveAndCall) [[likely]]
+            return function;
+        return Resolve();
     }
 
-    Result Call(Arguments... arguments)
-    {
-        if (slot == nullptr) [[unlikely]]
-            return ResolveAndCall(arguments...);
-        return Found()(arguments...);
-    }
+    static Result Call(Arguments... arguments) { return Kept()(arguments...); }
 
   private:
-    Function Found() const { return reinterpret_cast<Function>(slot); }
+    static Function Kept() { return slot.load(std::memory_order_relaxed); }
 
-    [[gnu::cold, gnu::noinline]] Function Resolve()
+    [[gnu::cold, gnu::noinline]] static Function Resolve()
     {
-        slot = gHostResolver(name);
-        return Found();
+        auto function = reinterpret_cast<Function>(Lookup::Find());
+        if (function != nullptr) slot.store(function, std::memory_order_relaxed);
+        return function;
     }
 
-    [[gnu::cold, gnu::noinline]] Result ResolveAndCall(Arguments... arguments)
+    [[gnu::cold]] static Result ResolveAndCall(Arguments... arguments)
     {
         Function function = Resolve();
         return function != nullptr ? function(arguments...) : Result();
     }
 
-    const char *name;
-    void *slot = nullptr;
+    // Threads may look for it at the same time: all find the same.
+    static inline constinit std::atomic<Function> slot = ResolveAndCall;
 };
 
 // Of a yes/no answer only the low byte is defined, except for the five whole-word getters.
@@ -77,59 +69,64 @@ struct ElementAnswer<bool> {
 
 } // namespace
 
+// Defines the type that calls the entry.
+#define DEFINE_ENTRY(operation, signature, entry)                                                                      \
+    struct operation##Lookup {                                                                                         \
+        static void *Find() { return gHostResolver(entry); }                                                           \
+    };                                                                                                                 \
+    using operation##Entry = HostEntry<signature, operation##Lookup>;
 #define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
-    static constinit HostEntry<result parameters> operation##Entry{entry};                                             \
+    DEFINE_ENTRY(operation, result parameters, entry)                                                                  \
     result operation parameters                                                                                        \
     {                                                                                                                  \
-        return operation##Entry.Call arguments;                                                                        \
+        return operation##Entry::Call arguments;                                                                       \
     }
 #define HOST_CALL(result, operation, parameters, arguments)                                                            \
     HOST_CALL_AS(result, operation, parameters, arguments, #operation)
 #define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry)                                         \
-    static constinit HostEntry<result parameters> operation##Entry{entry};                                             \
+    DEFINE_ENTRY(operation, result parameters, entry)                                                                  \
     result operation parameters                                                                                        \
     {                                                                                                                  \
-        return operation##Entry.Find() != nullptr ? operation##Entry.Call arguments : missing;                         \
+        return operation##Entry::Find() != nullptr ? operation##Entry::Call arguments : missing;                       \
     }
 #define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
-    static constinit HostEntry<unsigned long parameters> operation##Entry{entry};                                      \
+    DEFINE_ENTRY(operation, unsigned long parameters, entry)                                                           \
     bool operation parameters                                                                                          \
     {                                                                                                                  \
-        return IsYes(operation##Entry.Call arguments);                                                                 \
+        return IsYes(operation##Entry::Call arguments);                                                                \
     }
 #define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
 #define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entry)                                                   \
-    static constinit HostEntry<unsigned long parameters> operation##Entry{entry};                                      \
+    DEFINE_ENTRY(operation, unsigned long parameters, entry)                                                           \
     bool operation parameters                                                                                          \
     {                                                                                                                  \
-        return operation##Entry.Call arguments != 0;                                                                   \
+        return operation##Entry::Call arguments != 0;                                                                  \
     }
 #define HOST_YES_NO_WORD(operation, parameters, arguments)                                                             \
     HOST_YES_NO_WORD_AS(operation, parameters, arguments, #operation)
-#define HOST_ENTRY(result, operation, parameters, entry)                                                               \
-    static constinit HostEntry<result parameters> operation##Entry{entry};
+#define HOST_ENTRY(result, operation, parameters, entry) DEFINE_ENTRY(operation, result parameters, entry)
 
 // Elements go in two stages: the host's entry names the procedure that moves an element of this array.
 #define HOST_ARRAY_FIXED(type, element)                                                                                \
     void REALGetArrayValue##type(void *array, long index, element *out)                                                \
     {                                                                                                                  \
-        static constinit HostEntry<void *(void *, long, element *)> entry{"Plugin" #type "ArrayGetProc"};              \
+        DEFINE_ENTRY(Get, void *(void *, long, element *), "Plugin" #type "ArrayGetProc")                              \
         using Answer = ElementAnswer<element>;                                                                         \
-        auto get = reinterpret_cast<Answer::Type (*)(void *, long)>(entry.Call(array, index, out));                    \
+        auto get = reinterpret_cast<Answer::Type (*)(void *, long)>(GetEntry::Call(array, index, out));                \
         if (get != nullptr && out != nullptr) *out = Answer::Value(get(array, index));                                 \
     }                                                                                                                  \
     void REALSetArrayValue##type(void *array, long index, element value)                                               \
     {                                                                                                                  \
-        static constinit HostEntry<void *(void *, long, element)> entry{"Plugin" #type "ArraySetProc"};                \
-        auto set = reinterpret_cast<void (*)(void *, element, long)>(entry.Call(array, index, value));                 \
+        DEFINE_ENTRY(Set, void *(void *, long, element), "Plugin" #type "ArraySetProc")                                \
+        auto set = reinterpret_cast<void (*)(void *, element, long)>(SetEntry::Call(array, index, value));             \
         if (set != nullptr) set(array, value, index);                                                                  \
     }
 #define HOST_ARRAY_ELEMENT(type, element)                                                                              \
     HOST_ARRAY_FIXED(type, element)                                                                                    \
     void REALInsertArrayValue##type(void *array, long index, element value)                                            \
     {                                                                                                                  \
-        static constinit HostEntry<void *(void *, long, element)> entry{"Plugin" #type "ArrayInsertProc"};             \
-        auto insert = reinterpret_cast<void (*)(void *, long, element)>(entry.Call(array, index, value));              \
+        DEFINE_ENTRY(Insert, void *(void *, long, element), "Plugin" #type "ArrayInsertProc")                          \
+        auto insert = reinterpret_cast<void (*)(void *, long, element)>(InsertEntry::Call(array, index, value));       \
         if (insert != nullptr) insert(array, index, value);                                                            \
     }
 
@@ -141,23 +138,25 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
     return REALBuildStringWithEncoding(bytes, count, encoding);
 }
 
+struct StringLengthLookup {
+    static void *Find() { return REALLoadFrameworkMethod("LenB( s as string ) as integer"); }
+};
+using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup>;
+
 const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length)
 {
-    using LengthFunction = long (*)(REALstringStruct *);
-    static constinit void *lengthSlot = nullptr;
-
     if (string == nullptr) return nullptr;
-    auto contents = StringGetCStringEntry.Find();
-    if (lengthSlot == nullptr) lengthSlot = REALLoadFrameworkMethod("LenB( s as string ) as integer");
-    if (length != nullptr && lengthSlot != nullptr) *length = reinterpret_cast<LengthFunction>(lengthSlot)(string);
-    return contents != nullptr ? contents(string) : nullptr;
+    auto lengthOf = StringLengthEntry::Find();
+    if (length != nullptr && lengthOf != nullptr) *length = lengthOf(string);
+    return StringGetCStringEntry::Call(string);
 }
 
 StringBytes REALGetStringBytes(REALstringStruct *string)
 {
-    std::int64_t length = 0;
-    const char *bytes = REALGetStringContents(string, &length);
-    return {bytes, std::max<std::int64_t>(length, 0)};
+    if (string == nullptr) return {nullptr, 0};
+    long length = StringLengthEntry::Call(string);
+    const char *bytes = StringGetCStringEntry::Call(string);
+    return {bytes, std::max(length, 0L)};
 }
 
 REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef)
@@ -167,37 +166,37 @@ REALobjectStruct *REALnewInstance(REALclassRefStruct *classRef)
 
 REALobjectStruct *REALnewInstanceWithClass(REALclassRefStruct *classRef)
 {
-    return classRef != nullptr ? CreateInstanceEntry.Call(classRef) : nullptr;
+    return classRef != nullptr ? CreateInstanceEntry::Call(classRef) : nullptr;
 }
 
 void *REALLoadFrameworkMethod(const char *prototype)
 {
-    return REALLoadGlobalMethodEntry.Call(nullptr, prototype);
+    return REALLoadGlobalMethodEntry::Call(nullptr, prototype);
 }
 
 void *REALGetEventInstance(REALobjectStruct *object, REALevent *event)
 {
-    auto getEvent = GetEventInstanceEntry.Find();
+    auto getEvent = GetEventInstanceEntry::Find();
     if (gSDKVersion == 9) event = static_cast<REALevent *>(event->token);
     return getEvent != nullptr && event != nullptr ? getEvent(object, event->token) : nullptr;
 }
 
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data)
 {
-    if (auto guarded = PluginCallFunctionWithExceptionHandlerEntry.Find()) return guarded(function, data);
+    if (auto guarded = PluginCallFunctionWithExceptionHandlerEntry::Find()) return guarded(function, data);
     function(data);
     return nullptr;
 }
 
 bool REALCanUnregisterBackgroundTask()
 {
-    return REALUnregisterBackgroundTaskEntry.Find() != nullptr;
+    return REALUnregisterBackgroundTaskEntry::Find() != nullptr;
 }
 
 REALstringStruct *REALTryRetainString(REALstringStruct *string)
 {
     if (string == nullptr) return nullptr;
-    auto lock = REALLockStringEntry.Find();
+    auto lock = REALLockStringEntry::Find();
     if (lock == nullptr) return nullptr;
     lock(string);
     return string;
@@ -206,7 +205,7 @@ REALstringStruct *REALTryRetainString(REALstringStruct *string)
 REALobjectStruct *REALTryRetainObject(REALobjectStruct *object)
 {
     if (object == nullptr) return nullptr;
-    auto lock = REALLockObjectEntry.Find();
+    auto lock = REALLockObjectEntry::Find();
     if (lock == nullptr) return nullptr;
     lock(object);
     return object;
@@ -214,29 +213,41 @@ REALobjectStruct *REALTryRetainObject(REALobjectStruct *object)
 
 REALstringStruct *REALRetainString(REALstringStruct *string)
 {
-    REALTryRetainString(string);
+    if (string != nullptr) REALLockString(string);
     return string;
 }
 
 REALobjectStruct *REALRetainObject(REALobjectStruct *object)
 {
-    REALTryRetainObject(object);
+    if (object != nullptr) REALLockObject(object);
     return object;
 }
 
 void REALReleaseString(REALstringStruct *string)
 {
-    if (string != nullptr && REALLockStringEntry.IsFound()) REALUnlockString(string);
+    struct Lookup {
+        static void *Find()
+        {
+            return REALLockStringEntry::Find() != nullptr ? REALUnlockStringLookup::Find() : nullptr;
+        }
+    };
+    if (string != nullptr) HostEntry<void(REALstringStruct *), Lookup>::Call(string);
 }
 
 void REALReleaseObject(REALobjectStruct *object)
 {
-    if (object != nullptr && REALLockObjectEntry.IsFound()) REALUnlockObject(object);
+    struct Lookup {
+        static void *Find()
+        {
+            return REALLockObjectEntry::Find() != nullptr ? REALUnlockObjectLookup::Find() : nullptr;
+        }
+    };
+    if (object != nullptr) HostEntry<void(REALobjectStruct *), Lookup>::Call(object);
 }
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value)
 {
-    auto get = REALGetPropValueBoolEntry.Find();
+    auto get = REALGetPropValueBoolEntry::Find();
     if (get == nullptr) return false;
     unsigned char byte = 0;
     bool found = IsYes(get(object, name, &byte));
@@ -247,46 +258,47 @@ bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *v
 void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width)
 {
     if (gHostVersion >= 2018.02) {
-        RuntimeGraphicsDrawStringDoubleEntry.Call(graphics, text, x, y, width, x, y, width);
+        RuntimeGraphicsDrawStringDoubleEntry::Call(graphics, text, x, y, width, x, y, width);
     } else {
-        RuntimeGraphicsDrawStringEntry.Call(graphics, text, x, y, width);
+        RuntimeGraphicsDrawStringEntry::Call(graphics, text, x, y, width);
     }
 }
 
 double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text)
 {
-    if (gHostVersion >= 2007.02) return RuntimeGraphicsStringWidthDoubleEntry.Call(graphics, text);
-    return RuntimeGraphicsStringWidthEntry.Call(graphics, text);
+    if (gHostVersion >= 2007.02) return RuntimeGraphicsStringWidthDoubleEntry::Call(graphics, text);
+    return RuntimeGraphicsStringWidthEntry::Call(graphics, text);
 }
 
-// Looks an entry up through the resolver for scripts, which is asked for once per process. The entry stays in its
-// slot once it is found.
-static void *FindScriptEntry(void *&slot, const char *name)
+// Looks an entry up through the resolver for scripts, which is asked for once per process.
+static void *FindScriptEntry(const char *name)
 {
-    static const auto resolver = reinterpret_cast<HostResolver>(GetRBScriptResolverEntry.Call());
-    if (slot == nullptr && resolver != nullptr) slot = resolver(name);
-    return slot;
+    static const auto resolver = reinterpret_cast<HostResolver>(GetRBScriptResolverEntry::Call());
+    return resolver != nullptr ? resolver(name) : nullptr;
 }
 
 static REALclassRefStruct *ClassOf(REALobjectStruct *object)
 {
-    static constinit void *slot = nullptr;
-    auto classOf =
-        reinterpret_cast<REALclassRefStruct *(*)(REALobjectStruct *)>(FindScriptEntry(slot, "RuntimeClassOf"));
-    return classOf != nullptr ? classOf(object) : nullptr;
+    struct Lookup {
+        static void *Find() { return FindScriptEntry("RuntimeClassOf"); }
+    };
+    return HostEntry<REALclassRefStruct *(REALobjectStruct *), Lookup>::Call(object);
 }
 
 int REALCountClassProperties(REALobjectStruct *object)
 {
-    static constinit void *slot = nullptr;
-    auto count = reinterpret_cast<int (*)(REALclassRefStruct *)>(FindScriptEntry(slot, "REALCountClassProperties"));
+    struct Lookup {
+        static void *Find() { return FindScriptEntry("REALCountClassProperties"); }
+    };
+    auto count = HostEntry<int(REALclassRefStruct *), Lookup>::Find();
     return count != nullptr ? count(ClassOf(object)) : 0;
 }
 
 void *REALGetClassProperty(REALobjectStruct *object, int index)
 {
-    static constinit void *slot = nullptr;
-    auto property =
-        reinterpret_cast<void *(*)(REALclassRefStruct *, int)>(FindScriptEntry(slot, "REALGetClassProperty"));
+    struct Lookup {
+        static void *Find() { return FindScriptEntry("REALGetClassProperty"); }
+    };
+    auto property = HostEntry<void *(REALclassRefStruct *, int), Lookup>::Find();
     return property != nullptr ? property(ClassOf(object), index) : nullptr;
 }

@@ -60,8 +60,9 @@ inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
 // A Boolean argument: one byte of the register counts, any non-zero value is true.
 using HostBoolean = signed char;
 
-// A Boolean result. It fills the register, for a caller that looks at more than the byte.
+// Boolean and UInt16 results. They fill the register, for a caller that looks at more than their own bytes.
 using BooleanWord = long;
+using UInt16Word = unsigned long;
 
 // Encoding codes of host strings.
 enum HostEncoding : unsigned int {

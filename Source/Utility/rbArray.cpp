@@ -53,13 +53,19 @@ bool HasArray(const void *array, const char *operation)
     return array != nullptr;
 }
 
+// The index after this one. A host may answer with any number; the largest has no next one and wraps.
+long NextIndex(long index)
+{
+    return static_cast<long>(static_cast<unsigned long>(index) + 1);
+}
+
 // Whether the array is there and has an element of that number. A number out of range raises.
 bool HasElement(void *array, long index, const char *operation)
 {
     if (!HasArray(array, operation)) return false;
-    long count = REALGetArrayUBound(array) + 1;
-    if (index >= 0 && index < count) return true;
-    RaiseOutOfBoundsException(index, 0, count, "index", "");
+    long upperBound = REALGetArrayUBound(array);
+    if (index >= 0 && index <= upperBound) return true;
+    RaiseOutOfBoundsException(index, 0, NextIndex(upperBound), "index", "");
     return false;
 }
 
@@ -120,8 +126,11 @@ void GetElement(void *array, long index, Element *out, void (*getFromHost)(void 
 template <typename Element, typename HostElement>
 void SetElement(void *array, long index, Element value, void (*setInHost)(void *, long, HostElement))
 {
-    if (!HasElement(array, index, "REALSetArrayValue") || SetDirectly(array, index, value)) return;
-    setInHost(array, index, ElementCast<HostElement>(value));
+    auto hostValue = ElementCast<HostElement>(value);
+    // By way of the host's type, in which Booleans are 0 or 1.
+    if (!HasElement(array, index, "REALSetArrayValue") || SetDirectly(array, index, ElementCast<Element>(hostValue)))
+        return;
+    setInHost(array, index, hostValue);
 }
 
 template <typename Element, typename HostElement>
@@ -153,7 +162,7 @@ void InsertElement(void *array, long index, Element value, void (*insertInHost)(
     void REALAppendArrayValue(_REALarray##type *array, element value)                                                  \
     {                                                                                                                  \
         Guarded([=] {                                                                                                  \
-            if (array != nullptr) REALInsertArrayValue(array, REALGetArrayUBound(array) + 1, value);                   \
+            if (array != nullptr) REALInsertArrayValue(array, NextIndex(REALGetArrayUBound(array)), value);            \
         });                                                                                                            \
     }
 #define ARRAY_ELEMENT(type, element, host, get, set, insert)                                                           \

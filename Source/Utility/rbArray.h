@@ -60,8 +60,8 @@ REALobjectStruct *REALGetArrayVariant(_REALarrayObject *array, long index);
 // without the host. Runs by itself when that is first of interest; what failed goes to the trace.
 void TestArray();
 
-// The same with that array, which has elements 0 to 1234 and is written to. Only ever switches direct
-// access on.
+// The same with that array, which should have elements 0 to 1234 and is written to. Direct access is off meanwhile,
+// and afterwards as this test found.
 void TestArray(_REALarrayInteger *array);
 
 // The elements of an array of any type, and what its header says; null and 0 without direct access and

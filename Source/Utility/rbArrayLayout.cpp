@@ -102,8 +102,6 @@ bool TestHeader(const void *array)
 void TestArray()
 {
     TRACE("TestArray", gHostVersion);
-    layoutTested = true;
-    directAccess = false;
     _REALarrayInteger *array = REALCreateArrayInteger(1234);
     TestArray(array);
     if (array != nullptr) REALUnlockObject(reinterpret_cast<REALobjectStruct *>(array));
@@ -111,11 +109,14 @@ void TestArray()
 
 void TestArray(_REALarrayInteger *array)
 {
+    // Before anything else: the operations must go through the host, and must not start another test.
+    layoutTested = true;
+    directAccess = false;
     if (array == nullptr) {
         TRACE("Failed to allocate array");
         return;
     }
-    if (TestOperations(array) && TestHeader(array)) directAccess = true;
+    directAccess = TestOperations(array) && TestHeader(array);
 }
 
 void *GetArrayStorage(void *array)

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <unistd.h>
 
 namespace {
 
@@ -56,31 +55,37 @@ static void LogAddress(const char *label, const addrinfo &entry)
     LogMessage("port", PortOf(entry));
 }
 
+// The descriptor goes to `sock` when it is connected or on the way; otherwise that is -1.
 static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, int &sock, ErrorText &errorText)
 {
+    sock = -1;
     // Before anything is traced: a socket with the number of standard error would send the trace to its peer.
-    sock = PrepareDescriptor(socket(entry.ai_family, request.socketType | SOCK_CLOEXEC, request.protocol));
-    int error = errno;
-    TRACE("sock", sock);
-    if (sock == -1) {
+    OwnedDescriptor fd =
+        PrepareDescriptor(socket(entry.ai_family, request.socketType | SOCK_CLOEXEC, request.protocol));
+    int error = ErrorOf(fd.Get());
+    TRACE("sock", fd.Get());
+    if (error != 0) {
         Report(errorText, "Socket creation failed with error %d: %s", error);
         return Attempt::kNoSocket;
     }
-    MarkNoSignal(sock);
-    if (request.nonBlocking) MarkNonBlocking(sock);
+    MarkNoSignal(fd.Get());
+    if (request.nonBlocking) MarkNonBlocking(fd.Get());
     if (gDebugging) LogAddress("Connect to ", entry);
 
-    int result = connect(sock, entry.ai_addr, entry.ai_addrlen);
-    error = errno;
+    int result = connect(fd.Get(), entry.ai_addr, entry.ai_addrlen);
+    error = WSAGetLastError();
     TRACE("connect returns", result, error);
-    if (result == 0) return Attempt::kConnected;
+    if (result == 0) {
+        sock = fd.Release();
+        return Attempt::kConnected;
+    }
     TRACE("ConnectError", error);
-    if (request.nonBlocking && (error == EINPROGRESS || error == EAGAIN)) return Attempt::kInProgress;
-
+    if (request.nonBlocking && (error == EINPROGRESS || error == EAGAIN)) {
+        sock = fd.Release();
+        return Attempt::kInProgress;
+    }
     Report(errorText, "Socket connect failed with error %d: %s", error);
-    TRACE("close socket", sock);
-    close(sock);
-    sock = -1;
+    TRACE("close socket", fd.Get());
     return Attempt::kRefused;
 }
 

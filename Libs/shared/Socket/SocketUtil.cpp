@@ -37,14 +37,19 @@ int MarkBlocking(int fd)
     return ChangeStatusFlags(fd, 0, O_NONBLOCK);
 }
 
-int PrepareDescriptor(int fd)
+OwnedDescriptor::~OwnedDescriptor()
 {
-    if (fd < 0 || fd > STDERR_FILENO) return fd;
+    if (fd >= 0) close(fd);
+}
+
+OwnedDescriptor PrepareDescriptor(int fd)
+{
+    if (fd < 0 || fd > STDERR_FILENO) return OwnedDescriptor(fd);
     int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     int error = errno;
     close(fd);
     errno = error == EINVAL ? EMFILE : error; // EINVAL: the process may have three descriptors at most
-    return moved;
+    return OwnedDescriptor(moved);
 }
 
 void MarkNoSignal(int) {}

@@ -5,11 +5,14 @@
 // count: whoever cares about the range checks it before. Traces go to the debug log.
 #pragma once
 
+#include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
+#include <utility>
 
 // A socket address of either IP family, to be handed to the system as it is. The largest form comes
 // first, so that `= {}` clears the whole record.
@@ -27,8 +30,33 @@ static_assert(offsetof(sockaddr_in, sin_addr) == 4 && offsetof(sockaddr_in6, sin
 
 void InitSocketUtil(); // nothing to do on this platform
 
-// errno, for use as the first act after a failed call.
+// errno, to be read as the first act after a call; ErrorOf is 0 unless the call answered -1.
 int WSAGetLastError();
+inline int ErrorOf(long result)
+{
+    return result == -1 ? WSAGetLastError() : 0;
+}
+
+// The descriptor to hand to the system for a number that a program may have written: what can't be one becomes -1,
+// which the system rejects.
+constexpr int ToDescriptor(std::int64_t number)
+{
+    return number >= 0 && number <= INT_MAX ? static_cast<int>(number) : -1;
+}
+
+// Owns a descriptor, or none (-1), until it is released.
+class OwnedDescriptor {
+  public:
+    explicit OwnedDescriptor(int descriptor) : fd(descriptor) {}
+    OwnedDescriptor(OwnedDescriptor &&other) : fd(other.Release()) {}
+    OwnedDescriptor &operator=(OwnedDescriptor &&) = delete;
+    ~OwnedDescriptor();
+    int Get() const { return fd; }
+    int Release() { return std::exchange(fd, -1); }
+
+  private:
+    int fd;
+};
 
 // Switch O_NONBLOCK of the descriptor on and off. Result: that of the last fcntl call, -1 on failure.
 int MarkNonBlocking(int fd);
@@ -37,7 +65,7 @@ int MarkBlocking(int fd);
 // Moves a new descriptor to 3 or above, as close-on-exec. 0 means "no socket" to programs, and whatever the process
 // prints on 1 and 2 must not reach a peer. Result: the descriptor, which may have another number now, or -1 with
 // errno set and nothing left open. -1 stays -1.
-int PrepareDescriptor(int fd);
+OwnedDescriptor PrepareDescriptor(int fd);
 
 // Would keep sends on this descriptor from raising SIGPIPE; this platform has no such mark.
 void MarkNoSignal(int fd);

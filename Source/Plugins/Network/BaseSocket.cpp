@@ -1,15 +1,13 @@
 // The socket record, the outcome rule, and binding, closing and naming a socket.
 #include "BaseSocket.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 
-#include <cerrno>
-#include <climits>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 bool IsRAWSocket(REALobjectStruct *object)
@@ -18,27 +16,36 @@ bool IsRAWSocket(REALobjectStruct *object)
     return rawSocket != nullptr && REALObjectIsA(object, rawSocket);
 }
 
-SocketRecord &GetSocketRecord(REALobjectStruct *object)
+// The record where the host has put that class's instance data.
+static SocketRecord &RecordOf(REALobjectStruct *object, const REALclassDefinition &definition)
 {
-    std::int64_t offset = UDPSocketClass.forSystemUse;
-    // Both classes have blocks of one size and no super class, so hosts place them alike; only where one
-    // does not is the object asked for its class.
-    if (RAWSocketClass.forSystemUse != offset) [[unlikely]] {
-        if (IsRAWSocket(object)) offset = RAWSocketClass.forSystemUse;
-    }
-    return *reinterpret_cast<SocketRecord *>(reinterpret_cast<char *>(object) + offset);
+    return *reinterpret_cast<SocketRecord *>(reinterpret_cast<char *>(object) + definition.forSystemUse);
 }
 
-int Descriptor(const SocketRecord &socket)
+SocketRecord &GetSocketRecord(REALobjectStruct *object)
 {
-    return socket.Handle >= 0 && socket.Handle <= INT_MAX ? static_cast<int>(socket.Handle) : -1;
+    // Both classes have blocks of one size and no super class, so hosts place them alike; only where one
+    // does not is the object asked for its class.
+    if (RAWSocketClass.forSystemUse != UDPSocketClass.forSystemUse) [[unlikely]] {
+        if (IsRAWSocket(object)) return GetRAWSocketRecord(object);
+    }
+    return RecordOf(object, UDPSocketClass);
+}
+
+SocketRecord &GetRAWSocketRecord(REALobjectStruct *object)
+{
+    return RecordOf(object, RAWSocketClass);
+}
+
+SocketRecord *BeginOperation(SocketRecord &socket)
+{
+    socket.Lasterror = -1;
+    return socket.Handle != 0 ? &socket : nullptr;
 }
 
 SocketRecord *BeginOperation(REALobjectStruct *object)
 {
-    SocketRecord &socket = GetSocketRecord(object);
-    socket.Lasterror = -1;
-    return socket.Handle != 0 ? &socket : nullptr;
+    return BeginOperation(GetSocketRecord(object));
 }
 
 bool FinishOperation(SocketRecord &socket, int error, const char *failureLabel)
@@ -48,21 +55,23 @@ bool FinishOperation(SocketRecord &socket, int error, const char *failureLabel)
     return error == 0;
 }
 
-int ErrorOf(long result)
+int QuerySize(const SocketRecord &socket, std::int64_t &size)
 {
-    return result == -1 ? errno : 0;
+    size = 0;
+    return ioctl(Descriptor(socket), FIONREAD, &size);
 }
 
-OwnedDescriptor::~OwnedDescriptor()
-{
-    if (fd >= 0) close(fd);
-}
-
-void ReplaceDescriptor(SocketRecord &socket, int fd)
+// Stores that number in Handle and closes the previous descriptor, if any.
+static void SetHandle(SocketRecord &socket, std::int64_t handle)
 {
     int previous = Descriptor(socket);
-    socket.Handle = fd;
+    socket.Handle = handle;
     if (previous > 0) close(previous);
+}
+
+void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd)
+{
+    SetHandle(socket, fd.Release());
 }
 
 bool CheckPort(std::int64_t port)
@@ -77,7 +86,7 @@ void Destructor(REALobjectStruct *object)
     TRACE("Destructor");
     SocketRecord &socket = GetSocketRecord(object);
     UnwatchSocket(object, socket);
-    ReplaceDescriptor(socket, 0);
+    SetHandle(socket, 0);
     REALReleaseString(std::exchange(socket.BindAddress, nullptr));
 }
 
@@ -124,28 +133,40 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
     RememberBinding(*socket, port, address);
 }
 
+namespace {
+
+// The answer of getsockname.
+struct LocalName {
+    union {
+        sockaddr_union address;
+        char space[64]; // for families that are not reported here
+    } name = {};
+    socklen_t length = sizeof name;
+};
+
+// Asks for the address that the socket is bound to. A failure is its outcome; a success leaves that to the caller.
+bool QueryName(SocketRecord &socket, LocalName &local, const char *lengthLabel)
+{
+    int result = getsockname(Descriptor(socket), &local.name.address.any, &local.length);
+    int error = WSAGetLastError();
+    TRACE("getsockname", result, error);
+    TRACE(lengthLabel, local.length);
+    return result != -1 || FinishOperation(socket, error);
+}
+
+} // namespace
+
 long GetLocalPort(REALobjectStruct *object, long)
 {
     TRACE("GetLocalPort");
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return 0;
 
-    union {
-        sockaddr_union address;
-        char room[64]; // for families that are not reported here
-    } local = {};
-    socklen_t length = sizeof local;
-    int result = getsockname(Descriptor(*socket), &local.address.any, &length);
-    int error = errno;
-    TRACE("getsockname", result, error);
-    TRACE("len", length);
-    if (result == -1) {
-        FinishOperation(*socket, error);
-        return -1;
-    }
-    if (GetSocketAddressSize(local.address) == 0) return -1; // neither IPv4 nor IPv6
+    LocalName local;
+    if (!QueryName(*socket, local, "len")) return -1;
+    if (GetSocketAddressSize(local.name.address) == 0) return -1; // neither IPv4 nor IPv6
     FinishOperation(*socket, 0);
-    return GetSocketAddressPort(local.address);
+    return GetSocketAddressPort(local.name.address);
 }
 
 REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
@@ -154,18 +175,9 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
-    sockaddr_union local = {};
-    socklen_t length = sizeof local;
-    int result = getsockname(Descriptor(*socket), &local.any, &length);
-    int error = WSAGetLastError();
-    TRACE("getsockname", result, error);
-    TRACE("otherlen", length);
-    if (result == -1) {
-        FinishOperation(*socket, error);
-        return nullptr;
-    }
-    // Unlike LocalPort, a success leaves Lasterror at -1.
+    LocalName local;
+    if (!QueryName(*socket, local, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];
-    sockaddr_to_text(&local.any, text);
+    sockaddr_to_text(&local.name.address.any, text);
     return CString2RB(text, kEncodingUTF8);
 }

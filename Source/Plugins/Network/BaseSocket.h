@@ -1,22 +1,23 @@
 // What UDPSocketVYN and RAWSocketVYN share: the instance data, the functions that serve both classes,
 // and how an operation reports its outcome.
 //
-// The outcome rule. An operation sets Lasterror to -1 first; without a socket (Handle 0) it ends there.
-// Otherwise it makes its system call and sets Lasterror to 0 or to errno, which is read as the first act
-// after the call. BeginOperation and FinishOperation are that rule.
+// The outcome rule. An operation sets Lasterror to -1 first, and ends there without a socket (Handle 0). Otherwise it
+// makes its system call and sets Lasterror to 0 or to errno, which is read as the first act after the call.
+// BeginOperation and FinishOperation are that rule; nothing else writes Lasterror. It stays at -1 where no system call
+// was made (a port out of range, an address that can't be parsed, a read of no bytes), where a read found nothing,
+// after LocalIP, and after LocalPort of a socket that is neither IPv4 nor IPv6.
 #pragma once
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostRecords.h"
 #include "Source/Utility/MyMemory.h"
-
-#include <utility>
 
 // The class that an object was watched as; unknown before.
 enum class SocketClass : std::uint8_t { kUnknown, kUDPSocket, kRAWSocket };
 
 // The instance data of both classes.
 struct SocketRecord {
-    std::int64_t Handle;           // the descriptor; 0: no socket. Programs may write anything here
+    std::int64_t Handle;           // the descriptor; 0: no socket. Programs can write anything here
     std::int64_t Lasterror;        // outcome of the last operation
     bool sendPending;              // a send succeeded since SendComplete was last fired
     SocketClass socketClass;       // whose events it has
@@ -43,37 +44,29 @@ enum SocketEvent { kDataAvailable, kSendComplete, kError };
 // Asks the host whether the object is a RAWSocketVYN; one that can't tell has UDPSocketVYN objects only.
 bool IsRAWSocket(REALobjectStruct *object);
 
+// The record of an object of either class, and of one that is known to be a RAWSocketVYN.
 SocketRecord &GetSocketRecord(REALobjectStruct *object);
+SocketRecord &GetRAWSocketRecord(REALobjectStruct *object);
 
-// The descriptor to hand to the system: what can't be one becomes -1, which the system refuses.
-int Descriptor(const SocketRecord &socket);
+// The descriptor to hand to the system; -1 when Handle can't be one.
+inline int Descriptor(const SocketRecord &socket)
+{
+    return ToDescriptor(socket.Handle);
+}
 
-// The record with Lasterror at -1; null when there is no socket.
+// Sets Lasterror to -1. Result: the record; null when there is no socket.
+SocketRecord *BeginOperation(SocketRecord &socket);
 SocketRecord *BeginOperation(REALobjectStruct *object);
 
-// Stores what a system call came to. Result: whether it succeeded. A failure is traced under this label
+// Stores what a system call came to: 0 or errno. Result: whether it succeeded. A failure is traced under this label
 // when there is one.
 bool FinishOperation(SocketRecord &socket, int error, const char *failureLabel = nullptr);
 
-// errno after a call that failed with -1, else 0.
-int ErrorOf(long result);
+// Asks how many bytes wait to be read. Result: that of the system call. It writes the low 32 bits of `size` alone.
+int QuerySize(const SocketRecord &socket, std::int64_t &size);
 
-// Owns a descriptor until it is released.
-class OwnedDescriptor {
-  public:
-    explicit OwnedDescriptor(int descriptor) : fd(descriptor) {}
-    OwnedDescriptor(const OwnedDescriptor &) = delete;
-    OwnedDescriptor &operator=(const OwnedDescriptor &) = delete;
-    ~OwnedDescriptor();
-    int Get() const { return fd; }
-    int Release() { return std::exchange(fd, -1); }
-
-  private:
-    int fd;
-};
-
-// Stores the descriptor in Handle and closes the one that stood there, if that was one.
-void ReplaceDescriptor(SocketRecord &socket, int fd);
+// Stores the descriptor, which must be one, in Handle and closes the previous one, if any.
+void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd);
 
 // Has the host poll the object, which is of that class, from now on, unless it does already.
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass socketClass);
@@ -82,7 +75,7 @@ void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket);
 // A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.
 MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size);
 
-// Whether the number is a port; CheckPort raises what a program is told of one that is none.
+// Whether the number is a port; CheckPort raises what a program is told of any other.
 constexpr bool IsPort(std::int64_t port)
 {
     return port >= 0 && port <= 65535;

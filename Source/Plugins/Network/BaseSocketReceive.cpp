@@ -5,7 +5,6 @@
 #include "BaseSocket.h"
 #include "Datagram.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
@@ -15,22 +14,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <sys/ioctl.h>
 
-// Asks how many bytes the next datagram has. The system writes the low 32 bits of `size` alone.
-static int QuerySize(const SocketRecord &socket, std::int64_t &size)
-{
-    size = 0;
-    return ioctl(Descriptor(socket), FIONREAD, &size);
-}
-
-// Whether a failed receive only says that there is nothing to receive, or never can be before a connect.
-static bool IsNothingThere(int error)
+// Whether a failed receive only says that there is nothing to receive, or that there can't be before a connect.
+static bool IsBenignReceiveError(int error)
 {
     return error == EAGAIN || error == ENOTCONN;
 }
 
-// A stream has no datagrams, and what is no socket neither.
+// Neither a stream nor a non-socket has datagrams.
 static bool HasDatagrams(int fd)
 {
     int type = 0;
@@ -38,8 +29,8 @@ static bool HasDatagrams(int fd)
     return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type != SOCK_STREAM;
 }
 
-// Size 0 means an empty queue, an empty datagram or a pending error. An empty datagram is taken off, so that it can't
-// block those behind it; a pending error is reported, for looking takes it away. None of the calls waits.
+// Size 0 means an empty queue, an empty datagram or a pending error. An empty datagram is taken off the queue, so that
+// it can't block those that follow; a pending error is reported, for looking takes it away. None of the calls waits.
 static void TakeEmptyDatagram(SocketRecord &socket)
 {
     if (!HasDatagrams(Descriptor(socket))) return;
@@ -48,7 +39,7 @@ static void TakeEmptyDatagram(SocketRecord &socket)
     int error = ErrorOf(size);
     if (size == 0) {
         recv(Descriptor(socket), &nothing, 0, MSG_DONTWAIT);
-    } else if (error != 0 && !IsNothingThere(error)) {
+    } else if (error != 0 && !IsBenignReceiveError(error)) {
         FinishOperation(socket, error);
     }
 }
@@ -60,15 +51,15 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
     char text[INET6_ADDRSTRLEN];
     std::size_t textLength = sockaddr_to_text(&peer.any, text);
     REALstringStruct *address = REALBuildUnicodeString(text, static_cast<long>(textLength), kEncodingASCII);
-    rbFreeLater releaseAddress(nullptr, &address);
+    rbFreeLater releaseAddress(&address);
     REALmemoryBlockStruct *rawAddress =
         REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
     REALobjectStruct *rawAddressObject = AsObject(rawAddress);
-    rbFreeLater releaseRawAddress(&rawAddressObject, nullptr);
+    rbFreeLater releaseRawAddress(&rawAddressObject);
     FinishOperation(socket, 0);
 
     REALstringStruct *data = REALBuildUnicodeString(payload, length, kEncodingNone);
-    rbFreeLater releaseData(nullptr, &data);
+    rbFreeLater releaseData(&data);
     if (data == nullptr) return nullptr;
     REALobjectStruct *datagram = NewDatagramVYN(address, GetSocketAddressPort(peer), data, length, rawAddress);
     TRACE("datagram", static_cast<const void *>(datagram));

@@ -4,7 +4,6 @@
 #include "BaseSocket.h"
 #include "Datagram.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
@@ -119,7 +118,7 @@ std::int64_t SendMessageM(REALobjectStruct *object, REALmemoryBlockStruct *data,
 
 std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram)
 {
-    GetSocketRecord(object).Lasterror = -1;
+    BeginOperation(object);
     if (datagram == nullptr) {
         TRACE("datagram", "is nil");
         RaiseException("NilObjectException", "Datagram is nil", kEncodingASCII);

@@ -1,10 +1,10 @@
 #include "MainSocket.h"
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/rbException.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -32,8 +32,7 @@ static std::optional<int> DescriptorOf(REALobjectStruct *socket)
         RaiseException("UnsupportedFormatException", "Failed to get socket handle", kEncodingASCII);
         return {};
     }
-    // What can't be a descriptor is left for the system to refuse.
-    return handle >= 0 && handle <= INT_MAX ? static_cast<int>(handle) : -1;
+    return ToDescriptor(handle);
 }
 
 [[gnu::format(printf, 1, 2)]] static void RaiseOptionError(const char *format, ...)
@@ -77,31 +76,29 @@ std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option)
     return 0;
 }
 
-// Integer values count by their low 32 bits.
-static void SetIntegerOption(REALobjectStruct *socket, int level, int option, std::int64_t value)
+static int OptionValue(HostBoolean value)
 {
-    SetSocketOption(socket, level, option, static_cast<int>(value));
+    return value != 0;
+}
+static int OptionValue(std::int64_t value)
+{
+    return static_cast<int>(value);
 }
 
-// clang-format off
-std::int64_t GetReusePortVYN               (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_REUSEPORT); }
-void         SetReusePortVYN               (REALobjectStruct *socket, HostBoolean value)  { SetSocketOption (socket, SOL_SOCKET,  SO_REUSEPORT, value != 0); }
-std::int64_t GetReuseAddressVYN            (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_REUSEADDR); }
-void         SetReuseAddressVYN            (REALobjectStruct *socket, HostBoolean value)  { SetSocketOption (socket, SOL_SOCKET,  SO_REUSEADDR, value != 0); }
-std::int64_t GetOptionKeepAliveVYN         (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_KEEPALIVE); }
-std::int64_t GetOptionMaximumSegmentSizeVYN(REALobjectStruct *socket)                     { return GetSocketOption(socket, IPPROTO_TCP, TCP_MAXSEG); }
-void         SetOptionMaximumSegmentSizeVYN(REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, IPPROTO_TCP, TCP_MAXSEG, value); }
-std::int64_t GetOptionReceiveBufferSizeVYN (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_RCVBUF); }
-void         SetOptionReceiveBufferSizeVYN (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, SOL_SOCKET,  SO_RCVBUF, value); }
-std::int64_t GetOptionSendBufferSizeVYN    (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_SNDBUF); }
-void         SetOptionSendBufferSizeVYN    (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, SOL_SOCKET,  SO_SNDBUF, value); }
-std::int64_t GetOptionTypeVYN              (REALobjectStruct *socket)                     { return GetSocketOption(socket, SOL_SOCKET,  SO_TYPE); }
-void         ClearOptionsVYN               (REALobjectStruct *socket)                     { SetSocketOption (socket, IPPROTO_IP,  IP_OPTIONS); }
-std::int64_t GetOptionTOSVYN               (REALobjectStruct *socket)                     { return GetSocketOption(socket, IPPROTO_IP,  IP_TOS); }
-std::int64_t GetOptionTTLVYN               (REALobjectStruct *socket)                     { return GetSocketOption(socket, IPPROTO_IP,  IP_TTL); }
-std::int64_t GetOptionMutliCastTTLVYN      (REALobjectStruct *socket)                     { return GetSocketOption(socket, IPPROTO_IP,  IP_MULTICAST_TTL); }
-void         SetOptionTOSVYN               (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, IPPROTO_IP,  IP_TOS, value); }
-void         SetOptionTTLVYN               (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, IPPROTO_IP,  IP_TTL, value); }
-void         SetOptionMutliCastTTLVYN      (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, IPPROTO_IP,  IP_MULTICAST_TTL, value); }
-void         SetOptionKeepAliveVYN         (REALobjectStruct *socket, std::int64_t value) { SetIntegerOption(socket, SOL_SOCKET,  SO_KEEPALIVE, value); }
-// clang-format on
+#define READ_ONLY_HOST_SOCKET_OPTION(get, level, option)                                                               \
+    std::int64_t get(REALobjectStruct *socket)                                                                         \
+    {                                                                                                                  \
+        return GetSocketOption(socket, level, option);                                                                 \
+    }
+#define HOST_SOCKET_OPTION(get, set, type, level, option)                                                              \
+    READ_ONLY_HOST_SOCKET_OPTION(get, level, option)                                                                   \
+    void set(REALobjectStruct *socket, type value)                                                                     \
+    {                                                                                                                  \
+        SetSocketOption(socket, level, option, OptionValue(value));                                                    \
+    }
+#include "MainSocket.inc"
+
+void ClearOptionsVYN(REALobjectStruct *socket)
+{
+    SetSocketOption(socket, IPPROTO_IP, IP_OPTIONS);
+}

@@ -14,24 +14,13 @@ void SetSocketOption(REALobjectStruct *socket, int level, int option, int value)
 void SetSocketOption(REALobjectStruct *socket, int level, int option);
 std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option);
 
-// Getters of Booleans answer with the system's value; its low byte counts.
-std::int64_t GetReusePortVYN(REALobjectStruct *socket);
-void SetReusePortVYN(REALobjectStruct *socket, HostBoolean value);
-std::int64_t GetReuseAddressVYN(REALobjectStruct *socket);
-void SetReuseAddressVYN(REALobjectStruct *socket, HostBoolean value);
-std::int64_t GetOptionKeepAliveVYN(REALobjectStruct *socket);
-void SetOptionKeepAliveVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionMaximumSegmentSizeVYN(REALobjectStruct *socket);
-void SetOptionMaximumSegmentSizeVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionReceiveBufferSizeVYN(REALobjectStruct *socket);
-void SetOptionReceiveBufferSizeVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionSendBufferSizeVYN(REALobjectStruct *socket);
-void SetOptionSendBufferSizeVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionTypeVYN(REALobjectStruct *socket);
+// std::int64_t Get(socket) and void Set(socket, value) for each row. Getters of Booleans answer with the system's
+// value, whose low byte counts; setters of integers pass the low 32 bits on.
+#define READ_ONLY_HOST_SOCKET_OPTION(get, level, option) std::int64_t get(REALobjectStruct *socket);
+#define HOST_SOCKET_OPTION(get, set, type, level, option)                                                              \
+    std::int64_t get(REALobjectStruct *socket);                                                                        \
+    void set(REALobjectStruct *socket, type value);
+#include "MainSocket.inc"
+
+// Removes all IP options (ip(7), IP_OPTIONS).
 void ClearOptionsVYN(REALobjectStruct *socket);
-std::int64_t GetOptionTOSVYN(REALobjectStruct *socket);
-void SetOptionTOSVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionTTLVYN(REALobjectStruct *socket);
-void SetOptionTTLVYN(REALobjectStruct *socket, std::int64_t value);
-std::int64_t GetOptionMutliCastTTLVYN(REALobjectStruct *socket);
-void SetOptionMutliCastTTLVYN(REALobjectStruct *socket, std::int64_t value);

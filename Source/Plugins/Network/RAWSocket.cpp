@@ -4,7 +4,6 @@
 #include "Checksum.h"
 #include "SocketOptions.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/RecordRows.h"
 #include "Source/Utility/rbException.h"
 
@@ -132,18 +131,18 @@ static const char *CreationMessage(int error)
 
 static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol)
 {
-    SocketRecord &socket = GetSocketRecord(object);
+    SocketRecord &socket = GetRAWSocketRecord(object);
     WatchSocket(object, socket, SocketClass::kRAWSocket);
-    int fd = PrepareDescriptor(
+    OwnedDescriptor fd = PrepareDescriptor(
         ::socket(static_cast<int>(family), static_cast<int>(type) | SOCK_CLOEXEC, static_cast<int>(protocol)));
-    int error = ErrorOf(fd);
-    if (fd == -1) {
+    int error = ErrorOf(fd.Get());
+    if (error != 0) {
         RaiseException("UnsupportedOperationException", CreationMessage(error), kEncodingASCII);
         return;
     }
     socket.AddressFamily = family;
     socket.SocketType = type;
     socket.Protocol = protocol;
-    ReplaceDescriptor(socket, fd);
-    MarkNonBlocking(fd);
+    ReplaceDescriptor(socket, std::move(fd));
+    MarkNonBlocking(Descriptor(socket));
 }

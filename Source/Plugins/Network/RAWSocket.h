@@ -37,9 +37,9 @@ std::int64_t xojo_sendto(REALobjectStruct *object, const void *data, std::int64_
 std::int64_t AddressFamilyINet6();
 
 // The Internet checksum (RFC 1071) of the bytes, in the machine's byte order as the words lie in memory.
-std::uint16_t CalcChecksum(const void *data, std::int64_t byteCount);
-std::uint16_t xojo_htons(std::uint16_t value);
-std::uint16_t xojo_ntohs(std::uint16_t value);
+UInt16Word CalcChecksum(const void *data, std::int64_t byteCount);
+UInt16Word xojo_htons(std::uint16_t value);
+UInt16Word xojo_ntohs(std::uint16_t value);
 std::uint32_t xojo_htonl(std::uint32_t value);
 std::uint32_t xojo_ntohl(std::uint32_t value);
 std::uint32_t xojo_inet_addr(REALstringStruct *text); // 0xFFFFFFFF for what is no address

@@ -1,7 +1,6 @@
 // Connecting, binding by raw address, listening and accepting.
 #include "RAWSocket.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
@@ -45,14 +44,14 @@ static void FillInDefaults(SocketRecord &socket)
 // Result: whether the socket is connected now; if not, the reason.
 static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t port, std::string &errorText)
 {
-    int fd = -1;
+    int connected = -1;
     bool inProgress = false;
     int family = 0;
-    if (!ConnectSocket(errorText, host, static_cast<int>(port), fd, false, inProgress, family,
+    if (!ConnectSocket(errorText, host, static_cast<int>(port), connected, false, inProgress, family,
                        static_cast<int>(socket.SocketType), static_cast<int>(socket.Protocol), kNoProtocolPreference))
         return false;
     socket.AddressFamily = family;
-    ReplaceDescriptor(socket, fd);
+    ReplaceDescriptor(socket, OwnedDescriptor(connected));
     FinishOperation(socket, 0);
     return true;
 }
@@ -62,8 +61,8 @@ BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
 {
     return Guarded([&]() -> BooleanWord {
         ClearString(errorMessage);
-        SocketRecord &socket = GetSocketRecord(object);
-        socket.Lasterror = -1;
+        SocketRecord &socket = GetRAWSocketRecord(object);
+        BeginOperation(socket);
         if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
         if (!CheckPort(port)) return false;
         rbText host(address);
@@ -80,7 +79,7 @@ BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
 static BooleanWord CallWithAddress(REALobjectStruct *object, int (*call)(int, const sockaddr *, socklen_t),
                                    const void *address, std::int64_t addressSize)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return false;
     int result = call(Descriptor(*socket), static_cast<const sockaddr *>(address), static_cast<socklen_t>(addressSize));
     return FinishOperation(*socket, ErrorOf(result));
@@ -98,7 +97,7 @@ BooleanWord BindDirect(REALobjectStruct *object, const void *address, std::int64
 
 void Listen(REALobjectStruct *object, std::int64_t backlog)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return;
     int result = listen(Descriptor(*socket), static_cast<int>(backlog));
     FinishOperation(*socket, ErrorOf(result));
@@ -110,7 +109,7 @@ static REALobjectStruct *ObjectForAccepted(REALobjectStruct *newSocket)
     return newSocket != nullptr ? REALRetainObject(newSocket) : REALnewInstance("RAWSocketVYN");
 }
 
-static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_union &peer,
+static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_union &peer,
                                       REALstringStruct **remoteAddress, std::int64_t *remotePort,
                                       REALobjectStruct *newSocket)
 {
@@ -119,9 +118,9 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor &accepted, const sockaddr_
     MarkNonBlocking(accepted.Get());
     REALobjectStruct *result = ObjectForAccepted(newSocket);
     if (result == nullptr) return nullptr;
-    rbFreeLater release(&result, nullptr); // where the host throws
-    SocketRecord &socket = GetSocketRecord(result);
-    ReplaceDescriptor(socket, accepted.Release());
+    rbFreeLater release(&result); // where the host throws
+    SocketRecord &socket = GetRAWSocketRecord(result);
+    ReplaceDescriptor(socket, std::move(accepted));
     WatchSocket(result, socket, SocketClass::kRAWSocket);
     return std::exchange(result, nullptr);
 }
@@ -132,15 +131,13 @@ REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddr
     return Guarded([&]() -> REALobjectStruct * {
         ClearString(remoteAddress);
         *remotePort = 0;
-        SocketRecord *socket = BeginOperation(object);
+        SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
         if (socket == nullptr) return nullptr;
 
         sockaddr_union peer = {};
         socklen_t length = sizeof peer;
-        int fd = PrepareDescriptor(accept4(Descriptor(*socket), &peer.any, &length, SOCK_CLOEXEC));
-        int error = ErrorOf(fd);
-        if (!FinishOperation(*socket, error)) return nullptr;
-        OwnedDescriptor accepted(fd);
-        return AcceptResult(accepted, peer, remoteAddress, remotePort, newSocket);
+        OwnedDescriptor accepted = PrepareDescriptor(accept4(Descriptor(*socket), &peer.any, &length, SOCK_CLOEXEC));
+        if (!FinishOperation(*socket, ErrorOf(accepted.Get()))) return nullptr;
+        return AcceptResult(std::move(accepted), peer, remoteAddress, remotePort, newSocket);
     });
 }

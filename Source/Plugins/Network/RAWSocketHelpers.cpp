@@ -15,17 +15,17 @@ std::int64_t AddressFamilyINet6()
     return AF_INET6;
 }
 
-std::uint16_t CalcChecksum(const void *data, std::int64_t byteCount)
+UInt16Word CalcChecksum(const void *data, std::int64_t byteCount)
 {
     // The count counts by its low 32 bits, as the parameter of csumb says; no data has no bytes.
     return csumb(data, data != nullptr ? static_cast<std::int32_t>(byteCount) : 0);
 }
 
-std::uint16_t xojo_htons(std::uint16_t value)
+UInt16Word xojo_htons(std::uint16_t value)
 {
     return htons(value);
 }
-std::uint16_t xojo_ntohs(std::uint16_t value)
+UInt16Word xojo_ntohs(std::uint16_t value)
 {
     return ntohs(value);
 }

@@ -4,10 +4,9 @@
 #include "Source/Utility/rbException.h"
 #include "Source/Utility/rbMemoryBlock.h"
 
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 
-// What a send came to.
+// Records the outcome. Result: the bytes sent, or -1.
 static std::int64_t FinishSend(SocketRecord &socket, ssize_t sent)
 {
     if (!FinishOperation(socket, ErrorOf(sent))) return -1;
@@ -17,7 +16,7 @@ static std::int64_t FinishSend(SocketRecord &socket, ssize_t sent)
 
 std::int64_t xojo_send(REALobjectStruct *object, const void *data, std::int64_t dataSize, std::int64_t flags)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return 0;
     return FinishSend(*socket,
                       send(Descriptor(*socket), data, static_cast<std::size_t>(dataSize), static_cast<int>(flags)));
@@ -26,7 +25,7 @@ std::int64_t xojo_send(REALobjectStruct *object, const void *data, std::int64_t 
 std::int64_t xojo_sendto(REALobjectStruct *object, const void *data, std::int64_t dataSize, std::int64_t flags,
                          const void *address, std::int64_t addressSize)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return 0;
     return FinishSend(*socket,
                       sendto(Descriptor(*socket), data, static_cast<std::size_t>(dataSize), static_cast<int>(flags),
@@ -46,17 +45,17 @@ static REALmemoryBlockStruct *Receive(SocketRecord &socket, std::int64_t byteSiz
 
 REALmemoryBlockStruct *Read(REALobjectStruct *object, std::int64_t byteSize, HostBoolean peek)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr || byteSize <= 0) return nullptr;
     return Guarded([&] { return Receive(*socket, byteSize, peek); });
 }
 
 REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
 {
-    SocketRecord *socket = BeginOperation(object);
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return nullptr;
-    std::int64_t count = 0;
-    int error = ErrorOf(ioctl(Descriptor(*socket), FIONREAD, &count));
+    std::int64_t count;
+    int error = ErrorOf(QuerySize(*socket, count));
     if (error != 0) {
         FinishOperation(*socket, error);
         return nullptr;

@@ -1,64 +1,33 @@
-// The option properties of both socket classes: each one row of what the system is asked, and what is
-// said of it in the debug log.
+// The option properties of both socket classes. Nothing is cached: reading a property asks the system, assigning one
+// tells it. The rows are in SocketOptions.inc.
+//
+// A getter without a socket answers 0. Booleans are true when the low byte of the system's value is not zero; integers
+// are 32 bits wide, sign-extended.
 #pragma once
 
 #include "BaseSocket.h"
 
-// What an accessor traces besides its name and the failure.
-enum OptionTrace : unsigned int {
-    kNoTrace = 0,
-    kTraceOption = 1, // "IP_TTL" with its number, and when reading "len" with the length asked for
-    kTraceCall = 2,   // "getsockopt" or "setsockopt" with the call's result
-    kTraceValue = 4,  // "result" with the value read
-};
+namespace property {
 
-struct SocketOption {
-    int level;
-    int number;
-    int preset;         // what the value is before it is read
-    int failureResult;  // what the getter answers when the call fails
-    const char *getter; // entry lines; null: no line
-    const char *setter;
-    unsigned int getterTraces; // OptionTrace bits
-    unsigned int setterTraces;
-    const char *getterFailure; // label of the failure line; null: no line
-    const char *setterFailure;
-};
+// How accessors pass the value of a property of each type.
+using IntegerResult = long;
+using IntegerValue = long;
+using BooleanResult = BooleanWord;
+using BooleanValue = HostBoolean;
 
-// Reads an option as a 32-bit integer, sign-extended; without a socket 0.
-long GetIntegerOption(REALobjectStruct *object, const SocketOption &option);
-// True when the low byte of the value is not zero; the failure result as it stands.
-BooleanWord GetBooleanOption(REALobjectStruct *object, const SocketOption &option);
-// Sets the low 32 bits.
-void SetIntegerOption(REALobjectStruct *object, const SocketOption &option, long value);
-void SetBooleanOption(REALobjectStruct *object, const SocketOption &option, HostBoolean value);
+} // namespace property
 
-// --- accessors that serve both classes ----------------------------------------------------------------
-long GetSendBufferSize(REALobjectStruct *object, long parameter);
-void SetSendBufferSize(REALobjectStruct *object, long parameter, long value);
-long GetReceiveBufferSize(REALobjectStruct *object, long parameter);
-void SetReceiveBufferSize(REALobjectStruct *object, long parameter, long value);
-BooleanWord GetReuseAddress(REALobjectStruct *object, long parameter);
-void SetReuseAddress(REALobjectStruct *object, long parameter, HostBoolean value);
-BooleanWord GetReusePort(REALobjectStruct *object, long parameter);
-void SetReusePort(REALobjectStruct *object, long parameter, HostBoolean value);
-BooleanWord GetBroadcast(REALobjectStruct *object, long parameter);
-void SetBroadcast(REALobjectStruct *object, long parameter, HostBoolean value);
-long GetSocketError(REALobjectStruct *object, long parameter);
+// For each row
+//   long Get(REALobjectStruct *object, long parameter);
+//   void Set(REALobjectStruct *object, long parameter, long value);
+// with the types of a Boolean where it is one. The property's parameter word is not needed.
+#define READ_ONLY_SOCKET_OPTION(type, get, level, option, initialValue, failureResult, getterLabels)                   \
+    property::type##Result get(REALobjectStruct *object, long parameter);
+#define SOCKET_OPTION(type, get, set, level, option, initialValue, failureResult, getterLabels, setterLabels)          \
+    property::type##Result get(REALobjectStruct *object, long parameter);                                              \
+    void set(REALobjectStruct *object, long parameter, property::type##Value value);
+#include "SocketOptions.inc"
 
-// --- of UDPSocketVYN alone ----------------------------------------------------------------------------
-long GetTOS(REALobjectStruct *object, long parameter);
-void SetTOS(REALobjectStruct *object, long parameter, long value);
-long GetTTL(REALobjectStruct *object, long parameter);
-void SetTTL(REALobjectStruct *object, long parameter, long value);
-long GetMulticastTTL(REALobjectStruct *object, long parameter);
-void SetMulticastTTL(REALobjectStruct *object, long parameter, long value);
-BooleanWord GetMulticastLoop(REALobjectStruct *object, long parameter);
-void SetMulticastLoop(REALobjectStruct *object, long parameter, HostBoolean value);
+// The multicast interface is an IPv4 address, which programs see as text.
 REALstringStruct *getMulticastInterface(REALobjectStruct *object, long parameter);
 void setMulticastInterface(REALobjectStruct *object, long parameter, REALstringStruct *text);
-long GetType(REALobjectStruct *object, long parameter);
-
-// --- of RAWSocketVYN alone ----------------------------------------------------------------------------
-BooleanWord getIPHeaderIncluded(REALobjectStruct *object, long parameter);
-void setIPHeaderIncluded(REALobjectStruct *object, long parameter, HostBoolean value);

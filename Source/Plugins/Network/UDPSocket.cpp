@@ -2,7 +2,6 @@
 #include "BaseSocket.h"
 #include "SocketOptions.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/RecordRows.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
@@ -85,19 +84,19 @@ static void Constructor(REALobjectStruct *object)
     SocketRecord &socket = GetSocketRecord(object);
     WatchSocket(object, socket, SocketClass::kUDPSocket);
 
-    int fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
-    int error = ErrorOf(fd);
-    if (fd == -1) {
+    OwnedDescriptor fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
+    int error = ErrorOf(fd.Get());
+    if (error != 0) {
         TRACE("Failed with error", error);
         RaiseException("UnsupportedOperationException", "Failed to create socket!", kEncodingASCII);
         return;
     }
-    TRACE("Created IPv4 socket: ", fd);
+    TRACE("Created IPv4 socket: ", fd.Get());
     socket.Protocol = IPPROTO_UDP;
     socket.AddressFamily = AF_INET;
     socket.SocketType = SOCK_DGRAM;
-    ReplaceDescriptor(socket, fd);
-    MarkNonBlocking(fd);
+    ReplaceDescriptor(socket, std::move(fd));
+    MarkNonBlocking(Descriptor(socket));
 }
 
 // An IPv4 address in the debug log, as a number and as text.
@@ -107,7 +106,7 @@ static void TraceAddress(const char *label, in_addr address)
     TRACE(label, inet_ntoa(address));
 }
 
-// Joins or leaves a group. A group that is none is left for the system to refuse.
+// Joins or leaves a group. An invalid group is left for the system to reject.
 static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface, int option)
 {
     TRACE("ChangeMembership", option);

@@ -1,7 +1,5 @@
 #include "rbDebug.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
-
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -15,28 +13,12 @@ const char *const gLinePrefix = "VYN Debug: ";
 
 static FILE *debugFile = nullptr; // null: the standard error stream
 
-static REALattribute hiddenAttribute[] = {{"Hidden", ""}};
-
-REALproperty gDebuggingProperty[1] = {
-    {nullptr, "Debugging", "Boolean", 0x26, getDebugging, setDebugging, 0, nullptr, 0, nullptr, 1, hiddenAttribute},
-};
-
-bool setDebugging(HostBoolean value)
-{
-    return gDebugging = value != 0;
-}
-
-bool getDebugging()
-{
-    return gDebugging;
-}
-
 void ReadDebugEnvironment()
 {
-    const char *wish = getenv("VYNDEBUG");
-    if (wish == nullptr) return;
+    const char *setting = getenv("VYNDEBUG");
+    if (setting == nullptr) return;
     for (const char *yes : {"1", "true", "yes"}) {
-        if (strcasecmp(wish, yes) == 0) gDebugging = true;
+        if (strcasecmp(setting, yes) == 0) gDebugging = true;
     }
 }
 
@@ -129,37 +111,4 @@ void LogMessage(const wchar_t *text)
 void LogMessage(const char *label, const wchar_t *text)
 {
     LogMessageX("%s%s %ls", gLinePrefix, label, text);
-}
-
-void LogMessage(const char *label, const RuntimeText *text)
-{
-    const void *handle = text;
-    REALtextData *data = REALGetTextData(text, "utf-8", 1);
-    if (data == nullptr) {
-        LogMessageX("%s%s %p and no text", gLinePrefix, label, handle);
-        return;
-    }
-    LogMessageX("%s%s %p: %s", gLinePrefix, label, handle, data->characters);
-    REALDisposeTextData(data);
-}
-
-void REALGetClassDataChecks(REALobjectStruct *instance, REALclassDefinition *definition)
-{
-    if (instance == nullptr) {
-        TRACE("REALGetClassData with nil instance", static_cast<const void *>(nullptr));
-        return;
-    }
-    if (definition->dataSize == 0) TRACE("REALGetClassData with dataSize", 0UL);
-    // 48 is where hosts are known to place the instance data.
-    if (definition->forSystemUse != 48) TRACE("REALGetClassData with forSystemUse", definition->forSystemUse);
-}
-
-void REALGetControlDataChecks(REALobjectStruct *instance, REALcontrol *definition)
-{
-    if (instance == nullptr) {
-        TRACE("REALGetControlData with nil instance", static_cast<const void *>(nullptr));
-        return;
-    }
-    if (definition->dataSize == 0) TRACE("REALGetControlData with dataSize", 0UL);
-    if (definition->forSystemUse <= 0) TRACE("REALGetControlData with forSystemUse", definition->forSystemUse);
 }

@@ -2,9 +2,12 @@
 //
 // The writer never looks at the switch. Trace lines go through TRACE, which does, and whose arguments
 // cost nothing while the switch is off; findings about definition records are written always.
+//
+// The log knows no host. Only the lines about host values do, which are written in rbDebugHost.cpp.
 #pragma once
 
-#include "Source/SDK/GlueCode/HostRecords.h"
+struct REALstringStruct;
+struct RuntimeText;
 
 extern bool gDebugging;               // whether trace lines are wanted
 extern const char *gpartname;         // the plugin's name as plugin start got it; null before
@@ -16,11 +19,6 @@ extern const char *const gLinePrefix; // "VYN Debug: ", before every line of the
         if (gDebugging) [[unlikely]]                                                                                   \
             LogMessage(__VA_ARGS__);                                                                                   \
     } while (false)
-
-// The class-level property "Debugging" through which programs read and set the switch.
-extern REALproperty gDebuggingProperty[1];
-bool setDebugging(HostBoolean value);
-bool getDebugging();
 
 // Switches the log on when the environment variable VYNDEBUG is "1", "true" or "yes" in any case.
 void ReadDebugEnvironment();
@@ -55,10 +53,8 @@ void LogMessage(const char *label);
 #undef LOG_OVERLOADS
 void LogMessage(const wchar_t *text);
 void LogMessage(const char *label, const wchar_t *text);
-void LogMessage(const char *label, const RuntimeText *text);
-void LogMessage(REALstringStruct *string); // these two stand in rbText.cpp
-void LogMessage(const char *label, REALstringStruct *string);
 
-// Diagnostics for a host's look-up of instance data: what looks wrong about the arguments is traced.
-void REALGetClassDataChecks(REALobjectStruct *instance, REALclassDefinition *definition);
-void REALGetControlDataChecks(REALobjectStruct *instance, REALcontrol *definition);
+// Lines about host values, with the handle and the text.
+void LogMessage(const char *label, const RuntimeText *text);
+void LogMessage(REALstringStruct *string);
+void LogMessage(const char *label, REALstringStruct *string);

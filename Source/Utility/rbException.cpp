@@ -64,6 +64,11 @@ void RaiseException(const char *className, const char *message, unsigned int enc
     RaiseException(className, message, encoding, 0);
 }
 
+void RaiseException(const char *className, const char *message)
+{
+    RaiseException(className, message, kEncodingUTF8, 0);
+}
+
 void RaiseOutOfBoundsException(long value, long minimum, long end, const char *parameterName, const char *methodName)
 {
     const char *name = parameterName != nullptr ? parameterName : "?";
@@ -71,14 +76,14 @@ void RaiseOutOfBoundsException(long value, long minimum, long end, const char *p
     std::size_t size = std::strlen(name) + 200 + std::strlen(method);
     MemoryOwner<char> message = AllocateOwned<char>(static_cast<long>(size));
     if (message == nullptr) {
-        RaiseException("OutOfBoundsException", "Out of Bounds", kEncodingASCII);
+        RaiseException("OutOfBoundsException", "Out of Bounds");
         return;
     }
     long long maximum = static_cast<long long>(static_cast<unsigned long>(end) - 1);
     std::snprintf(message.get(), size, "The parameter %s %s%s is too %s. Range is %lld to %lld, but value is %lld.",
                   name, *method != 0 ? "to method " : "", method, value < minimum ? "small" : "big",
                   static_cast<long long>(minimum), maximum, static_cast<long long>(value));
-    RaiseException("OutOfBoundsException", message.get(), kEncodingASCII);
+    RaiseException("OutOfBoundsException", message.get());
 }
 
 namespace {
@@ -123,13 +128,13 @@ void RaiseRuntimeException(const std::exception &error)
     if (longMessage == nullptr) size = sizeof shortMessage;
     char *message = longMessage != nullptr ? longMessage.get() : shortMessage;
     std::snprintf(message, size, "%s%s%s", row->messageStart, hasText ? ": " : ".", hasText ? what : "");
-    RaiseException(row->className, message, kEncodingASCII);
+    RaiseException(row->className, message);
 }
 
 void RaiseUnnamedException()
 {
     TRACE("Unnamed C++ Exception.");
-    RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.", kEncodingASCII);
+    RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.");
 }
 
 namespace {

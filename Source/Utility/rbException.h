@@ -24,6 +24,7 @@ void RaiseException(const char *className, const char *part1, const char *part2,
 // The message as text. It is taken as UTF-8 whatever the encoding says, which for ASCII is the same.
 void RaiseException(const char *className, const char *message, unsigned int encoding, long errorNumber);
 void RaiseException(const char *className, const char *message, unsigned int encoding);
+void RaiseException(const char *className, const char *message);
 
 // "OutOfBoundsException" for a parameter that is not between `minimum` and `end` - 1. Null names are
 // printed as "?" and left out.

@@ -121,7 +121,7 @@ static void RaiseOutOfMemory(long size)
     char message[200] = {};
     std::snprintf(message, sizeof message, "Failed to allocate a memoryblock with %lld bytes in size.",
                   static_cast<long long>(size));
-    RaiseException("OutOfMemoryException", message, kEncodingASCII);
+    RaiseException("OutOfMemoryException", message);
 }
 
 REALmemoryBlockStruct *REALBuildMemoryblock(const unsigned char *data, long size)

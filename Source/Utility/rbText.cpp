@@ -302,15 +302,3 @@ const wchar_t *rbText::GetWCharNil()
 {
     return NilIfEmpty(GetWChar(), LengthWChar());
 }
-
-void LogMessage(REALstringStruct *string)
-{
-    rbText text(string);
-    LogMessageX("%s%p: %s", gLinePrefix, static_cast<const void *>(string), text.GetUTF8());
-}
-
-void LogMessage(const char *label, REALstringStruct *string)
-{
-    rbText text(string);
-    LogMessageX("%s%s %p: %s", gLinePrefix, label, static_cast<const void *>(string), text.GetUTF8());
-}

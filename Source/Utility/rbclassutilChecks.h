@@ -2,6 +2,7 @@
 // steps that every front end takes.
 #pragma once
 
+#include "Source/SDK/GlueCode/HostRecords.h"
 #include "rbDebug.h"
 
 #include <cstdint>

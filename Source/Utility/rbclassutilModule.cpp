@@ -7,6 +7,7 @@
 #include "MyMemory.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "rbDebugHost.h"
 #include "rbclassutilChecks.h"
 
 #include <cstdio>

@@ -1,5 +1,6 @@
 // The debug log: what is written, where, and what it leaves alone.
 #include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbDebugHost.h"
 
 #include "Tests/Unit/LogCapture.h"
 

@@ -1,6 +1,7 @@
 // Declarations of class extensions rewritten as global methods, and the modules made of them.
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbDebugHost.h"
 #include "Source/Utility/rbclassutil.h"
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/LogCapture.h"

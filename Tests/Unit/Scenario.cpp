@@ -1,6 +1,7 @@
 #include "Tests/Unit/Scenario.h"
 
 #include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbDebugHost.h"
 
 #include <arpa/inet.h>
 #include <cstdio>

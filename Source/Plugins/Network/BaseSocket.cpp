@@ -77,7 +77,7 @@ void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd)
 bool CheckPort(std::int64_t port)
 {
     if (IsPort(port)) return true;
-    RaiseException("UnsupportedOperationException", "Invalid port number.", kEncodingASCII);
+    RaiseException("UnsupportedOperationException", "Invalid port number.");
     return false;
 }
 

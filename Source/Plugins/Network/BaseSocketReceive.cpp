@@ -70,7 +70,7 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
 {
     char message[100] = {};
     std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
-    RaiseException("OutOfMemoryException", message, kEncodingASCII);
+    RaiseException("OutOfMemoryException", message);
 }
 
 MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)

@@ -58,7 +58,7 @@ class HostLookup {
     std::memcpy(&address, host->h_addr_list[0], sizeof address);
     TRACE("clientService.sin_addr.s_addr", address.s_addr);
     if (address.s_addr != INADDR_NONE) return true;
-    RaiseException("UnsupportedOperationException", "Invalid address.", kEncodingASCII);
+    RaiseException("UnsupportedOperationException", "Invalid address.");
     return false;
 }
 
@@ -121,7 +121,7 @@ std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram)
     BeginOperation(object);
     if (datagram == nullptr) {
         TRACE("datagram", "is nil");
-        RaiseException("NilObjectException", "Datagram is nil", kEncodingASCII);
+        RaiseException("NilObjectException", "Datagram is nil");
         return 0;
     }
     const DatagramRecord &record = GetDatagramRecord(datagram);

@@ -1,7 +1,7 @@
 #include "Datagram.h"
 
 #include "Source/SDK/GlueCode/HostOperations.h"
-#include "Source/Utility/RecordRows.h"
+#include "Source/SDK/GlueCode/RecordRows.h"
 
 #include <iterator>
 #include <utility>

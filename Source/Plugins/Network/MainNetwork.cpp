@@ -4,7 +4,7 @@
 #include "MainSocket.h"
 
 #include "Source/SDK/GlueCode/PluginMain.h"
-#include "Source/Utility/RecordRows.h"
+#include "Source/SDK/GlueCode/RecordRows.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 #include "Source/Utility/rbclassutil.h"

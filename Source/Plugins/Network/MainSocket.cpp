@@ -24,12 +24,12 @@ std::int64_t REALGetSocketHandle(REALobjectStruct *socket)
 static std::optional<int> DescriptorOf(REALobjectStruct *socket)
 {
     if (socket == nullptr) {
-        RaiseException("NilObjectException", "Socket is nil", kEncodingASCII);
+        RaiseException("NilObjectException", "Socket is nil");
         return {};
     }
     std::int64_t handle = REALGetSocketHandle(socket);
     if (handle == -1) {
-        RaiseException("UnsupportedFormatException", "Failed to get socket handle", kEncodingASCII);
+        RaiseException("UnsupportedFormatException", "Failed to get socket handle");
         return {};
     }
     return ToDescriptor(handle);
@@ -42,7 +42,7 @@ static std::optional<int> DescriptorOf(REALobjectStruct *socket)
     va_start(arguments, format);
     std::vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
-    RaiseException("UnsupportedOperationException", message, kEncodingASCII);
+    RaiseException("UnsupportedOperationException", message);
 }
 
 void SetSocketOption(REALobjectStruct *socket, int level, int option, int value)

@@ -4,7 +4,7 @@
 #include "Checksum.h"
 #include "SocketOptions.h"
 
-#include "Source/Utility/RecordRows.h"
+#include "Source/SDK/GlueCode/RecordRows.h"
 #include "Source/Utility/rbException.h"
 
 #include <cerrno>
@@ -137,7 +137,7 @@ static void Constructor(REALobjectStruct *object, std::int64_t family, std::int6
         ::socket(static_cast<int>(family), static_cast<int>(type) | SOCK_CLOEXEC, static_cast<int>(protocol)));
     int error = ErrorOf(fd.Get());
     if (error != 0) {
-        RaiseException("UnsupportedOperationException", CreationMessage(error), kEncodingASCII);
+        RaiseException("UnsupportedOperationException", CreationMessage(error));
         return;
     }
     socket.AddressFamily = family;

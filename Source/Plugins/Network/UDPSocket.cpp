@@ -2,8 +2,9 @@
 #include "BaseSocket.h"
 #include "SocketOptions.h"
 
-#include "Source/Utility/RecordRows.h"
+#include "Source/SDK/GlueCode/RecordRows.h"
 #include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbDebugHost.h"
 #include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
 
@@ -88,7 +89,7 @@ static void Constructor(REALobjectStruct *object)
     int error = ErrorOf(fd.Get());
     if (error != 0) {
         TRACE("Failed with error", error);
-        RaiseException("UnsupportedOperationException", "Failed to create socket!", kEncodingASCII);
+        RaiseException("UnsupportedOperationException", "Failed to create socket!");
         return;
     }
     TRACE("Created IPv4 socket: ", fd.Get());
@@ -122,7 +123,7 @@ static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, 
         TRACE("interface", interfaceText.GetASCII());
         request.imr_interface.s_addr = text_to_ipv4(interfaceText.GetASCII());
         if (request.imr_interface.s_addr == INADDR_NONE) {
-            RaiseException("UnsupportedOperationException", "Invalid address.", kEncodingASCII);
+            RaiseException("UnsupportedOperationException", "Invalid address.");
             return;
         }
     } else {

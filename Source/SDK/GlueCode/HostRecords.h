@@ -26,6 +26,7 @@ enum MemberFlags : unsigned int {
     kScopeProtected = 0x40,
     kMethodFlags = kConsoleSafe, // every method of this library
     kPropertyFlags = 0x6,        // every property of the three classes
+    kSharedPropertyFlags = 0x26, // and the one of a class itself
 };
 
 struct REALattribute {

@@ -1,7 +1,7 @@
 // Rows for the member tables of a class: the declaration first, for it is the documentation.
 #pragma once
 
-#include "Source/SDK/GlueCode/HostRecords.h"
+#include "HostRecords.h"
 
 #include <cstddef>
 

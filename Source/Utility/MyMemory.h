@@ -28,7 +28,8 @@ MemoryOwner<T> AllocateOwned(long size)
     return MemoryOwner<T>(static_cast<T *>(AllocateClearMemory(size)));
 }
 
-// Handles: blocks that know their size, kept in a 64-bit word before the data.
+// Handles: blocks that know their size, kept in a 64-bit word before the data. Nothing here needs them; they are part
+// of the memory layer that plugin code may count on.
 char **allocateHandle(long size); // zero-filled; null for a negative size or no memory
 long getHandleSize(char **h);     // 0 for null
 char *lockHandle(char **h);       // the data; null for null

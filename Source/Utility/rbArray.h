@@ -1,4 +1,5 @@
-// Typed access to the host's arrays: create, ask for the upper bound, get, set, insert and append elements.
+// Typed access to the host's arrays: create, ask for the upper bound, get, set, insert and append elements. No class of
+// this plugin takes arrays yet; this layer serves code towards the host that will.
 //
 // The operations are overloads on the array's handle; rbArrayElements.inc says which there are for which
 // element. A null array never does harm, and an index out of range raises "OutOfBoundsException".

@@ -66,7 +66,7 @@ bool Expect(long value, long expected, const char *failure)
     return value == expected;
 }
 
-// The host's own operations do as they say. They leave three elements behind for the next test.
+// Whether the host's own operations do as they say. Sets elements 0 and 9, which TestHeader looks for.
 bool TestOperations(_REALarrayInteger *array)
 {
     if (!Expect(REALGetArrayUBound(array), 1234, "ubound failed")) return false;

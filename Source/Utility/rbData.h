@@ -66,13 +66,15 @@ class rbData {
     void FixSize();
 };
 
-// Views on the heap, for chains; null when there is no memory.
+// Views on the heap, for chains; null when there is no memory. No class of this plugin needs chains: they serve plugin
+// code that hands several values to the system in one call.
 rbData *NewData(REALstringStruct *s);
 rbData *NewData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length);
 
 // A chain of views, the newest first. The chain owns its views until FreeDataChain.
 void AddDataChain(rbData *&head, rbData *item);
-rbData *RecylceData(rbData *head, REALstringStruct *s); // the first view of this value, or null
+// RecylceData finds the first view of that value, or null; it is known by this misspelt name.
+rbData *RecylceData(rbData *head, REALstringStruct *s);
 rbData *RecylceData(rbData *head, REALmemoryBlockStruct *m);
 void FreeDataChain(rbData *head);
 

@@ -25,8 +25,8 @@ void ReadDebugEnvironment();
 
 // Sends all further lines to a file named after the plugin, in the first of five places that can be
 // written; where none can, lines go on to the standard error stream and one more says so.
-void OpenDebugFile();   // starts the file anew
-void AppendDebugFile(); // goes on at its end
+void OpenDebugFile();   // overwrites the file
+void AppendDebugFile(); // appends to it
 void OpenDebugFileMode(const char *mode);
 
 // Back to the standard error stream. Result: that of fclose, 0 when no file was open.

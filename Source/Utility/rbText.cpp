@@ -1,4 +1,4 @@
-// Taking hold of a host string, and its byte views. The wide views stand in rbTextUnicode.cpp.
+// Taking hold of a host string, and its byte views. The wide views are in rbTextUnicode.cpp.
 #include "rbText.h"
 
 #include "MyMemory.h"
@@ -186,7 +186,7 @@ void rbText::AdoptTextWithoutEncoding()
     TestASCII();
     if (asciiState == kASCII) return;
     auto [bytes, length] = REALGetStringBytes(source);
-    // Building the string needs that much at least: better to find out before the host does.
+    // Probe the allocation first, so that the host never runs out.
     MemoryOwner<char> trial = AllocateOwned<char>(length + 4);
     if (trial == nullptr) {
         TRACE("Out of Memory.");

@@ -106,7 +106,8 @@ class rbText {
     template <typename Unit>
     void FixByteOrder(View<Unit> &view, Unit swappedMark);
 
-    static constexpr std::uint64_t kGuard = 0x56594E54;
+    // Guard words at both ends: a stray write into the object shows in the debug log when it ends.
+    static constexpr std::uint64_t kGuard = 0x56594E54; // "VYNT"
 
     std::uint64_t guard1 = kGuard;
     REALstringStruct *source = nullptr;
@@ -126,7 +127,8 @@ class rbText {
     std::uint64_t guard2 = kGuard;
 };
 
-// A chain, the newest first. It owns its objects until FreeTextChain.
+// A chain, the newest first, for plugin code that keeps several texts at a time. It owns its objects until
+// FreeTextChain.
 void AddTextChain(rbText *&head, rbText *text);
 void FreeTextChain(rbText *head);
 

@@ -29,7 +29,7 @@ unsigned int UnitAt(const Unit *text, long index)
     return unit;
 }
 
-// Writes a code point above U+FFFF as a pair. Result: the place behind it.
+// Writes a code point above U+FFFF as a pair. Result: the place after it.
 unsigned short *PutPair(unsigned int code, unsigned short *out)
 {
     code -= 0x10000;
@@ -78,8 +78,8 @@ unsigned int *PutCodePoint(unsigned int code, unsigned int *out)
     return out;
 }
 
-// Copies the 7-bit bytes in front and moves both places behind them. The first step is made here, and the widest form
-// is called when there is a second one: in mixed text most runs are shorter, and a call would cost more than it saves.
+// Copies leading ASCII bytes; advances both past them. The first step is made here, and WidenASCII is called when there
+// is a second one: in mixed text most runs are shorter, and a call would cost more than it saves.
 template <typename Unit>
 void CopyASCII(const unsigned char *text, long count, long &offset, Unit *&out)
 {

@@ -1,4 +1,5 @@
-// 7-bit bytes widened to units of 16 and 32 bits, in every form that some machine has; WidenASCII is the one to call.
+// 7-bit bytes widened to units of 16 and 32 bits: one implementation per instruction set, and WidenASCII, which
+// chooses.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +26,8 @@ void WidenStep(const unsigned char *text, Unit *out)
         out[i] = bytes[i];
 }
 
-// Takes 7-bit bytes in front of the text by whole steps, and leaves what follows the last step that is all 7-bit.
-// The output has room for `count` units. Result: the number of bytes taken, which is that of units written.
+// Widens the leading 7-bit bytes of the text in whole steps, up to the first step with another byte. The output holds
+// `count` units. Result: how many bytes were widened.
 template <typename Unit>
 long WidenASCII(const unsigned char *text, long count, Unit *out);
 

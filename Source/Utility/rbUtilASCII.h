@@ -1,4 +1,4 @@
-// The 7-bit test in every form that some machine has; rbUtil.h has the one to call.
+// The 7-bit test: one implementation per instruction set. IsASCII in rbUtil.h chooses.
 #pragma once
 
 #include <cstddef>

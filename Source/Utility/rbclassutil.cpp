@@ -21,6 +21,7 @@ void MyPluginStart(const char *partName)
         LogMessageX("Loading %s in Xojo %.2f and plugin SDK version %d...", partName, gHostVersion, gSDKVersion);
     }
     for (const char *character = partName; *character != 0; character++) {
+        // Here and in the messages below, misspelt texts are known outside and stay.
         if (*character == ' ') LogMessage("Warning: plugin name containts space character", partName);
     }
 }
@@ -40,7 +41,7 @@ static void CheckClassRecord(const REALclassDefinition &d)
     CheckThat(d.forSystemUse == 0, "Error: The class %s has the wrong forSystemUse value: %d", d.name,
               static_cast<std::uint64_t>(d.forSystemUse));
     // clang-format off
-    CheckPairs(d.name, {
+    CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum,          "Error: The class %s has the wrong propertyCount value: %d"},
         {d.methods,          d.methodCount,         kMaximum,          "Error: The class %s has the wrong methodCount value: %d"},
         {d.events,           d.eventCount,          kMaximum,          "Error: The class %s has the wrong eventCount value: %d"},

@@ -23,7 +23,7 @@ void MyREALRegisterClass(REALclassDefinition *definition);
 void MyREALRegisterInterface(REALinterfaceDefinition *definition);
 void MyREALRegisterControl(REALcontrol *definition);
 
-// These two refuse a record without its closing function or with a version out of range.
+// These two reject a record without its closing function or with a version out of range.
 void MyREALRegisterDBCursor(REALdbCursorDefinition *definition);
 void MyREALRegisterDBEngine(REALdbEngineDefinition *definition);
 

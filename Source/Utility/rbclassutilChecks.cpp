@@ -25,7 +25,7 @@ static std::span<Member> MembersToCheck(const char *owner, Member *members, unsi
 template <typename Member>
 static void CheckMemberAttributes(const char *owner, const char *name, const Member &member, const char *message)
 {
-    if (!IsPair(member.attributes, member.attributeCount, kMaximum)) {
+    if (!CountAgrees(member.attributes, member.attributeCount, kMaximum)) {
         LogMessageX(message, owner, name, static_cast<int>(member.attributeCount));
     }
     CheckAttributes(owner, name, member.attributes, member.attributeCount);
@@ -131,7 +131,7 @@ static void CheckProperty(const char *owner, const REALproperty &property, int i
     CheckText(property.type, "Error: The property %s.%d has nil type.", owner, index);
     if (property.type != nullptr) CheckStandardAccessors(owner, property);
     if (property.editor != nullptr) LogMessageX("Error: The property %s.%s has editor.", owner, name);
-    if (!IsPair(property.enumEntries, property.enumCount, kMaximum)) {
+    if (!CountAgrees(property.enumEntries, property.enumCount, kMaximum)) {
         LogMessageX("Error: The property %s.%s has wrong enumCount: %d", owner, name,
                     static_cast<int>(property.enumCount));
     }

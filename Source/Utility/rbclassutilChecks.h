@@ -14,25 +14,25 @@ inline constexpr std::uint64_t kMaximumConstants = 4000;
 inline constexpr std::uint64_t kNone = 0;              // the record may not have any
 inline constexpr std::uint64_t kMaximumWalked = 10000; // a longer list is taken for a wild count
 
-// Whether an array and its count belong together: neither is there, or both, with at most `limit` entries.
-constexpr bool IsPair(const void *array, std::uint64_t count, std::uint64_t limit)
+// Whether a count agrees with its array: both are missing, or both are there, with at most `limit` entries.
+constexpr bool CountAgrees(const void *array, std::uint64_t count, std::uint64_t limit)
 {
     return array == nullptr ? count == 0 : count != 0 && count <= limit;
 }
 
-// A pair of a record, and the message that takes the record's name and the count.
-struct PairRow {
+// An array of a record with its count, and the message that takes the record's name and the count.
+struct CountRow {
     const void *array;
     std::uint64_t count;
     std::uint64_t limit;
     const char *message;
 };
 
-// Reports every pair that is none.
-inline void CheckPairs(const char *name, std::initializer_list<PairRow> rows)
+// Reports every count that does not agree with its array.
+inline void CheckCounts(const char *name, std::initializer_list<CountRow> rows)
 {
-    for (const PairRow &row : rows) {
-        if (!IsPair(row.array, row.count, row.limit)) LogMessageX(row.message, name, static_cast<int>(row.count));
+    for (const CountRow &row : rows) {
+        if (!CountAgrees(row.array, row.count, row.limit)) LogMessageX(row.message, name, static_cast<int>(row.count));
     }
 }
 

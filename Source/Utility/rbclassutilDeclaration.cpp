@@ -12,7 +12,7 @@ namespace {
 
 using Declaration = char[1000];
 
-// What stands before that place in the text, for %.*s.
+// The length of the text before that place, for %.*s.
 int LengthUpTo(const char *text, const char *place)
 {
     return static_cast<int>(place - text);
@@ -50,6 +50,7 @@ char *AddClassParameterAssign(const char *declaration, const char *className)
     } else if (const char *blank = std::strchr(text, ' ')) {
         std::snprintf(result, sizeof result, "%.*s(assigns value%s)", LengthUpTo(text, blank), text, blank);
     } else {
+        // "No parenthesis in the declaration": the text is known outside and stays.
         LogMessage("Error: Keine Klammer in der Deklaration", text);
         return nullptr;
     }

@@ -15,7 +15,7 @@ static void CheckExtensionRecord(const REALclassDefinition &d)
     // clang-format off
     CheckThat(d.dataSize == 0,     "Error: The class extension %s has the dataSize value: %d",           d.name, d.dataSize);
     CheckThat(d.forSystemUse == 0, "Error: The class extension %s has the wrong forSystemUse value: %d", d.name, static_cast<std::uint64_t>(d.forSystemUse));
-    CheckPairs(d.name, {
+    CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum, "Error: The class extension %s has the wrong propertyCount value: %d"},
         {d.methods,          d.methodCount,         kMaximum, "Error: The class extension %s has the wrong methodCount value: %d"},
         {d.events,           d.eventCount,          kNone,    "Error: The class extension %s has events: %d"},

@@ -60,8 +60,8 @@ bool IsConsoleSafeOnly(std::uint32_t flags)
     return (flags & kTargetMaskChecked) == kConsoleSafe;
 }
 
-// Whether a class or module is more than console-safe, so that its members should say for what.
-bool IsConsoleUnsafe(std::uint32_t flags)
+// Whether a class or module has targets besides the console, so that its members should name theirs.
+bool HasOtherTargets(std::uint32_t flags)
 {
     return (flags & ~std::uint32_t(kConsoleSafe)) != 0;
 }
@@ -101,7 +101,7 @@ void ReportOffsets(const REALclassDefinition &d)
 
 void CheckTargetFlags(REALclassDefinition *definition)
 {
-    if (IsConsoleUnsafe(definition->flags)) ReportMisfits(consoleLabels, *definition, IsConsoleSafeOnly);
+    if (HasOtherTargets(definition->flags)) ReportMisfits(consoleLabels, *definition, IsConsoleSafeOnly);
     ReportOffsets(*definition);
 }
 
@@ -121,7 +121,7 @@ void CheckTargetFlags(REALmobileControl *definition)
 
 void CheckTargetFlags(REALmoduleDefinition *module)
 {
-    if (!IsConsoleUnsafe(module->flags)) return;
+    if (!HasOtherTargets(module->flags)) return;
     ReportMisfits("Console-safe method in console-unsafe module: ", module->name,
                   Members(module->methods, module->methodCount), IsConsoleSafeOnly);
     ReportMisfits("Console-safe property in console-unsafe module: ", module->name,
@@ -141,7 +141,7 @@ static std::uint32_t FlagsForHost(std::uint32_t flags)
     return flags;
 }
 
-// A count below 1 is no list.
+// A count below 1 means no list.
 template <typename Member>
 static void FixFlagsOf(Member *members, long count)
 {

@@ -24,7 +24,7 @@ static void CheckModuleRecord(const REALmoduleDefinition &m)
     }
     if (m.name == nullptr) LogMessageX("Error: A module without name.");
     // clang-format off
-    CheckPairs(m.name, {
+    CheckCounts(m.name, {
         {m.properties, m.propertyCount,  kMaximum, "Error: The module %s has the wrong propertyCount value: %d"},
         {m.methods,    m.methodCount,    kMaximum, "Error: The module %s has the wrong methodCount value: %d"},
         {m.structures, m.structureCount, kMaximum, "Error: The module %s has the wrong structureCount value: %d"},
@@ -59,8 +59,8 @@ void MyREALRegisterMethod(REALmethodDefinition *method)
     const char *declaration = method->declaration;
     if (declaration == nullptr) LogMessageX("Error: A method without declaration.");
     if (method->function == nullptr) LogMessageX("Error: The method %s has no function.", declaration);
-    CheckPairs(declaration, {{method->attributes, method->attributeCount, kMaximum,
-                              "Error: The method %s has the wrong attributeCount value: %d"}});
+    CheckCounts(declaration, {{method->attributes, method->attributeCount, kMaximum,
+                               "Error: The method %s has the wrong attributeCount value: %d"}});
     CheckAttributes("", declaration, method->attributes, method->attributeCount);
     REALRegisterMethod(method);
 }

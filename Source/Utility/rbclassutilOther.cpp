@@ -16,7 +16,7 @@ void MyREALRegisterInterface(REALinterfaceDefinition *definition)
     CheckVersion("Error: The interface %s has the wrong kCurrentREALControlVersion: %d vs. %d", d.name, d.version);
     if (d.name == nullptr) LogMessageX("Error: A interface without name.");
     // clang-format off
-    CheckPairs(d.name, {
+    CheckCounts(d.name, {
         {d.methods,    d.methodCount,    kMaximum, "Error: The interface %s has the wrong methodCount value: %d"},
         {d.attributes, d.attributeCount, kMaximum, "Error: The interface %s has the wrong attributeCount value: %d"},
     });
@@ -36,7 +36,7 @@ static void CheckControlRecord(const REALcontrol &d)
     CheckThat(d.defaultWidth != 0,  "Error: The control %s has the wrong defaultWidth value: %d",  d.name, d.defaultWidth);
     CheckThat(d.defaultHeight != 0, "Error: The control %s has the wrong defaultHeight value: %d", d.name, d.defaultHeight);
     CheckThat(d.forSystemUse == 0,  "Error: The control %s has the wrong forSystemUse value: %d",  d.name, static_cast<std::uint64_t>(d.forSystemUse));
-    CheckPairs(d.name, {
+    CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum,          "Error: The control %s has the wrong propertyCount value: %d"},
         {d.methods,          d.methodCount,         kMaximum,          "Error: The control %s has the wrong methodCount value: %d"},
         {d.events,           d.eventCount,          kMaximum,          "Error: The control %s has the wrong eventCount value: %d"},

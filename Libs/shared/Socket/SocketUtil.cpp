@@ -77,7 +77,7 @@ void SetKeepAlive(int fd)
 
 int GetSocketAddressPort(const sockaddr_union &record)
 {
-    // The port stands at the same place in both forms.
+    // The port is at the same place in both forms.
     return GetSocketAddressSize(record) != 0 ? ntohs(record.v4.sin_port) : 0;
 }
 
@@ -265,8 +265,8 @@ std::string sockaddr_to_text(const sockaddr *address)
     return std::string(text, length);
 }
 
-// Reads a decimal number of up to three digits without a zero in front (which inet_addr takes for octal) and
-// moves on behind it. Result: the number, or one above 255 for what is none.
+// Reads a decimal number of up to three digits, without the leading zero that makes a number octal for inet_addr, and
+// advances past it. Result: the number; above 255 when there is none.
 static unsigned int ReadDecimal(const char *&text)
 {
     unsigned int number = static_cast<unsigned int>(*text++) - '0';
@@ -281,8 +281,7 @@ static unsigned int ReadDecimal(const char *&text)
     return number;
 }
 
-// Reads four such numbers up to 255 with points between them and nothing behind. Result: whether the text is
-// just that.
+// Reads four such numbers up to 255 with points between them. Result: whether the text is just that.
 static bool ReadDottedQuad(const char *text, in_addr_t &address)
 {
     in_addr_t value = 0;

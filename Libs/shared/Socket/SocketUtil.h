@@ -1,8 +1,8 @@
 // Socket addresses, descriptor flags, and connecting to a name: what the socket classes share of the
 // system's socket interface.
 //
-// Nothing here knows the host, keeps state or raises. Ports are in host byte order, and their low 16 bits
-// count: whoever cares about the range checks it before. Traces go to the debug log.
+// Nothing here knows the host (but for one function), keeps state or raises. Ports are in host byte order, and their
+// low 16 bits count: whoever cares about the range checks it before. Traces go to the debug log.
 #pragma once
 
 #include <climits>
@@ -104,14 +104,14 @@ int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port);
 std::string sockaddr_to_text(const sockaddr *address);
 std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN]);
 
-// The address of an IPv4 text in network byte order, as inet_addr reads it: INADDR_NONE for what is none.
+// The address of an IPv4 text in network byte order, as inet_addr reads it: INADDR_NONE for anything else.
 // The usual form of four decimal numbers is read here, at a fraction of inet_addr's cost.
 in_addr_t text_to_ipv4(const char *text);
 
 // The system's text for a result of getaddrinfo; empty when it has none.
 std::string gai_errorstring(int code);
 
-// UTF-8 of a zero-terminated wide text. Needs the host, alone here, and stands in SocketUtilText.cpp.
+// UTF-8 of a zero-terminated wide text. The one function here that needs the host; it is in SocketUtilText.cpp.
 std::string ConvertWCharToUTF8(const wchar_t *text);
 
 // --- connecting ----------------------------------------------------------------------------------------

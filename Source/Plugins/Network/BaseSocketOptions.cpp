@@ -19,7 +19,7 @@ struct Labels {
     const char *failure = nullptr;
 };
 
-struct Option {
+struct SocketOption {
     int level;
     int number;
     int initialValue;  // what the value is before it is read
@@ -33,7 +33,7 @@ struct OptionAnswer {
     bool succeeded = false;
 };
 
-OptionAnswer ReadOption(REALobjectStruct *object, const Option &option)
+OptionAnswer ReadOption(REALobjectStruct *object, const SocketOption &option)
 {
     const Labels &labels = option.getter;
     if (labels.entry != nullptr) TRACE(labels.entry);
@@ -56,7 +56,7 @@ OptionAnswer ReadOption(REALobjectStruct *object, const Option &option)
     return answer;
 }
 
-void WriteOption(REALobjectStruct *object, const Option &option, long value)
+void WriteOption(REALobjectStruct *object, const SocketOption &option, long value)
 {
     const Labels &labels = option.setter;
     if (labels.entry != nullptr) TRACE(labels.entry, value);
@@ -71,24 +71,24 @@ void WriteOption(REALobjectStruct *object, const Option &option, long value)
     FinishOperation(*socket, error, labels.failure);
 }
 
-long GetInteger(REALobjectStruct *object, const Option &option)
+long GetInteger(REALobjectStruct *object, const SocketOption &option)
 {
     return ReadOption(object, option).value;
 }
 
 // The result of a failed reading is passed on as it is.
-BooleanWord GetBoolean(REALobjectStruct *object, const Option &option)
+BooleanWord GetBoolean(REALobjectStruct *object, const SocketOption &option)
 {
     OptionAnswer answer = ReadOption(object, option);
     return answer.succeeded ? (answer.value & 0xFF) != 0 : answer.value;
 }
 
-void SetInteger(REALobjectStruct *object, const Option &option, long value)
+void SetInteger(REALobjectStruct *object, const SocketOption &option, long value)
 {
     WriteOption(object, option, value);
 }
 
-void SetBoolean(REALobjectStruct *object, const Option &option, HostBoolean value)
+void SetBoolean(REALobjectStruct *object, const SocketOption &option, HostBoolean value)
 {
     WriteOption(object, option, value != 0);
 }
@@ -100,8 +100,8 @@ void SetBoolean(REALobjectStruct *object, const Option &option, HostBoolean valu
         __VA_ARGS__                                                                                                    \
     }
 #define OPTION_GETTER(type, get, ...)                                                                                  \
-    static constexpr Option get##Option = {__VA_ARGS__};                                                               \
-    property::type##Result get(REALobjectStruct *object, long)                                                         \
+    static constexpr SocketOption get##Option = {__VA_ARGS__};                                                         \
+    type##Word get(REALobjectStruct *object, long)                                                                     \
     {                                                                                                                  \
         return Get##type(object, get##Option);                                                                         \
     }
@@ -109,7 +109,7 @@ void SetBoolean(REALobjectStruct *object, const Option &option, HostBoolean valu
     OPTION_GETTER(type, get, level, option, initialValue, failureResult, getterLabels, {})
 #define SOCKET_OPTION(type, get, set, level, option, initialValue, failureResult, getterLabels, setterLabels)          \
     OPTION_GETTER(type, get, level, option, initialValue, failureResult, getterLabels, setterLabels)                   \
-    void set(REALobjectStruct *object, long, property::type##Value value)                                              \
+    void set(REALobjectStruct *object, long, Host##type value)                                                         \
     {                                                                                                                  \
         Set##type(object, get##Option, value);                                                                         \
     }

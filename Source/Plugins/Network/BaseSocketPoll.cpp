@@ -59,7 +59,7 @@ class DescriptorSets {
     static constexpr std::size_t kKeptWords = 256; // up to number 16,383
     static unsigned long keptSets[3 * kKeptWords];
 
-    // So large a number is rarely a descriptor: no memory for one that is none.
+    // So large a number is rarely a descriptor, and memory is only taken for one.
     void AllocateSets()
     {
         stride = word + 1;
@@ -78,7 +78,7 @@ class DescriptorSets {
     }
 
     int fd;
-    std::size_t word; // where the descriptor stands in each set
+    std::size_t word; // where the descriptor's bit is in each set
     unsigned long bit;
     std::size_t stride; // from one set to the next, in words
     MemoryOwner<unsigned long> ownSets;
@@ -122,8 +122,8 @@ REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
     return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
 }
 
-// Fires what the sets say. Stops after a handler that changed Handle, for the sets describe the old descriptor, or
-// after any handler if the object could not be retained.
+// Fires what the sets say. Stops after a handler that changed Handle, or after any handler if the object could not be
+// retained.
 void FireDueEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional,
                    bool isHeld)
 {
@@ -139,9 +139,9 @@ void FireDueEvents(REALobjectStruct *object, SocketRecord &socket, bool readable
     if (exceptional) FireEvent(object, events, kError);
 }
 
-// The same while the poll keeps the object. Giving it back may run the program's destructor, which may raise: no guard
-// does it, for what leaves a guard's destructor ends the process. Out of line so that a quiet poll needs no stack
-// frame.
+// The same with a reference on the object. Releasing that may run the program's destructor, which may raise, so no
+// guard does it: an exception that leaves a guard's destructor ends the process. Out of line so that a quiet poll needs
+// no stack frame.
 [[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
                                   bool exceptional)
 {

@@ -1,11 +1,11 @@
-// Each form works in blocks that are short enough for its lanes: with all words at their worst (65,535, or
-// for the biased forms 0) a lane holds just so many before it runs over.
+// Each implementation works in blocks that are short enough for its lanes: with all words at their worst (65,535, or 0
+// for the biased ones) a longer block would overflow a lane.
 #include "ChecksumSums.h"
 
 #include <algorithm>
 #include <cstring>
 
-// The words that fill no vector any more, one by one.
+// The last words, too few for a vector, one by one.
 static std::uint64_t SumRest(const unsigned char *bytes, std::size_t count)
 {
     std::uint64_t sum = 0;
@@ -47,10 +47,9 @@ std::uint64_t SumWordsPortable(const unsigned char *bytes, std::size_t count)
 
 #include <immintrin.h>
 
-// The multiply-add of these machines is signed: each word is taken less 32,768, and what that makes too
-// little is added at the end. A lane takes two words a vector, at worst -65,536 together. Four vectors are summed
-// beside each other, written out because the compiler keeps a loop over them in memory; joined, they and three
-// single ones still fit.
+// PMADDWD is signed, so 32,768 is subtracted from each word and added back at the end. A lane takes two words from each
+// vector, at worst -65,536 together. Four vectors are summed side by side, written out because the compiler keeps a
+// loop over them in memory; joined, they and three single ones still fit.
 static constexpr std::size_t kMostBiasedSteps = 8190;
 static constexpr std::uint64_t kBias = 32768;
 

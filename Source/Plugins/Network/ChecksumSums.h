@@ -1,4 +1,4 @@
-// The sum of 16-bit words, in every form that some machine has. All give the same exact sum.
+// The sum of 16-bit words: one implementation per instruction set. All give the same exact sum.
 //
 // The words are read in the machine's byte order at any alignment; an odd last byte is the first of a
 // word whose second is 0.

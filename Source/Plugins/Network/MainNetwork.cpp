@@ -34,20 +34,22 @@ static REALmethodDefinition methods[] = {
     METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                            DNSNameToAddress6),
     METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                         DNSAddressToName6),
     METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                           GetOptionKeepAliveVYN),
-    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer",                  GetOptionMaximumSegmentSizeVYN),
-    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",   SetOptionMaximumSegmentSizeVYN),
-    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer",                   GetOptionReceiveBufferSizeVYN),
-    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",    SetOptionReceiveBufferSizeVYN),
-    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer",                      GetOptionSendBufferSizeVYN),
-    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)",       SetOptionSendBufferSizeVYN),
+    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer", GetOptionMaximumSegmentSizeVYN),
+    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",
+           SetOptionMaximumSegmentSizeVYN),
+    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer", GetOptionReceiveBufferSizeVYN),
+    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",
+           SetOptionReceiveBufferSizeVYN),
+    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer", GetOptionSendBufferSizeVYN),
+    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)", SetOptionSendBufferSizeVYN),
     METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                GetOptionTypeVYN),
     METHOD("ClearOptionsVYN(extends s as SocketCore)",                                         ClearOptionsVYN),
     METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                 GetOptionTOSVYN),
     METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                 GetOptionTTLVYN),
-    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer",                        GetOptionMutliCastTTLVYN),
+    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer", GetOptionMutliCastTTLVYN),
     METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTOSVYN),
     METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTTLVYN),
-    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)",         SetOptionMutliCastTTLVYN),
+    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)", SetOptionMutliCastTTLVYN),
     METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",            SetOptionKeepAliveVYN),
 };
 // clang-format on
@@ -95,7 +97,7 @@ REALstringStruct *NameToAddress(REALstringStruct *name)
     return CString2RB(buffer, kEncodingASCII);
 }
 
-// The name of a numeric address. One without a name has none: the number is not given back.
+// The name of a numeric address. An address without a name yields nil, never the number itself.
 template <typename Family>
 REALstringStruct *AddressToName(REALstringStruct *numeric)
 {

@@ -80,19 +80,19 @@ static int OptionValue(HostBoolean value)
 {
     return value != 0;
 }
-static int OptionValue(std::int64_t value)
+static int OptionValue(HostInteger value)
 {
     return static_cast<int>(value);
 }
 
-#define READ_ONLY_HOST_SOCKET_OPTION(get, level, option)                                                               \
+#define READ_ONLY_OPTION(get, level, option)                                                                           \
     std::int64_t get(REALobjectStruct *socket)                                                                         \
     {                                                                                                                  \
         return GetSocketOption(socket, level, option);                                                                 \
     }
-#define HOST_SOCKET_OPTION(get, set, type, level, option)                                                              \
-    READ_ONLY_HOST_SOCKET_OPTION(get, level, option)                                                                   \
-    void set(REALobjectStruct *socket, type value)                                                                     \
+#define OPTION(get, set, type, level, option)                                                                          \
+    READ_ONLY_OPTION(get, level, option)                                                                               \
+    void set(REALobjectStruct *socket, Host##type value)                                                               \
     {                                                                                                                  \
         SetSocketOption(socket, level, option, OptionValue(value));                                                    \
     }

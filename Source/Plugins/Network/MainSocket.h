@@ -1,4 +1,5 @@
-// Options of the host's own sockets, as extensions of its class SocketCore.
+// Options of the host's own sockets, as extensions of its class SocketCore. "Mutli" in two of the names is a
+// misspelling that programs know them by.
 //
 // Every function asks the host for the socket's descriptor and makes one system call; every failure is a
 // host exception, after which a getter answers 0. Nothing is kept.
@@ -16,10 +17,10 @@ std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option);
 
 // std::int64_t Get(socket) and void Set(socket, value) for each row. Getters of Booleans answer with the system's
 // value, whose low byte counts; setters of integers pass the low 32 bits on.
-#define READ_ONLY_HOST_SOCKET_OPTION(get, level, option) std::int64_t get(REALobjectStruct *socket);
-#define HOST_SOCKET_OPTION(get, set, type, level, option)                                                              \
+#define READ_ONLY_OPTION(get, level, option) std::int64_t get(REALobjectStruct *socket);
+#define OPTION(get, set, type, level, option)                                                                          \
     std::int64_t get(REALobjectStruct *socket);                                                                        \
-    void set(REALobjectStruct *socket, type value);
+    void set(REALobjectStruct *socket, Host##type value);
 #include "MainSocket.inc"
 
 // Removes all IP options (ip(7), IP_OPTIONS).

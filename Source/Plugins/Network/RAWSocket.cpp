@@ -35,14 +35,18 @@ static constinit REALproperty properties[] = {
 
 static REALmethodDefinition methods[] = {
     METHOD("Listen(BackLog as Integer = 2)", Listen),
-    METHOD("Accept(byref RemoteAddress as String, byref RemotePort as Integer, NewSocket as RAWSocketVYN) as RAWSocketVYN", Accept),
+    METHOD("Accept(byref RemoteAddress as String, byref RemotePort as Integer, "
+           "NewSocket as RAWSocketVYN) as RAWSocketVYN",
+           Accept),
     METHOD("Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean", Connect1),
     METHOD("Bind(DestAddr as Ptr, DestAddrByteSize as Integer) as Boolean", BindDirect),
     METHOD("Connect(DestAddr as Ptr, DestAddrByteSize as Integer) as Boolean", Connect2),
     METHOD("Read(ByteSize as Integer, peek as boolean = false) as MemoryBlock", Read),
     METHOD("ReadAll(peek as boolean = false) as MemoryBlock", ReadAll),
     METHOD("Send(Data as Ptr, DataByteSize as Integer, Flags as Integer = 0) as Integer", xojo_send),
-    METHOD("SendTo(Data as Ptr, DataByteSize as Integer, Flags as Integer, DestAddr as Ptr, DestAddrByteSize as Integer) as Integer", xojo_sendto),
+    METHOD("SendTo(Data as Ptr, DataByteSize as Integer, Flags as Integer, "
+           "DestAddr as Ptr, DestAddrByteSize as Integer) as Integer",
+           xojo_sendto),
     METHOD("Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)", Constructor),
     METHOD("Poll", Poll),
     METHOD("Destructor", Destructor),

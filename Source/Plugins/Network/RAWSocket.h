@@ -1,5 +1,8 @@
-// RAWSocketVYN: a socket of any family, type and protocol. Its members in the terms of their
-// declarations; those that it shares with UDPSocketVYN stand in BaseSocket.h and SocketOptions.h.
+// RAWSocketVYN: a socket of any family, type and protocol. Its members have the parameters of their declarations;
+// those that it shares with UDPSocketVYN are in BaseSocket.h and SocketOptions.h.
+//
+// Which members write to the debug log is known outside and stays: those that are shared do, those of this class alone
+// do not.
 #pragma once
 
 #include "BaseSocket.h"
@@ -42,5 +45,5 @@ UInt16Word xojo_htons(std::uint16_t value);
 UInt16Word xojo_ntohs(std::uint16_t value);
 std::uint32_t xojo_htonl(std::uint32_t value);
 std::uint32_t xojo_ntohl(std::uint32_t value);
-std::uint32_t xojo_inet_addr(REALstringStruct *text); // 0xFFFFFFFF for what is no address
+std::uint32_t xojo_inet_addr(REALstringStruct *text); // 0xFFFFFFFF for anything but an address
 REALstringStruct *xojo_inet_ntoa(std::uint32_t address);

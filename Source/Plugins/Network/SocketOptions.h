@@ -7,25 +7,12 @@
 
 #include "BaseSocket.h"
 
-namespace property {
-
-// How accessors pass the value of a property of each type.
-using IntegerResult = long;
-using IntegerValue = long;
-using BooleanResult = BooleanWord;
-using BooleanValue = HostBoolean;
-
-} // namespace property
-
-// For each row
-//   long Get(REALobjectStruct *object, long parameter);
-//   void Set(REALobjectStruct *object, long parameter, long value);
-// with the types of a Boolean where it is one. The property's parameter word is not needed.
+// The accessors of each row. None needs the property's parameter word.
 #define READ_ONLY_SOCKET_OPTION(type, get, level, option, initialValue, failureResult, getterLabels)                   \
-    property::type##Result get(REALobjectStruct *object, long parameter);
+    type##Word get(REALobjectStruct *object, long parameter);
 #define SOCKET_OPTION(type, get, set, level, option, initialValue, failureResult, getterLabels, setterLabels)          \
-    property::type##Result get(REALobjectStruct *object, long parameter);                                              \
-    void set(REALobjectStruct *object, long parameter, property::type##Value value);
+    type##Word get(REALobjectStruct *object, long parameter);                                                          \
+    void set(REALobjectStruct *object, long parameter, Host##type value);
 #include "SocketOptions.inc"
 
 // The multicast interface is an IPv4 address, which programs see as text.

@@ -1,8 +1,8 @@
 // The host operations: one plain function for each thing that the library asks of the host.
 //
-// Each finds its entry by name on first use and keeps it; a host without the entry gets nothing and
-// the caller the missing value: null, 0, false. No operation logs or raises. The rows stand in
-// HostOperations.inc; below them are the operations with logic of their own.
+// Each finds its entry by name on first use and keeps it. On a host without the entry nothing is called, and the
+// caller gets the missing value: null, 0, false. No operation logs or raises. The rows are in HostOperations.inc; the
+// operations with logic of their own follow here.
 #pragma once
 
 #include "HostRecords.h"
@@ -48,7 +48,7 @@ REALobjectStruct *REALnewInstanceWithClass(REALclassRefStruct *classRef);
 void *REALLoadFrameworkMethod(const char *prototype);
 
 // The function that fires the event on this object, or null when the program does not handle it.
-// With SDK version 9 the record given stands one step before the one that holds the host's token.
+// With SDK version 9 the record's token is not the host's but the address of the record that has it.
 void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
 
 // Lets the host run function(data) and answers the exception that stopped it, with one reference for

@@ -34,7 +34,7 @@ struct REALattribute {
     const char *value; // "" is a valid value
 };
 
-// The word that stands in an accessor slot for the standard accessor.
+// What an accessor slot holds for the standard accessor.
 enum AccessorWord : std::intptr_t { kStandardAccessor = -1 };
 
 // An accessor slot: the address of a function of one of these shapes, null, or all bits set. The last

@@ -1,4 +1,4 @@
-// The values that cross the door between host and library.
+// The values that cross the boundary between host and library.
 //
 // Every handle is opaque: the host owns and counts it, the library only passes it back. A null
 // handle is a valid value everywhere and means nil (for a string: the empty string).
@@ -59,6 +59,10 @@ inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
 
 // A Boolean argument: one byte of the register counts, any non-zero value is true.
 using HostBoolean = signed char;
+
+// An Integer, as an argument and as a result.
+using HostInteger = std::int64_t;
+using IntegerWord = std::int64_t;
 
 // Boolean and UInt16 results. They fill the register, for a caller that looks at more than their own bytes.
 using BooleanWord = long;

@@ -1,4 +1,4 @@
-// Start-up: the door through which the host comes in, and what it said of itself there.
+// Start-up: the function that the host calls first, and what the host said of itself there.
 //
 // Everything here is set by REALPluginMain, before any other call from the host, and only read later.
 #pragma once

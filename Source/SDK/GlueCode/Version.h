@@ -1,4 +1,4 @@
-// The version of this build: the one place where it stands. The build and the packages read it from here.
+// The version of this build. The build and the packages read it from here.
 #pragma once
 
 #define PLUGIN_VERSION "23.5"

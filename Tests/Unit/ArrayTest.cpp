@@ -1,19 +1,12 @@
 // Host arrays, by way of the host and straight in their memory.
-#include "Host/Runtime/Host.h"
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbArray.h"
 #include "Source/Utility/rbDebug.h"
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
 #include <limits>
-#include <map>
 
 namespace {
-
-using Lines = std::vector<std::string>;
-using String = host::Owned<REALstringStruct>;
 
 // Every way of access: both layouts of arrays, and a host whose arrays have another one.
 struct HostKind {
@@ -165,6 +158,12 @@ TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
     String first(host::NewString("first")), second(host::NewString("second"));
     REALSetArrayValue(strings, 0, first.Get());
     REALSetArrayValue(strings, 0, first.Get()); // the same once more
+    String only(host::NewString("only"));
+    REALSetArrayValue(strings, 1, only.Get());
+    REALstringStruct *held = only.Get();
+    only = String();
+    REALSetArrayValue(strings, 1, held); // the array's is the only reference
+    REALSetArrayValue(strings, 1, static_cast<REALstringStruct *>(nullptr));
     REALSetArrayValue(strings, 0, second.Get());
     REALAppendArrayValue(strings, first.Get());
     REALstringStruct *element = nullptr;
@@ -243,21 +242,23 @@ void Put(std::size_t offset, auto value)
     std::memcpy(fake.header + offset, &value, sizeof value);
 }
 
-void *ResolveFake(const char *entry)
+void StartFake(double version)
 {
-    static const std::map<std::string, void *> entries = {
-        {"RuntimeArrayCreateSingleDimBoundedArray",
-         reinterpret_cast<void *>(+[](unsigned int, long) -> void * { return fake.bound == 0 ? nullptr : &fake; })},
-        {"RuntimeUBound", reinterpret_cast<void *>(+[](void *) { return fake.bound; })},
-        {"PluginIntegerArrayGetProc", reinterpret_cast<void *>(+[](void *, long, long *) {
-             return +[](void *, long index) { return fake.elements[index]; };
-         })},
-        {"PluginIntegerArraySetProc", reinterpret_cast<void *>(+[](void *, long, long) {
-             return +[](void *, long value, long index) { fake.elements[index] = value; };
-         })},
-    };
-    auto found = entries.find(entry);
-    return found != entries.end() ? found->second : nullptr;
+    FakeHost::Start(version);
+    FakeHost::Provide("RuntimeArrayCreateSingleDimBoundedArray",
+                      [](unsigned int, long) -> void * { return fake.bound == 0 ? nullptr : &fake; });
+    FakeHost::Provide("RuntimeUBound", [](void *) { return fake.bound; });
+    FakeHost::Provide("PluginIntegerArrayGetProc",
+                      [](void *, long, long *) { return +[](void *, long index) { return fake.elements[index]; }; });
+    FakeHost::Provide("PluginIntegerArraySetProc", [](void *, long, long) {
+        return +[](void *, long value, long index) { fake.elements[index] = value; };
+    });
+    fake = {};
+    fake.bound = 1234;
+    Put(24, 1L);
+    Put(56, &fake.elements[0]);
+    Put(64, 1L);
+    Put(84, 1234);
 }
 
 } // namespace
@@ -284,15 +285,8 @@ TEST(ArrayLayout, DirectAccessNeedsEveryFieldInItsPlace)
         {2021.0, [] { Put(56, &fake.header); Put(0, 12345L); Put(72, 6L); }, "Index 9 failed 6"},
         // clang-format on
     };
-    gHostResolver = ResolveFake;
     for (const auto &row : rows) {
-        gHostVersion = row.hostVersion;
-        fake = {};
-        fake.bound = 1234;
-        Put(24, 1L);
-        Put(56, &fake.elements[0]);
-        Put(64, 1L);
-        Put(84, 1234);
+        StartFake(row.hostVersion);
         row.spoil();
         gDebugging = true;
         Lines log = CaptureLog([] { TestArray(); });
@@ -309,4 +303,25 @@ TEST(ArrayLayout, DirectAccessNeedsEveryFieldInItsPlace)
         Put(72, 0x100000004L);
         EXPECT_EQ(GetArrayAllocatedSize(&fake), !direct ? 0 : row.hostVersion < 2021 ? 3 : 0x100000004L);
     }
+}
+
+TEST(ArrayLayout, ATestOfAnArrayIsTheLastWord)
+{
+    StartFake(2021.0);
+    auto array = reinterpret_cast<_REALarrayInteger *>(&fake);
+    TestArray(array);
+    EXPECT_EQ(GetArrayStorage(&fake), fake.elements);
+    fake.elements[1] = 3;
+    TestArray(array);
+    EXPECT_EQ(GetArrayStorage(&fake), nullptr);
+}
+
+TEST(ArrayLayout, BooleansAreStoredAs0Or1AndTheLargestBoundHasNoNextIndex)
+{
+    StartFake(2021.0);
+    TestArray();
+    fake.bound = std::numeric_limits<long>::max();
+    auto booleans = reinterpret_cast<_REALarrayBoolean *>(&fake);
+    REALSetArrayValue(booleans, 3, static_cast<signed char>(0x40));
+    EXPECT_EQ(reinterpret_cast<signed char *>(fake.elements)[3], 1);
 }

@@ -2,19 +2,16 @@
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbDebug.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <list>
 #include <utility>
 
 namespace {
-
-using Lines = std::vector<std::string>;
 
 // An entry of the resolver's answer with its address.
 struct Entry : addrinfo {
@@ -127,7 +124,7 @@ TEST(Connect, ConnectedDescriptorIsTheCallersAndCloseOnExec)
 TEST(Connect, OneThatWouldWaitIsInProgress)
 {
     Server server(true);
-    faults::FailCall(2, EAGAIN); // of socket and connect
+    faults::FailSystemCall(2, EAGAIN); // of socket and connect
     Outcome outcome = Connect("127.0.0.1", server.port, true, SOCK_STREAM, IPPROTO_TCP);
     EXPECT_TRUE(outcome.connected && outcome.inProgress);
     EXPECT_EQ(close(outcome.sock), 0);

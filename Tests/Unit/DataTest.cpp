@@ -4,15 +4,10 @@
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbMemoryBlock.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/LogCapture.h"
 #include "Tests/Unit/OnHost.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
 #include <memory>
-
-using String = host::Owned<REALstringStruct>;
-using Object = host::Owned<REALobjectStruct>;
 
 namespace {
 
@@ -43,7 +38,7 @@ TEST_F(Data, AViewKeepsItsValueAndShowsItsBytes)
         rbData wrong(nullptr, 5);
         EXPECT_EQ(wrong.size, 0U);
     });
-    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: data is NULL, so size fixed to zero."}));
+    EXPECT_EQ(log, (Lines{"VYN Debug: data is NULL, so size fixed to zero."}));
 }
 
 TEST_F(Data, AViewOfABlockNeverReachesPastItsEnd)
@@ -99,7 +94,7 @@ TEST_F(Data, ALeakedViewLeavesItsLockToTheCaller)
     {
         gDebugging = true;
         rbData view(string.Get());
-        EXPECT_EQ(CaptureLog([&] { view.leak(); }), std::vector<std::string>{"VYN Debug: leak"});
+        EXPECT_EQ(CaptureLog([&] { view.leak(); }), Lines{"VYN Debug: leak"});
     }
     host::Release(string.Get()); // the lock that the view took
 }

@@ -2,16 +2,13 @@
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbDebugHost.h"
 
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <unistd.h>
-
-using Lines = std::vector<std::string>;
 
 TEST(Debug, TheEnvironmentSwitchesItOn)
 {

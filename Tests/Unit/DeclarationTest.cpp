@@ -1,13 +1,11 @@
 // Declarations of class extensions rewritten as global methods, and the modules made of them.
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbDebugHost.h"
 #include "Source/Utility/rbclassutil.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <cstdlib>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -26,24 +24,14 @@ void *RegisterModule(REALmoduleDefinition *module)
     return registered = module;
 }
 
-void *RegisterMethod(REALmethodDefinition *)
-{
-    methodsRegistered++;
-    return nullptr;
-}
-
-void *Resolve(const char *entry)
-{
-    if (entry == std::string_view("PluginRegisterModule")) return reinterpret_cast<void *>(RegisterModule);
-    if (entry == std::string_view("PluginRegisterMethod")) return reinterpret_cast<void *>(RegisterMethod);
-    return nullptr;
-}
-
 void StartHost(double version)
 {
-    gHostResolver = Resolve;
-    gHostVersion = version;
-    gSDKVersion = 11;
+    FakeHost::Start(version, 11);
+    FakeHost::Provide("PluginRegisterModule", RegisterModule);
+    FakeHost::Provide("PluginRegisterMethod", [](REALmethodDefinition *) -> void * {
+        methodsRegistered++;
+        return nullptr;
+    });
     registered = nullptr;
     methodsRegistered = 0;
     MyPluginStart("Network");
@@ -56,7 +44,7 @@ void *const getter = reinterpret_cast<void *>(Take);
 void *const setter = reinterpret_cast<void *>(RegisterModule);
 
 // Registers the methods as a class extension on a host that takes modules. Result: the log.
-std::vector<std::string> RegisterExtension(std::vector<REALmethodDefinition> methods, const char *name = "SocketCore")
+Lines RegisterExtension(std::vector<REALmethodDefinition> methods, const char *name = "SocketCore")
 {
     StartHost(2013.0);
     REALclassDefinition extension = {
@@ -97,7 +85,7 @@ TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
     auto log = RegisterExtension({{getter, setter, "TTL as integer", 0x4, 1, &attribute},
                                   {getter, nullptr, "Find(x as string) as integer", 0x40024, 0, nullptr},
                                   {nullptr, setter, "Level as integer", 0x4, 0, nullptr}});
-    EXPECT_EQ(log, std::vector<std::string>({"Error: The method SocketCore.Level as integer has nil function."}));
+    EXPECT_EQ(log, Lines({"Error: The method SocketCore.Level as integer has nil function."}));
     ASSERT_NE(registered, nullptr);
     EXPECT_EQ(gGeneratedModule, registered);
     EXPECT_STREQ(registered->name, "SocketCoreNetworkExtensionVYN");
@@ -106,26 +94,20 @@ TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
     EXPECT_EQ(registered->properties, gDebuggingProperty);
     EXPECT_EQ(registered->propertyCount, 1U);
 
-    struct {
-        void *function;
-        const char *declaration;
-        std::uint32_t flags;
-        REALattribute *attributes;
-    } const rows[] = {
-        {setter, "TTL(extends ref as SocketCore, assigns value as integer)", 0x14, &attribute},
-        {getter, "TTL(extends ref as SocketCore) as integer", 0x14, &attribute},
-        {getter, "Find(extends ref as SocketCore, x as string) as integer", 0x34, nullptr},
-        {setter, "Level(extends ref as SocketCore, assigns value as integer)", 0x14, nullptr},
+    const REALmethodDefinition rows[] = {
+        {setter, nullptr, "TTL(extends ref as SocketCore, assigns value as integer)", 0x14, 1, &attribute},
+        {getter, nullptr, "TTL(extends ref as SocketCore) as integer", 0x14, 1, &attribute},
+        {getter, nullptr, "Find(extends ref as SocketCore, x as string) as integer", 0x34, 0, nullptr},
+        {setter, nullptr, "Level(extends ref as SocketCore, assigns value as integer)", 0x14, 0, nullptr},
     };
     ASSERT_EQ(registered->methodCount, std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); i++) {
-        const REALmethodDefinition &method = registered->methods[i];
-        EXPECT_EQ(method.function, rows[i].function);
-        EXPECT_EQ(method.setterFunction, nullptr);
-        EXPECT_STREQ(method.declaration, rows[i].declaration);
-        EXPECT_EQ(method.flags, rows[i].flags);
-        EXPECT_EQ(method.attributes, rows[i].attributes);
-        EXPECT_EQ(method.attributeCount, rows[i].attributes != nullptr ? 1U : 0U);
+        const REALmethodDefinition &method = registered->methods[i], &wanted = rows[i];
+        EXPECT_STREQ(method.declaration, wanted.declaration);
+        EXPECT_EQ(
+            std::tie(method.function, method.setterFunction, method.flags, method.attributeCount, method.attributes),
+            std::tie(wanted.function, wanted.setterFunction, wanted.flags, wanted.attributeCount, wanted.attributes))
+            << wanted.declaration;
     }
 }
 
@@ -150,7 +132,7 @@ TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
     auto log = RegisterExtension({{nullptr, nullptr, "Refresh", 4, 0, nullptr}});
     EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for method definitions.");
     EXPECT_EQ(registered, nullptr);
-    EXPECT_EQ(RegisterExtension({}), std::vector<std::string>());
+    EXPECT_EQ(RegisterExtension({}), Lines());
 }
 
 // Modules without memory: the host gets none, and what was made of it is released.
@@ -198,6 +180,6 @@ TEST(Declaration, MethodTableIsOneModuleOnHostsThatTakeModules)
 
     StartHost(2013.0);
     auto log = CaptureLog([&] { MyREALRegisterMethodArray(table.data(), 0); });
-    EXPECT_EQ(log, std::vector<std::string>({"Warning: A method array registered with count = 0."}));
+    EXPECT_EQ(log, Lines({"Warning: A method array registered with count = 0."}));
     EXPECT_EQ(registered, nullptr);
 }

@@ -69,14 +69,14 @@ bool faults::AllocationFailed()
     return allocationFailed;
 }
 
-void faults::FailCall(long nth, int error)
+void faults::FailSystemCall(long nth, int error)
 {
     callsLeft = nth;
     callError = error;
     failedCall = nullptr;
 }
 
-const char *faults::FailedCall()
+const char *faults::FailedSystemCall()
 {
     return failedCall;
 }

@@ -21,10 +21,10 @@ void FailAllocation(long nth, bool andAllLater = false);
 bool AllocationFailed();
 
 // The nth system call from now on that can fail gives -1 with this error and does nothing. 0: none.
-void FailCall(long nth, int error);
+void FailSystemCall(long nth, int error);
 
-// The name of the call that failed since the last FailCall; null while none has.
-const char *FailedCall();
+// The name of the call that failed since the last FailSystemCall; null while none has.
+const char *FailedSystemCall();
 
 // Runs once, right after the next ioctl: what happens between a size query and the receive.
 extern void (*afterQuery)();

@@ -1,11 +1,20 @@
-// A test with the library on a host, which must have everything back at the end.
+// A test with the library on a host, which must have everything back at the end, and one with a host that has only the
+// entries that the test gives it.
 #pragma once
 
-#include "Host/Runtime/Host.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/Program.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
+#include <string_view>
+
+using Object = program::Object;
+using String = program::String;
+using Lines = std::vector<std::string>;
 
 class OnHost : public testing::Test {
   protected:
@@ -17,4 +26,42 @@ class OnHost : public testing::Test {
     void TearDown() override { EXPECT_EQ(running ? running->Complaints() : "", ""); }
 
     std::optional<host::Host> running;
+};
+
+// A host that has the entries it is given, and for the rest the running one's if it stands in for that. Looking an entry
+// up takes no memory.
+struct FakeHost {
+    static void *Resolve(const char *name)
+    {
+        asked.push_back(name);
+        auto found = entries.find(std::string_view(name));
+        return found != entries.end() ? found->second : next != nullptr ? next(name) : nullptr;
+    }
+    template <typename Function>
+    static void Provide(const std::string &name, Function function)
+    {
+        entries[name] = reinterpret_cast<void *>(+function);
+    }
+    // How often the entry was asked for.
+    static long Asked(std::string_view name) { return std::count(asked.begin(), asked.end(), name); }
+
+    static void Start(double version = 2021.03, int sdkVersion = 13)
+    {
+        entries.clear();
+        asked.clear();
+        asked.reserve(1000);
+        gHostResolver = Resolve;
+        gHostVersion = version;
+        gSDKVersion = sdkVersion;
+    }
+    static void StandInFor(HostResolver running)
+    {
+        next = running;
+        gHostResolver = Resolve;
+    }
+
+  private:
+    static inline std::map<std::string, void *, std::less<>> entries;
+    static inline std::vector<const char *> asked;
+    static inline HostResolver next = nullptr;
 };

@@ -1,39 +1,24 @@
 // What registration finds in definition records, and how they reach the host.
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbclassutil.h"
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
-#include <gtest/gtest.h>
-#include <map>
 #include <thread>
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 Lines registered; // the kinds of the records that reached the host
 
 // A host that takes definitions and has nothing else.
-// clang-format off
-#define TAKE(kind) {"PluginRegister" #kind, [](void *) -> void * { registered.push_back(#kind); return nullptr; }}
-void *Resolve(const char *entry)
-{
-    static const std::map<std::string, void *(*)(void *)> entries = {
-        TAKE(Class), TAKE(Module), TAKE(Method), TAKE(ClassExtension), TAKE(Interface), TAKE(Control), TAKE(DBEngine), TAKE(DBCursor),
-    };
-    auto found = entries.find(entry);
-    return found != entries.end() ? reinterpret_cast<void *>(found->second) : nullptr;
-}
-// clang-format on
-
 void StartHost(double version, int sdkVersion)
 {
-    gHostResolver = Resolve;
-    gHostVersion = version;
-    gSDKVersion = sdkVersion;
+    FakeHost::Start(version, sdkVersion);
     gpartname = "Network";
     registered.clear();
+// clang-format off
+#define TAKE(kind) FakeHost::Provide("PluginRegister" #kind, [](void *) -> void * { registered.push_back(#kind); return nullptr; });
+    TAKE(Class) TAKE(Module) TAKE(Method) TAKE(ClassExtension) TAKE(Interface) TAKE(Control) TAKE(DBEngine) TAKE(DBCursor)
+    // clang-format on
 }
 
 long Get(REALobjectStruct *, long)
@@ -104,7 +89,7 @@ void ExpectLines(const std::vector<Row> &rows, Check check)
 }
 
 // clang-format off
-// Counts without arrays, each another, to tell which message goes with which pair.
+// Counts without arrays, each another, to tell which message goes with which.
 REALcontrol CountsAlone()
 {
     return {{.name = "C", .propertyCount = 1, .methodCount = 2, .eventCount = 3, .eventInstanceCount = 4,
@@ -130,7 +115,7 @@ const char kNoConstant[] = "Error: Constant C.0 is NULL.";
 } // namespace
 
 // clang-format off
-TEST(Records, EveryPairHasItsMessage)
+TEST(Records, EveryCountHasItsMessage)
 {
     StartHost(2012.0, 10);
     REALcontrol sample = CountsAlone();

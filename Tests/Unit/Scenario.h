@@ -5,11 +5,9 @@
 // sees is text without anything that changes from run to run.
 #pragma once
 
-#include "Host/Runtime/Host.h"
+#include "Tests/Unit/Program.h"
 
 #include <span>
-#include <string>
-#include <vector>
 
 namespace scenario {
 
@@ -24,12 +22,5 @@ std::span<const Step> Steps();
 
 // What the step came to: what it saw, or the exception that ended it.
 std::string Run(const Step &step);
-
-// Descriptors of this process that are open.
-std::vector<int> OpenDescriptors();
-
-// Runs the body in a child process, with a time limit. Result: what the child said is wrong, "" for nothing;
-// a crash is said too.
-std::string InChild(const std::function<std::string()> &body);
 
 } // namespace scenario

@@ -4,17 +4,13 @@
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/LogCapture.h"
 #include "Tests/Unit/OnHost.h"
 
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
 
 using namespace std::literals;
-using String = host::Owned<REALstringStruct>;
-using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -225,19 +221,16 @@ TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
     EXPECT_STREQ(rbText(swapped.Get()).GetWChar(), L"\U0001F600");
 }
 
-TEST_F(Text, DataOfTheHostWithoutAZeroBehindItIsCopied)
+TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
 {
     StartHost();
-    gHostResolver = [](const char *name) -> void * {
-        if (name == "PluginGetStringData"sv)
-            return reinterpret_cast<void *>(+[](REALstringStruct *, unsigned int, REALstringData *data) {
-                data->data = "ab!!";
-                data->length = 2;
-                return 1UL;
-            });
-        if (name == "PluginDisposeStringData"sv) return reinterpret_cast<void *>(+[](REALstringData *) {});
-        return host::Resolve(name);
-    };
+    FakeHost::StandInFor(host::Resolve);
+    FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int, REALstringData *data) {
+        data->data = "ab!!";
+        data->length = 2;
+        return 1UL;
+    });
+    FakeHost::Provide("PluginDisposeStringData", [](REALstringData *) {});
     String source(host::NewString("\xE9", kEncodingLatin1));
     rbText text(source.Get());
     EXPECT_STREQ(text.GetWindows(), "ab");
@@ -263,8 +256,19 @@ TEST_F(Text, AnIllegalSequenceEndsTheTextAndIsTold)
                                   kEncodingUTF8));
     rbText text(source.Get());
     auto log = CaptureLog([&] { EXPECT_EQ(text.LengthUTF16(), 2); });
-    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: Try UTF8 to UTF16 conversion...",
-                                             "VYN Debug: Illegal UTF-8 sequence! 2"}));
+    EXPECT_EQ(log, (Lines{"VYN Debug: Try UTF8 to UTF16 conversion...", "VYN Debug: Illegal UTF-8 sequence! 2"}));
+}
+
+TEST_F(Text, ATextKeepsItsSource)
+{
+    StartHost();
+    for (auto [bytes, encoding] : {std::pair("abc", kEncodingASCII), {"caf\xC3\xA9", kEncodingUTF8}}) {
+        String source(host::NewString(bytes, encoding));
+        rbText text(source.Get());
+        source = String();
+        EXPECT_STREQ(text.GetUTF8(), bytes);
+        EXPECT_GT(text.LengthLatin1(), 2);
+    }
 }
 
 TEST_F(Text, EmptyTextsAreEmptyAndNilWhereAskedFor)
@@ -295,7 +299,7 @@ TEST_F(Text, ChainsKeepEveryLinkOnceSet)
     rbText *second = head->GetNext();
     gDebugging = true;
     auto log = CaptureLog([&] { head->SetNext(nullptr); });
-    EXPECT_EQ(log, (std::vector<std::string>{"VYN Debug: Warning: Next already set!"}));
+    EXPECT_EQ(log, (Lines{"VYN Debug: Warning: Next already set!"}));
     EXPECT_EQ(head->GetNext(), second);
     FreeTextChain(head);
 }
@@ -329,20 +333,16 @@ TEST_F(Text, BytesThatNoStringCanBeMadeOfAreAnEmptyText)
 TEST_F(Text, AHostThatThrowsLosesNoReferenceAndIsNotAskedAgain)
 {
     StartHost();
-    static HostResolver resolver = gHostResolver;
-    gHostResolver = [](const char *name) {
-        auto fail = +[](REALstringStruct *) -> unsigned int { throw std::bad_alloc(); };
-        bool fails = std::string_view(name) == "REALGetStringEncoding" ||
-                     std::string_view(name) == "REALBuildStringWithEncoding";
-        return fails ? reinterpret_cast<void *>(fail) : resolver(name);
-    };
+    FakeHost::StandInFor(host::Resolve);
+    for (const char *entry : {"REALGetStringEncoding", "REALBuildStringWithEncoding"})
+        FakeHost::Provide(entry, [](REALstringStruct *) -> unsigned int { throw std::bad_alloc(); });
     String source(host::NewString("text"));
     EXPECT_THROW(rbText{source.Get()}, std::bad_alloc);
     // The text of the exception can't be made either.
     EXPECT_THROW(REALBuildUnicodeString("text", 4, kEncodingASCII), std::bad_alloc);
 }
 
-TEST_F(Text, StandsInTheLogWithItsHandle)
+TEST_F(Text, IsInTheLogWithItsHandle)
 {
     StartHost();
     String string(host::NewString("caf\xC3\xA9"));

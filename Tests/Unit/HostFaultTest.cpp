@@ -24,7 +24,7 @@ std::string Serious(const std::string &complaints)
 // Runs the scenario in a host of its own and answers what is wrong afterwards.
 std::string RunScenario(const host::Options &options, long failingCall = 0, bool throws = false, bool *failed = nullptr)
 {
-    std::vector<int> before = scenario::OpenDescriptors();
+    std::vector<int> before = program::OpenDescriptors();
     host::Host host(options);
     host.Start(REALPluginMain);
     host.faults.FailCall(failingCall, throws);
@@ -32,7 +32,7 @@ std::string RunScenario(const host::Options &options, long failingCall = 0, bool
         scenario::Run(step);
     if (failed != nullptr) *failed = host.faults.Failed() != nullptr;
     std::string wrong = Serious(host.Complaints());
-    if (scenario::OpenDescriptors() != before) wrong += "descriptors differ";
+    if (program::OpenDescriptors() != before) wrong += "descriptors differ";
     return wrong;
 }
 
@@ -68,48 +68,31 @@ std::vector<std::string> EntryNames()
 
 } // namespace
 
-TEST(Sweep, EveryHostVersionSeesTheSame)
+TEST(HostFault, EveryHostVersionSeesTheSame)
 {
     for (double version : {2010.0, 2012.5, 2013.0, 2020.02, 2021.03, 3000.0}) {
         for (bool logged : {false, true})
-            EXPECT_EQ(scenario::InChild([&] { return Differences({.version = version}, logged); }), "") << version;
+            EXPECT_EQ(program::InChild([&] { return Differences({.version = version}, logged); }), "") << version;
     }
 }
 
-TEST(Sweep, InstanceDataMayLieAnywhere)
+TEST(HostFault, InstanceDataMayLieAnywhere)
 {
     const host::Options options = {.offsets = {{"UDPSocketVYN", 64}, {"RAWSocketVYN", 112}, {"DatagramVYN", 80}}};
-    EXPECT_EQ(scenario::InChild([&] { return Differences(options); }), "");
+    EXPECT_EQ(program::InChild([&] { return Differences(options); }), "");
 }
 
-TEST(Sweep, APollTakesNoReferenceThatItCannotHold)
-{
-    EXPECT_EQ(scenario::InChild([] {
-                  host::Host host({.without = {"REALLockObject"}});
-                  host.Start(REALPluginMain);
-                  host::Owned<REALobjectStruct> socket(host.New("UDPSocketVYN"));
-                  host::Owned<REALstringStruct> text(host::NewString("127.0.0.1"));
-                  host.Call<long>(socket.Get(),
-                                  "SendMessage(Data as MemoryBlock, IP as String, Port as Integer) as Integer", nullptr,
-                                  text.Get(), 9);
-                  host.events.SetHandler(socket.Get(), "SendComplete", [](REALobjectStruct *) {});
-                  host.Call<void>(socket.Get(), "Poll");
-                  return host.Get<long>(socket.Get(), "Handle") > 0 ? "" : "the socket is gone";
-              }),
-              "");
-}
-
-TEST(Sweep, EveryEntryMissingInTurn)
+TEST(HostFault, EveryEntryMissingInTurn)
 {
     std::vector<std::string> names = EntryNames();
     for (const std::string &name : names) {
-        std::string wrong = scenario::InChild([&] {
+        std::string wrong = program::InChild([&] {
             std::string complaints = RunScenario({.without = {name}});
             return CountsReferences(name) ? "" : complaints; // but it must not crash
         });
         EXPECT_EQ(wrong, "") << name << " is missing";
     }
-    EXPECT_EQ(scenario::InChild([] { return RunScenario({.bare = true}); }), "") << "all are missing";
+    EXPECT_EQ(program::InChild([] { return RunScenario({.bare = true}); }), "") << "all are missing";
     std::printf("entries removed: %zu\n", names.size());
 }
 
@@ -119,7 +102,7 @@ void FailEveryCall(bool throws)
     long call = 0;
     for (bool failed = true; failed && !testing::Test::HasFailure();) {
         call++;
-        std::string said = scenario::InChild([&] {
+        std::string said = program::InChild([&] {
             bool hit = false;
             std::string wrong = RunScenario({}, call, throws, &hit);
             return hit ? wrong : wrong + "no such call";
@@ -133,12 +116,12 @@ void FailEveryCall(bool throws)
     std::printf("host calls %s: %ld\n", throws ? "that threw" : "failed", call - 1);
 }
 
-TEST(Sweep, EveryHostCallFailingInTurn)
+TEST(HostFault, EveryHostCallFailingInTurn)
 {
     FailEveryCall(false);
 }
 
-TEST(Sweep, EveryHostCallThrowingInTurn)
+TEST(HostFault, EveryHostCallThrowingInTurn)
 {
     FailEveryCall(true);
 }

@@ -23,7 +23,7 @@ void UseLog(bool on)
 template <typename Before, typename After>
 std::string RunScenario(Before before, After after)
 {
-    std::vector<int> open = scenario::OpenDescriptors();
+    std::vector<int> open = program::OpenDescriptors();
     std::string wrong;
     host::Host host;
     host.Start(REALPluginMain);
@@ -31,9 +31,9 @@ std::string RunScenario(Before before, After after)
     for (const scenario::Step &step : scenario::Steps())
         after(step, scenario::Run(step), wrong);
     faults::FailAllocation(0);
-    faults::FailCall(0, 0);
+    faults::FailSystemCall(0, 0);
     wrong += host.Complaints();
-    if (scenario::OpenDescriptors() != open) wrong += "descriptors differ";
+    if (program::OpenDescriptors() != open) wrong += "descriptors differ";
     return wrong;
 }
 
@@ -59,7 +59,7 @@ template <typename Run>
 long Sweep(Run run)
 {
     for (long nth = 1, failed = 1;; nth += Emulated() ? 5 : 1, failed++) {
-        std::string said = scenario::InChild([&] { return run(nth); });
+        std::string said = program::InChild([&] { return run(nth); });
         if (said == kNoSuch) return failed - 1;
         EXPECT_EQ(said, "") << "number " << nth;
         if (testing::Test::HasFailure()) return failed;
@@ -75,7 +75,7 @@ bool ShowsToPrograms(const std::string &call, const std::string &step)
 
 } // namespace
 
-TEST(Faults, EveryAllocationFailingInTurn)
+TEST(SystemFault, EveryAllocationFailingInTurn)
 {
     if (!faults::kAllocationsCanFail) GTEST_SKIP();
     // A resolver that gets no memory for its first look-up keeps its lock for ever (glibc 2.36).
@@ -93,7 +93,7 @@ TEST(Faults, EveryAllocationFailingInTurn)
     }
 }
 
-TEST(Faults, EverySystemCallFailingInTurn)
+TEST(SystemFault, EverySystemCallFailingInTurn)
 {
     long total = 0;
     std::vector<int> errors = {ENOBUFS, EINTR, EAGAIN, EMFILE, ENOMEM, ECONNREFUSED, EHOSTUNREACH, EPERM, EINVAL};
@@ -105,9 +105,9 @@ TEST(Faults, EverySystemCallFailingInTurn)
             bool failed = false;
             std::string place;
             std::string wrong =
-                RunScenario([&] { faults::FailCall(nth, error); },
+                RunScenario([&] { faults::FailSystemCall(nth, error); },
                             [&](const scenario::Step &step, const std::string &seen, std::string &said) {
-                                const char *call = faults::FailedCall();
+                                const char *call = faults::FailedSystemCall();
                                 if (call == nullptr || failed) return;
                                 failed = true;
                                 place = std::string(call) + " in " + step.name;

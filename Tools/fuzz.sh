@@ -12,18 +12,13 @@ fuzz() {
   local corpus=Tests/Fuzz/Corpus/${name%Fuzz} found log
   found=$(mktemp -d)
   log=$program.log
-  local options=()
-  if [[ $name == RecordFuzz ]]; then # what registration keeps for ever is no leak, and what it reports is no news
-    options=(-close_fd_mask=2)
-    export ASAN_OPTIONS=detect_leaks=0
-  fi
   if ! "$program" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
-    -artifact_prefix=build/fuzz/ "${options[@]}" "$found" "$corpus" >"$log" 2>&1; then
+    -artifact_prefix=build/fuzz/ "$found" "$corpus" >"$log" 2>&1; then
     tail -40 "$log"
     echo "fuzz: $name has found a fault"
     return 1
   fi
-  [[ -z ${FUZZ_KEEP:-} ]] || "$program" -set_cover_merge=1 "${options[@]}" "$corpus" "$found" >>"$log" 2>&1
+  [[ -z ${FUZZ_KEEP:-} ]] || "$program" -set_cover_merge=1 "$corpus" "$found" >>"$log" 2>&1
   rm -rf "$found"
   echo "$name: $(sed -n 's/stat::number_of_executed_units: *//p' "$log") inputs tried"
 }

@@ -1,34 +1,36 @@
-// Any sequence of operations on a few sockets, with handlers that go on with the sequence.
+// Any sequence of operations on a few sockets of both classes, with handlers that go on with the sequence.
 //
 // Nothing leaves the loopback interface, and Handle is never the number of a descriptor of the fuzzer's own.
 #include "Fuzz.h"
+#include "Tests/Shared/Program.h"
 
-#include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <unistd.h>
+
+using namespace program;
 
 namespace {
 
-using Object = host::Owned<REALobjectStruct>;
-using String = host::Owned<REALstringStruct>;
+constexpr std::size_t kSockets = 4;
+constexpr const char *kOptions[] = {"TimeToLive", "TypeOfService",     "MulticastLoop", "Broadcast",  "ReuseAddress",
+                                    "ReusePort",  "ReceiveBufferSize", "Lasterror",     "SocketError"};
+constexpr const char *kRawOptions[] = {"Broadcast",         "ReuseAddress",     "ReusePort", "SendBufferSize",
+                                       "ReceiveBufferSize", "IPHeaderIncluded", "Lasterror", "SocketError"};
 
-constexpr std::size_t kSockets = 3;
+struct Run {
+    explicit Run(Input &cutInput) : input(cutInput) {}
 
-struct Program {
-    explicit Program(Input &cutInput) : input(cutInput) {}
-
-    REALobjectStruct *Pick() { return sockets[input.ConsumeIntegralInRange<std::size_t>(0, kSockets - 1)].Get(); }
-    String Text() { return String(host::NewString(input.ConsumeRandomLengthString(300))); }
-    String Address()
+    Object &Pick() { return sockets[input.ConsumeIntegralInRange<std::size_t>(0, kSockets - 1)]; }
+    std::string AnyText() { return input.ConsumeRandomLengthString(300); }
+    const char *Address()
     {
         static constexpr const char *kAddresses[] = {"127.0.0.1", "localhost",    "::1",
                                                      "",          "no such host", "127.0.0.1 x"};
-        return String(host::NewString(input.PickValueInArray(kAddresses)));
+        return input.PickValueInArray(kAddresses);
     }
-    long Port()
+    long AnyPort()
     {
-        if (input.ConsumeBool()) return host::Host::Current().Get<long>(Pick(), "LocalPort");
+        if (input.ConsumeBool()) return Number(Pick(), "LocalPort");
         static constexpr long kPorts[] = {0, -1, 65536, 1L << 32, 1};
         return input.PickValueInArray(kPorts);
     }
@@ -38,67 +40,102 @@ struct Program {
         if (input.ConsumeBool()) return input.PickValueInArray(kHandles);
         return open("/dev/null", O_RDWR | O_CLOEXEC);
     }
-    void Run();
+    // Half of the sockets are raw ones, streams and others.
+    Object New()
+    {
+        if (input.ConsumeBool()) return Udp();
+        return Raw(AF_INET, input.ConsumeBool() ? SOCK_STREAM : SOCK_DGRAM);
+    }
+    const char *Option(bool isRaw)
+    {
+        return isRaw ? input.PickValueInArray(kRawOptions) : input.PickValueInArray(kOptions);
+    }
+    void Steps();
     void Step();
+    void RawStep(const Object &socket);
 
     Input &input;
     Object sockets[kSockets];
     int depth = 0;
 };
 
-void Program::Step()
+void Run::RawStep(const Object &socket)
 {
-    host::Host &host = host::Host::Current();
-    REALobjectStruct *socket = Pick();
-    static constexpr const char *kOptions[] = {"TimeToLive",        "TypeOfService", "MulticastLoop",
-                                               "Broadcast",         "ReuseAddress",  "ReusePort",
-                                               "ReceiveBufferSize", "Lasterror",     "SocketError"};
-    switch (input.ConsumeIntegralInRange(0, 9)) {
+    std::string bytes = AnyText();
+    switch (input.ConsumeIntegralInRange(0, 5)) {
     case 0:
-        host.Call<void>(socket, "Bind(Port as Integer, IP as String)", Port() % 2, Address().Get());
+        Call(socket, "Listen(BackLog as Integer)", input.ConsumeIntegral<long>());
         break;
     case 1:
-        host.Call<long>(socket, "SendMessage(Data as String, IP as String, Port as Integer) as Integer", Text().Get(),
-                        Address().Get(), Port());
+        Host().Set(socket.Get(), "SocketType", input.ConsumeIntegralInRange(0, 4));
+        Connect(socket, "127.0.0.1", AnyPort());
+        // Whatever waits must come back at once.
+        fcntl(static_cast<int>(Number(socket, "Handle")), F_SETFL, O_NONBLOCK);
         break;
     case 2:
-        Object(host.Call<REALobjectStruct *>(socket, "Read(peek as Boolean) as DatagramVYN", input.ConsumeBool()));
+        Accept(socket, nullptr, input.ConsumeBool() && IsRaw(sockets[0]) ? sockets[0] : Object());
         break;
     case 3:
-        host.Call<void>(socket, "Poll");
+        Object(Call<REALobjectStruct *>(socket, "ReadAll(peek as Boolean) as MemoryBlock", input.ConsumeBool()));
         break;
     case 4:
-        host.Get<long>(socket, input.PickValueInArray(kOptions));
-        break;
-    case 5:
-        host.Set(socket, kOptions[input.ConsumeIntegralInRange(0, 6)], input.ConsumeIntegral<long>());
-        break;
-    case 6:
-        host.Set(socket, "Handle", Handle());
-        break;
-    case 7:
-        String(host.Get<REALstringStruct *>(socket, "LocalIP"));
-        break;
-    case 8:
-        sockets[input.ConsumeIntegralInRange<std::size_t>(0, kSockets - 1)] = Object(host.New("UDPSocketVYN"));
+        Call<long>(socket, "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer", bytes.data(),
+                   bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         break;
     default:
-        host.events.SetHandler(socket, "DataAvailable", [this](REALobjectStruct *) {
-            if (depth < 3) Run();
+        Call(socket, "Close");
+    }
+}
+
+void Run::Step()
+{
+    const Object &socket = Pick();
+    bool isRaw = IsRaw(socket);
+    switch (input.ConsumeIntegralInRange(0, 10)) {
+    case 0:
+        Call(socket, "Bind(Port as Integer, IP as String)", AnyPort() % 2, Text(Address()));
+        break;
+    case 1:
+        Call<long>(socket, kSend, Text(AnyText().c_str()), Text(Address()), AnyPort());
+        break;
+    case 2:
+        Read(socket, input.ConsumeBool());
+        break;
+    case 3:
+        Call(socket, "Poll");
+        break;
+    case 4:
+        Number(socket, Option(isRaw));
+        break;
+    case 5:
+        if (const char *option = Option(isRaw); option != kOptions[8] && option != kRawOptions[7])
+            Host().Set(socket.Get(), option, input.ConsumeIntegral<long>());
+        break;
+    case 6:
+        Host().Set(socket.Get(), "Handle", Handle());
+        break;
+    case 7:
+        Words(socket, "LocalIP");
+        break;
+    case 8:
+        Pick() = New();
+        break;
+    case 9:
+        if (isRaw) RawStep(socket);
+        break;
+    default:
+        On(socket, "DataAvailable", [this](const Object &) {
+            if (depth < 3) Steps();
         });
     }
 }
 
 // A few steps; what they raise is a result like others.
-void Program::Run()
+void Run::Steps()
 {
     depth++;
-    for (int steps = input.ConsumeIntegralInRange(0, 40); steps > 0; steps--) {
-        try {
-            Step();
-        } catch (const host::Exception &) {
-        }
-    }
+    for (int steps = input.ConsumeIntegralInRange(0, 40); steps > 0; steps--)
+        Raised([this] { Step(); });
     depth--;
 }
 
@@ -106,12 +143,12 @@ void Program::Run()
 
 void Fuzz(Input &input)
 {
-    host::Host &host = TheHost();
+    TheHost();
     {
-        Program program(input);
-        for (Object &socket : program.sockets)
-            socket = Object(host.New("UDPSocketVYN"));
-        program.Run();
+        Run run(input);
+        for (Object &socket : run.sockets)
+            socket = run.New();
+        run.Steps();
     }
-    Expect(host.Complaints().empty(), "every reference is given back");
+    Expect(Host().Complaints().empty(), "every reference is given back");
 }

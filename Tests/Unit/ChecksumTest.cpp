@@ -3,11 +3,11 @@
 #include "Source/Plugins/Network/ChecksumSums.h"
 #include "Source/Plugins/Network/RAWSocket.h"
 #include "Source/Utility/CpuFeatures.h"
+#include "Tests/Shared/GuardedMemory.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <sys/mman.h>
 #include <vector>
 
 namespace {
@@ -20,25 +20,8 @@ std::uint16_t SlowChecksum(std::uint64_t sum)
     return static_cast<std::uint16_t>(0xFFFF - sum % 0x10000);
 }
 
-// `count` bytes that end where memory ends.
-class Room {
-  public:
-    explicit Room(std::size_t count) : pages((count + 8 + 4095) / 4096 * 4096)
-    {
-        start = static_cast<unsigned char *>(
-            mmap(nullptr, pages + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(start + pages, 4096, PROT_NONE);
-    }
-    ~Room() { munmap(start, pages + 4096); }
-    unsigned char *Last(std::size_t count) const { return start + pages - count; }
-
-  private:
-    std::size_t pages;
-    unsigned char *start;
-};
-
-// Every form of the sum that can run here.
-std::vector<std::uint64_t (*)(const unsigned char *, std::size_t)> Forms()
+// Every implementation of the sum that can run here.
+std::vector<std::uint64_t (*)(const unsigned char *, std::size_t)> Implementations()
 {
 #if defined(__x86_64__)
     if (HasAVX2()) return {SumWordsPortable, SumWordsSSE2, SumWordsAVX2};
@@ -50,14 +33,14 @@ std::vector<std::uint64_t (*)(const unsigned char *, std::size_t)> Forms()
 #endif
 }
 
-// Checks the bytes with every form, and the checksum as it is chosen.
+// Checks the bytes with each of them, and the checksum as it is chosen.
 void Check(const unsigned char *bytes, std::size_t count)
 {
     std::uint64_t sum = 0;
     for (std::size_t i = 0; i < count; i++)
         sum += static_cast<std::uint64_t>(bytes[i]) << (i % 2 * 8);
-    for (auto form : Forms())
-        ASSERT_EQ(form(bytes, count), sum);
+    for (auto sumWords : Implementations())
+        ASSERT_EQ(sumWords(bytes, count), sum);
     ASSERT_EQ(csumb(bytes, static_cast<std::int32_t>(count)), SlowChecksum(sum));
 }
 
@@ -65,13 +48,13 @@ void Check(const unsigned char *bytes, std::size_t count)
 
 TEST(Checksum, EveryShortLengthAtEveryAlignment)
 {
-    Room room(4096);
+    GuardedMemory memory(4096);
     std::mt19937 random(1);
-    for (unsigned char *p = room.Last(4096); p < room.Last(0); p++)
+    for (unsigned char *p = memory.Last(4096); p < memory.Last(0); p++)
         *p = static_cast<unsigned char>(random());
     for (std::size_t count = 0; count <= 2048; count++) {
         for (std::size_t offset = 0; offset < 8; offset++) {
-            const unsigned char *bytes = room.Last(count + offset);
+            const unsigned char *bytes = memory.Last(count + offset);
             SCOPED_TRACE(testing::Message() << count << " bytes, " << offset << " before the end");
             Check(bytes, count);
         }
@@ -82,10 +65,10 @@ TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
 {
     // All zeros, all ones and random data, round the sizes where partial sums could overflow.
     constexpr std::size_t kMost = 9 * 1024 * 1024;
-    Room room(kMost);
+    GuardedMemory memory(kMost);
     std::mt19937_64 random(2);
     for (int kind = 0; kind < 3; kind++) {
-        unsigned char *all = room.Last(kMost);
+        unsigned char *all = memory.Last(kMost);
         if (kind < 2) {
             std::memset(all, kind == 0 ? 0 : 0xFF, kMost);
         } else {
@@ -100,7 +83,7 @@ TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
                 counts.push_back((std::size_t{1} << power) + delta - 3);
         }
         for (std::size_t count : counts) {
-            const unsigned char *bytes = room.Last(count);
+            const unsigned char *bytes = memory.Last(count);
             SCOPED_TRACE(testing::Message() << "kind " << kind << ", " << count << " bytes");
             Check(bytes, count);
         }

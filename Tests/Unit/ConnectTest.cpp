@@ -5,7 +5,6 @@
 #include "Tests/Unit/OnHost.h"
 
 #include <cstring>
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <list>
@@ -57,16 +56,6 @@ extern "C" void freeaddrinfo(addrinfo *list)
 }
 
 namespace {
-
-long CountDescriptors()
-{
-    DIR *folder = opendir("/proc/self/fd");
-    long count = 0;
-    while (readdir(folder) != nullptr)
-        count++;
-    closedir(folder);
-    return count;
-}
 
 // A TCP socket on a free port of 127.0.0.1; connections are refused unless it listens.
 struct Server {
@@ -147,12 +136,12 @@ TEST(Connect, FailuresSayWhatFailedAndLeaveNothingOpen)
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.message);
-        long before = CountDescriptors();
+        auto before = program::OpenDescriptors();
         Outcome outcome = Connect(row.host, closed.port, row.nonBlocking, SOCK_STREAM, row.protocol);
         EXPECT_FALSE(outcome.connected || outcome.inProgress);
         EXPECT_EQ(outcome.message, row.message);
         EXPECT_EQ(outcome.sock, row.sock);
-        EXPECT_EQ(CountDescriptors(), before);
+        EXPECT_EQ(program::OpenDescriptors(), before);
     }
 }
 
@@ -190,7 +179,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
             int family = kind == 1 ? AF_UNIX : kind == 6 ? AF_INET6 : AF_INET;
             answer.emplace_back(family, kind == 4 ? open.port : closed.port);
         }
-        long before = CountDescriptors();
+        auto before = program::OpenDescriptors();
         Outcome outcome = Connect("name", 80, false, SOCK_STREAM, row.protocol, row.preference);
         EXPECT_FALSE(answerIsOut); // the list was given back
         EXPECT_EQ(outcome.connected, row.sock == 0);
@@ -201,7 +190,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
         } else {
             EXPECT_EQ(outcome.sock, row.sock);
         }
-        EXPECT_EQ(CountDescriptors(), before);
+        EXPECT_EQ(program::OpenDescriptors(), before);
     }
 }
 
@@ -214,38 +203,4 @@ TEST(Connect, ResolverIsAskedForBothFamiliesOfTypeAndProtocol)
     EXPECT_EQ(hintsGiven.ai_protocol, IPPROTO_UDP);
     EXPECT_EQ(hintsGiven.ai_family, AF_UNSPEC);
     EXPECT_EQ(hintsGiven.ai_flags, 0);
-}
-
-TEST(Connect, TheLogTellsEachAddressOfTheAnswer)
-{
-    struct {
-        int family, type, protocol;
-        Lines told; // of family, socket type and protocol
-    } const rows[] = {
-        // clang-format off
-        {AF_INET,   SOCK_STREAM,    IPPROTO_TCP, {"Family: AF_INET (IPv4) 127.0.0.1", "port 7", "Socket type: SOCK_STREAM (stream)", "Protocol: IPPROTO_TCP (TCP)"}},
-        {AF_INET6,  SOCK_DGRAM,     IPPROTO_UDP, {"Family: AF_INET6 (IPv6):  ::1", "port 7", "Socket type: SOCK_DGRAM (datagram)", "Protocol: IPPROTO_UDP (UDP)"}},
-        {AF_UNSPEC, 0,              0,           {"Family: Unspecified", "Socket type: Unspecified", "Protocol: Unspecified"}},
-        {AF_UNIX,   SOCK_RAW,       255,         {"Other  1", "Socket type: SOCK_RAW (raw)", "Protocol:  255"}},
-        {AF_UNSPEC, SOCK_RDM,       0,           {"Family: Unspecified", "Socket type: SOCK_RDM (reliable message datagram)", "Protocol: Unspecified"}},
-        {AF_UNSPEC, SOCK_SEQPACKET, 0,           {"Family: Unspecified", "Socket type: SOCK_SEQPACKET (pseudo-stream packet)", "Protocol: Unspecified"}},
-        {AF_UNSPEC, 77,             0,           {"Family: Unspecified", "Socket type:  77", "Protocol: Unspecified"}},
-        // clang-format on
-    };
-    char name[] = "host";
-    gDebugging = true;
-    for (const auto &row : rows) {
-        Entry entry(row.family, 7);
-        entry.ai_family = row.family;
-        entry.ai_socktype = row.type;
-        entry.ai_protocol = row.protocol;
-        entry.ai_flags = 3;
-        entry.ai_canonname = name;
-        Lines wanted = {"VYN Debug: Flags:  3"};
-        for (const std::string &line : row.told)
-            wanted.push_back("VYN Debug: " + line);
-        wanted.push_back("VYN Debug: Length of this sockaddr:  " + std::to_string(entry.ai_addrlen));
-        wanted.push_back("VYN Debug: Canonical name:  host");
-        EXPECT_EQ(CaptureLog([&] { LogAddInfo(&entry); }), wanted);
-    }
 }

@@ -4,9 +4,6 @@
 #include "Source/Utility/rbData.h"
 #include "Tests/Unit/OnHost.h"
 
-#include <tuple>
-#include <type_traits>
-
 namespace {
 
 class HostOperations : public testing::Test {
@@ -196,82 +193,6 @@ TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
         EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
     }
     EXPECT_EQ(FakeHost::Asked("GetRBScriptResolver"), 1);
-}
-
-// --- every row of the table -----------------------------------------------------------------------------
-
-namespace {
-
-// A value for this place: another one for each argument, and for the answer.
-template <typename Type>
-Type Numbered(std::size_t place)
-{
-    if constexpr (std::is_pointer_v<Type>)
-        return reinterpret_cast<Type>(place);
-    else if constexpr (!std::is_void_v<Type>)
-        return static_cast<Type>(place);
-}
-
-std::size_t NextPlace(std::size_t &place)
-{
-    return ++place;
-}
-
-int reached; // entries that got their arguments in order
-
-// What an operation came to; 0 for one without a result.
-template <typename Result>
-using Outcome = std::conditional_t<std::is_void_v<Result>, int, Result>;
-
-// Calls an operation on a host without the entry, and on one whose entry looks at its arguments.
-template <typename Answer, typename Result, typename... Arguments>
-void CheckRow(const char *entry, Result (*operation)(Arguments...), Outcome<Result> missing = {})
-{
-    SCOPED_TRACE(entry);
-    FakeHost::Start();
-    reached = 0;
-    auto call = [&]() -> Outcome<Result> {
-        [[maybe_unused]] std::size_t place = 0;
-        std::tuple<Arguments...> arguments{Numbered<Arguments>(NextPlace(place))...};
-        if constexpr (!std::is_void_v<Result>) return std::apply(operation, arguments);
-        std::apply(operation, arguments);
-        return {};
-    };
-    EXPECT_TRUE(call() == missing);
-    EXPECT_GE(FakeHost::Asked(entry), 1);
-    Provide(entry, [](Arguments... arguments) -> Answer {
-        [[maybe_unused]] std::size_t place = 0;
-        reached += (... && (arguments == Numbered<Arguments>(NextPlace(place))));
-        return Numbered<Answer>(77);
-    });
-    if constexpr (std::is_void_v<Result>)
-        call();
-    else
-        EXPECT_TRUE(call() == Numbered<Result>(77));
-    EXPECT_EQ(reached, 1);
-}
-
-} // namespace
-
-TEST_F(HostOperations, EveryRowHandsItsArgumentsOverAndItsAnswerBack)
-{
-#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry)                                         \
-    CheckRow<result>(entry, static_cast<result(*) parameters>(operation), result{missing});
-#define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
-    CheckRow<result>(entry, static_cast<result(*) parameters>(operation));
-#define HOST_CALL(result, operation, parameters, arguments)                                                            \
-    HOST_CALL_AS(result, operation, parameters, arguments, #operation)
-#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
-    CheckRow<unsigned long>(entry, static_cast<bool(*) parameters>(operation), false);
-#define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
-#define HOST_YES_NO_WORD_AS HOST_YES_NO_AS
-#define HOST_YES_NO_WORD HOST_YES_NO
-#define HOST_ENTRY(result, operation, parameters, entry)
-// Elements go in two stages, which the tests of arrays show.
-#define HOST_ARRAY_FIXED(type, element)
-#define HOST_ARRAY_ELEMENT(type, element)
-#include "Source/SDK/GlueCode/HostOperations.inc"
-#include "Source/SDK/GlueCode/HostOperationsEnd.inc"
 }
 
 // --- start-up -------------------------------------------------------------------------------------------

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "Tests/Shared/Program.h"
 #include "Tests/Unit/LogCapture.h"
-#include "Tests/Unit/Program.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -28,8 +28,8 @@ class OnHost : public testing::Test {
     std::optional<host::Host> running;
 };
 
-// A host that has the entries it is given, and for the rest the running one's if it stands in for that. Looking an entry
-// up takes no memory.
+// A host that has the entries it is given, and for the rest the running one's if it stands in for that. Looking an
+// entry up takes no memory.
 struct FakeHost {
     static void *Resolve(const char *name)
     {

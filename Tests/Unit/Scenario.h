@@ -5,7 +5,7 @@
 // sees is text without anything that changes from run to run.
 #pragma once
 
-#include "Tests/Unit/Program.h"
+#include "Tests/Shared/Program.h"
 
 #include <span>
 

@@ -1,9 +1,7 @@
 // Socket addresses and descriptor flags.
 #include "Libs/shared/Socket/SocketUtil.h"
-#include "Host/Runtime/Host.h"
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbDebug.h"
-#include "Tests/Unit/LogCapture.h"
+#include "Tests/Unit/OnHost.h"
 
 #include <arpa/inet.h>
 #include <cstring>
@@ -152,41 +150,16 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     int only = 1;
     setsockopt(tcp, IPPROTO_IPV6, IPV6_V6ONLY, &only, sizeof only);
     gDebugging = true;
-    EXPECT_EQ(CaptureLog([&] { MarkIPv6andIPv4(tcp); }), std::vector<std::string>()); // no failure is told
+    EXPECT_EQ(CaptureLog([&] { MarkIPv6andIPv4(tcp); }), Lines()); // no failure is told
     EXPECT_EQ(Option(tcp, IPPROTO_IPV6, IPV6_V6ONLY), 0);
     SetKeepAlive(tcp);
     EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
     close(tcp);
 }
 
-TEST(SocketUtil, TheLogTellsWhatIsDoneAndWhatFailed)
+TEST_F(OnHost, WideTextBecomesUTF8AndTheHostStringIsReleased)
 {
-    sockaddr_union record;
-    struct {
-        std::function<void()> call;
-        std::vector<std::string> lines;
-    } const rows[] = {
-        {[] { MarkIPv6andIPv4(-1); }, {"setsockopt with IPV6_V6ONLY 9", "error message Bad file descriptor"}},
-        {[] { SetKeepAlive(-1); }, {"SetKeepAlive -1", "setsockopt for keep alive 9"}},
-        {[&] { SetAnySocketAddress(AF_INET6, record, 5); }, {"SetAnySocketAddress 5", "SetAnySocketAddressIPv6 5"}},
-        {[&] { ParseSocketAddress(AF_INET6, record, "?", 5); }, {"inet_pton AF_INET6 0", "inet_pton AF_INET 0"}},
-    };
-    for (const auto &row : rows) {
-        gDebugging = false;
-        EXPECT_EQ(CaptureLog(row.call), std::vector<std::string>());
-        gDebugging = true;
-        std::vector<std::string> wanted;
-        for (const std::string &line : row.lines)
-            wanted.push_back("VYN Debug: " + line);
-        EXPECT_EQ(CaptureLog(row.call), wanted);
-    }
-}
-
-TEST(SocketUtil, WideTextBecomesUTF8AndTheHostStringIsReleased)
-{
-    host::Host running;
-    running.Start(REALPluginMain);
+    StartHost();
     EXPECT_EQ(ConvertWCharToUTF8(L"z\u00DF\u6C34\U0001F4A7"), "z\u00DF\u6C34\U0001F4A7");
     EXPECT_EQ(ConvertWCharToUTF8(L""), "");
-    EXPECT_EQ(running.Complaints(), "");
 }

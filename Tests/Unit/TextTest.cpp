@@ -66,27 +66,6 @@ TEST_F(Text, WhatCannotBeBuiltIsNull)
     EXPECT_EQ(PString2RB(nullptr, kEncodingUTF8), nullptr);
     EXPECT_EQ(UnicodeCString2RB(static_cast<const wchar_t *>(nullptr)), nullptr);
     EXPECT_EQ(UnicodeCString2RB(static_cast<const unsigned short *>(nullptr)), nullptr);
-
-    auto pascal = reinterpret_cast<const unsigned char *>("\4a\0\0");
-    struct {
-        std::function<REALstringStruct *()> build;
-        const char *line;
-    } const rows[] = {
-        {[] { return CString2RB("a", kEncodingUTF16); }, "Error: kREALTextEncodingUTF16 not useful for CString2RB!"},
-        {[] { return CString2RB("a", kEncodingUTF32); }, "Error: kREALTextEncodingUTF32 not useful for CString2RB!"},
-        {[&] { return PString2RB(pascal, kEncodingUTF16); },
-         "Error: kREALTextEncodingUTF16 not useful for PString2RB!"},
-        {[&] { return PString2RB(pascal, kEncodingUTF32); },
-         "Error: kREALTextEncodingUTF32 not useful for PString2RB!"},
-        {[] { return REALBuildUnicodeString("a", 1, 77); }, "Unknown encoding in REALBuildUnicodeString 77"},
-        {[] { return REALBuildUnicodeString("a", 1L << 31, 0); }, "Count too big for REALBuildUnicodeString."},
-    };
-    for (const auto &row : rows) {
-        gDebugging = false;
-        EXPECT_EQ(CaptureLog([&] { String built(row.build()); }), Lines());
-        gDebugging = true;
-        EXPECT_EQ(CaptureLog([&] { String built(row.build()); }).at(0), std::string("VYN Debug: ") + row.line);
-    }
 }
 
 class TextOnHost : public Text, public testing::WithParamInterface<double> {};

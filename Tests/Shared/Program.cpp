@@ -1,4 +1,4 @@
-#include "Tests/Unit/Program.h"
+#include "Tests/Shared/Program.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +27,11 @@ Object Udp()
 Object Raw(long family, long type, long protocol)
 {
     return Some(Host().New("RAWSocketVYN", family, type, protocol));
+}
+
+bool IsRaw(const Object &socket)
+{
+    return host::ClassOf(socket.Get(), "IsRaw")->name == std::string_view("RAWSocketVYN");
 }
 
 String Text(const char *text)

@@ -49,6 +49,7 @@ Result Call(const Object &object, const char *method, const Arguments &...argume
 Object Some(REALobjectStruct *object);
 Object Udp();
 Object Raw(long family = AF_INET, long type = SOCK_DGRAM, long protocol = 0);
+bool IsRaw(const Object &socket);
 String Text(const char *text);
 
 long Number(const Object &object, const char *property);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -33,6 +34,7 @@ class OnHost : public testing::Test {
 struct FakeHost {
     static void *Resolve(const char *name)
     {
+        std::lock_guard guard(mutex);
         asked.push_back(name);
         auto found = entries.find(std::string_view(name));
         return found != entries.end() ? found->second : next != nullptr ? next(name) : nullptr;
@@ -63,5 +65,6 @@ struct FakeHost {
   private:
     static inline std::map<std::string, void *, std::less<>> entries;
     static inline std::vector<const char *> asked;
+    static inline std::mutex mutex; // threads ask at the same time
     static inline HostResolver next = nullptr;
 };

@@ -2,32 +2,54 @@
 //
 // A measurement is called "row/kind/case". All kinds of one row and case do the same work: "ours", the "limit",
 // the peers. They run one right after the other, and report.py makes ratios of them. A call that fails ends the
-// program: no figure stands for work that was not done.
+// program: no figure is shown for work that was not done.
 #pragma once
 
-#include "Host/Runtime/Host.h"
+#include "Host/Runtime/Entries.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
 
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <memory>
 #include <netinet/in.h>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-using Object = host::Owned<REALobjectStruct>;
-using String = host::Owned<REALstringStruct>;
-
-constexpr int kBatch = 40; // datagrams in flight: the default buffer keeps some more of the large ones
-inline const std::vector<long> kDatagramSizes = {16, 512, 1400};
-
 // Ends the program with this message unless the condition holds.
 void Require(bool condition, const char *message);
 
-// --- the library ---------------------------------------------------------------------------------------------
+// The same unless a system call's bytes begin at a multiple of 64, as all of this heap do (AlignedHeap.cpp).
+void RequireAligned(const void *bytes);
 
-// The one host of the process.
-host::Host &TheHost();
+// --- the host ------------------------------------------------------------------------------------------------
+
+// A program is linked with one of two hosts: the plain one (PlainHost.cpp) or the stand-in host (StandInHost.cpp).
+// Both define the entries of host::entry, by which measurements make and release values, and these:
+
+extern const char *const kRowPrefix; // of the rows measured on this host
+
+// Hands the host's resolver to the library.
+void StartHost(void (*pluginMain)(HostResolver));
+
+// The record of a class that the library or the host registered; ends the program when there is none.
+const REALclassDefinition &Definition(const char *className);
+
+// A block that holds a copy of the bytes, with one reference for the caller.
+REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count);
+
+struct ReleaseValue {
+    void operator()(REALobjectStruct *object) const { host::entry::REALUnlockObject(object); }
+    void operator()(REALstringStruct *string) const { host::entry::REALUnlockString(string); }
+};
+using Object = std::unique_ptr<REALobjectStruct, ReleaseValue>;
+using String = std::unique_ptr<REALstringStruct, ReleaseValue>;
+
+REALstringStruct *NewString(const std::string &bytes, unsigned int encoding);
+
+// --- the library ---------------------------------------------------------------------------------------------
 
 // The address of the function that serves the method of this declaration; ends the program when there is none.
 void *MethodAddress(const char *className, const char *declaration);
@@ -39,6 +61,14 @@ Function Method(const char *className, const char *declaration)
 }
 
 // --- sockets -------------------------------------------------------------------------------------------------
+
+inline const std::vector<long> kDatagramSizes = {16, 512, 1400, 8192, 32768, 65507};
+
+// How many datagrams of this size are in flight: the default buffer keeps some more of them.
+constexpr int BatchOf(long size)
+{
+    return static_cast<int>(std::clamp(100'000 / size, 1L, 40L));
+}
 
 sockaddr_in Loopback(int port);
 
@@ -53,42 +83,77 @@ class BareSocket {
     // Sends one batch of datagrams of this size.
     void Fill(int toPort, long size) const;
 
-    // Takes all that is queued off, which must be one batch, or nothing.
-    void Drain() const;
+    // Takes all that is queued off, which must be one batch of datagrams of this size, or nothing.
+    void Drain(long size) const;
 
     int fd;
     int port = 0;
 };
 
-// A UDPSocketVYN bound like a bare socket, and its port.
+// A UDPSocketVYN bound like a bare socket.
 struct LibrarySocket {
     LibrarySocket();
+
+    // Its property of that name, which every program may write.
+    std::int64_t &Handle() const;
 
     Object object;
     int port;
 };
 
+// Gets a datagram off a bare socket with the system calls that a read of unknown size can't do without.
+struct Received {
+    explicit Received(int fd, long expected);
+    ~Received();
+    Received(const Received &) = delete;
+    Received &operator=(const Received &) = delete;
+
+    char *bytes;
+    sockaddr_in from;
+};
+
+// A quiet select without waiting on the three sets of one descriptor. The sets are as large as the highest descriptor
+// needs, and no more of them is touched than the one bit: select writes the rest itself.
+class BareSelect {
+  public:
+    explicit BareSelect(int highest);
+    void Look(int fd);
+
+  private:
+    std::vector<unsigned long> read, write, except;
+};
+
+// Allows as many descriptors as the system does.
+void AllowManyDescriptors();
+
 // --- timing --------------------------------------------------------------------------------------------------
 
-// Times a batch as a whole, once for each iteration; what is needed before it is not timed.
+// The median time of a batch for each of the `count` things that it does, after batches that only warm up. What is
+// needed before a batch is not timed.
 template <typename Prepare, typename Batch>
-void TimeBatches(benchmark::State &state, Prepare prepare, Batch batch)
+void TimeBatches(benchmark::State &state, int count, Prepare prepare, Batch batch)
 {
+    constexpr int kWarmUp = 60, kTimed = 101;
+    std::vector<double> times;
     for (auto _ : state) {
-        prepare();
-        auto start = std::chrono::steady_clock::now();
-        batch();
-        std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-        state.SetIterationTime(time.count() / kBatch);
+        for (int i = 0; i < kWarmUp + kTimed; i++) {
+            prepare();
+            auto start = std::chrono::steady_clock::now();
+            batch();
+            std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+            if (i >= kWarmUp) times.push_back(time.count() / count);
+        }
+        std::nth_element(times.begin(), times.begin() + kTimed / 2, times.end());
+        state.SetIterationTime(times[kTimed / 2]);
     }
 }
 
-// The same where a batch is the body, called once for each datagram.
+// The same where a batch is the body, called once for each thing.
 template <typename Prepare, typename Body>
-void TimeEach(benchmark::State &state, Prepare prepare, Body body)
+void TimeEach(benchmark::State &state, int count, Prepare prepare, Body body)
 {
-    TimeBatches(state, prepare, [&] {
-        for (int i = 0; i < kBatch; i++)
+    TimeBatches(state, count, prepare, [&] {
+        for (int i = 0; i < count; i++)
             body();
     });
 }
@@ -96,10 +161,17 @@ void TimeEach(benchmark::State &state, Prepare prepare, Body body)
 // A measurement gets its case: bytes, or whatever the row counts.
 using Measurement = void (*)(benchmark::State &, long);
 
-// The measurement is to run once for each case. Batched ones time themselves, as above. Result: true, so that each
-// file can register its rows from a variable.
-bool Register(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases);
-bool RegisterBatched(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases);
+// How a measurement is timed: over as many turns of its loop as Google Benchmark finds fit, after a warm-up; by
+// batches, as above; over 50 turns of a loop that rests in each.
+enum class Timing { kLoop, kBatches, kResting };
+
+// The measurement is to run once for each case. Result: true, so that each file can register its rows from a variable.
+bool Register(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases,
+              Timing timing = Timing::kLoop);
+inline bool RegisterBatched(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases)
+{
+    return Register(row, kind, measurement, cases, Timing::kBatches);
+}
 
 // Runs what was registered, row by row and case by case, the kinds of each in random order. The arguments are
 // Google Benchmark's.

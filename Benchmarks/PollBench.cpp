@@ -1,24 +1,31 @@
-// A quiet poll of one socket, beside a bare select without waiting; the case is the descriptor's number.
-//
-// A number of 0 stands for the one that the system gives. The bare call has sets of fitting size and touches no
-// more of them than the one bit: select writes the rest itself.
+// Polling: one quiet socket, many of them, an idle loop, and a datagram that comes by event. All beside bare selects.
 #include "Benchmarks/Bench.h"
+#include "Benchmarks/PlainHost.h"
 
-#include <climits>
-#include <sys/resource.h>
-#include <sys/select.h>
+#include <chrono>
+#include <thread>
 #include <unistd.h>
 
 using namespace bench;
+
+// That many sockets. They are kept from one measurement to the next, so that all kinds look at the same descriptors.
+static const std::vector<std::unique_ptr<LibrarySocket>> &Population(long count)
+{
+    static std::vector<std::unique_ptr<LibrarySocket>> sockets;
+    AllowManyDescriptors();
+    sockets.resize(std::min(sockets.size(), static_cast<std::size_t>(count)));
+    while (sockets.size() < static_cast<std::size_t>(count))
+        sockets.push_back(std::make_unique<LibrarySocket>());
+    return sockets;
+}
+
+// --- one quiet socket: the case is the descriptor's number, 0 for the one that the system gives ----------------
 
 // Moves a descriptor to this number; 0 leaves it where it is. Result: its number.
 static int MoveDescriptor(int fd, long number)
 {
     if (number == 0) return fd;
-    rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
+    Population(0); // a socket of it may have the number
     int moved = dup2(fd, static_cast<int>(number));
     Require(moved == number, "the system does not allow so high a descriptor");
     close(fd);
@@ -29,32 +36,102 @@ static void PollOurs(benchmark::State &state, long number)
 {
     auto poll = Method<void (*)(REALobjectStruct *)>("UDPSocketVYN", "Poll");
     LibrarySocket socket;
-    int fd = static_cast<int>(TheHost().Get<long>(socket.object.Get(), "Handle"));
-    TheHost().Set(socket.object.Get(), "Handle", static_cast<long>(MoveDescriptor(fd, number)));
+    socket.Handle() = MoveDescriptor(static_cast<int>(socket.Handle()), number);
     for (auto _ : state)
-        poll(socket.object.Get());
+        poll(socket.object.get());
 }
 
 static void PollBare(benchmark::State &state, long number)
 {
-    constexpr std::size_t kWordBits = CHAR_BIT * sizeof(unsigned long);
     BareSocket socket;
     socket.fd = MoveDescriptor(socket.fd, number);
-    const std::size_t word = static_cast<std::size_t>(socket.fd) / kWordBits;
-    const unsigned long bit = 1UL << (static_cast<std::size_t>(socket.fd) % kWordBits);
-    std::vector<unsigned long> read(word + 1), write(word + 1), except(word + 1);
-    auto set = [](std::vector<unsigned long> &words) { return reinterpret_cast<fd_set *>(words.data()); };
+    BareSelect select(socket.fd);
+    for (auto _ : state)
+        select.Look(socket.fd);
+}
+
+// --- many quiet sockets: one turn of the host's tasks ----------------------------------------------------------
+
+static void TurnOurs(benchmark::State &state, long count)
+{
+    Population(count);
+    for (auto _ : state)
+        RunTasks();
+}
+
+static void TurnBare(benchmark::State &state, long count)
+{
+    std::vector<int> descriptors;
+    for (const auto &socket : Population(count))
+        descriptors.push_back(static_cast<int>(socket->Handle()));
+    BareSelect select(*std::max_element(descriptors.begin(), descriptors.end()));
     for (auto _ : state) {
-        read[word] = write[word] = except[word] = bit;
-        timeval none = {0, 0};
-        int ready = select(socket.fd + 1, set(read), set(write), set(except), &none);
-        Require(ready == 1, "select failed"); // it can be written to
+        for (int fd : descriptors)
+            select.Look(fd);
     }
 }
 
-static const std::vector<long> kNumbers = {0, 10'000};
+// The loop of a host that has nothing to do: a turn, then a millisecond's rest.
+static void IdleOurs(benchmark::State &state, long count)
+{
+    Population(count);
+    for (auto _ : state) {
+        RunTasks();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+// --- a datagram by event: poll, handler, read --------------------------------------------------------------------
+
+static REALobjectStruct *(*readDatagram)(REALobjectStruct *, HostBoolean);
+static int handled;
+
+static void ReadInHandler(REALobjectStruct *object)
+{
+    Object datagram(readDatagram(object, 0));
+    handled += datagram != nullptr;
+}
+
+static void EventOurs(benchmark::State &state, long size)
+{
+    auto poll = Method<void (*)(REALobjectStruct *)>("UDPSocketVYN", "Poll");
+    readDatagram = Method<decltype(readDatagram)>("UDPSocketVYN", "Read(peek as boolean = false) as DatagramVYN");
+    BareSocket sender;
+    LibrarySocket socket;
+    SetDataHandler(socket.object.get(), ReadInHandler);
+    auto fill = [&] {
+        sender.Fill(socket.port, size);
+        handled = 0;
+    };
+    TimeBatches(state, BatchOf(size), fill, [&] {
+        for (int i = 0; i < BatchOf(size); i++)
+            poll(socket.object.get());
+        Require(handled == BatchOf(size), "an event did not come");
+    });
+}
+
+static void EventBare(benchmark::State &state, long size)
+{
+    BareSocket sender, receiver;
+    BareSelect select(receiver.fd);
+    TimeEach(
+        state, BatchOf(size), [&] { sender.Fill(receiver.port, size); },
+        [&] {
+            select.Look(receiver.fd);
+            Received received(receiver.fd, size);
+            benchmark::DoNotOptimize(received.bytes);
+        });
+}
+
+static const std::vector<long> kNumbers = {0, 10'000}, kCounts = {10, 100, 1'000, 10'000};
+static const std::vector<long> kIdleCounts = {100, 1'000, 10'000}, kEventSizes = {16, 512, 1400};
 
 [[maybe_unused]] static const bool registered[] = {
     Register("poll", "ours", PollOurs, kNumbers),
     Register("poll", "limit", PollBare, kNumbers),
+    Register("turn", "ours", TurnOurs, kCounts),
+    Register("turn", "limit", TurnBare, kCounts),
+    Register("idle", "ours", IdleOurs, kIdleCounts, Timing::kResting),
+    RegisterBatched("event", "ours", EventOurs, kEventSizes),
+    RegisterBatched("event", "limit", EventBare, kEventSizes),
 };

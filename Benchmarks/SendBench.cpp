@@ -11,12 +11,12 @@ static void SendOurs(benchmark::State &state, long size)
         "UDPSocketVYN", "SendMessage(Data as string, IP as String, Port as Integer) as Integer");
     BareSocket receiver;
     LibrarySocket socket;
-    String data(host::NewString(std::string(static_cast<std::size_t>(size), 'x')));
-    String address(host::NewString("127.0.0.1", kEncodingASCII));
+    String data(NewString(std::string(static_cast<std::size_t>(size), 'x'), kEncodingUTF8));
+    String address(NewString("127.0.0.1", kEncodingASCII));
     TimeEach(
-        state, [&] { receiver.Drain(); },
+        state, BatchOf(size), [&] { receiver.Drain(size); },
         [&] {
-            long sent = send(socket.object.Get(), data.Get(), address.Get(), receiver.port);
+            long sent = send(socket.object.get(), data.get(), address.get(), receiver.port);
             Require(sent == size, "SendMessage failed");
         });
 }
@@ -25,9 +25,10 @@ static void SendBare(benchmark::State &state, long size)
 {
     BareSocket receiver, sender;
     const std::string data(static_cast<std::size_t>(size), 'x');
+    RequireAligned(data.data());
     sockaddr_in to = Loopback(receiver.port);
     TimeEach(
-        state, [&] { receiver.Drain(); },
+        state, BatchOf(size), [&] { receiver.Drain(size); },
         [&] {
             ssize_t sent = sendto(sender.fd, data.data(), data.size(), 0, reinterpret_cast<sockaddr *>(&to), sizeof to);
             Require(sent == size, "sendto failed");

@@ -1,12 +1,8 @@
-// The 7-bit test and the conversions from UTF-8.
-//
-// No member of the library exposes either by itself, so this program links the library's object files instead of
-// loading the library: the same code, compiled the same way. It never loads the library beside them.
+// The 7-bit test and the conversions from UTF-8, which no member of the library exposes by themselves.
 #include "Benchmarks/Bench.h"
 #include "Benchmarks/ReadLimit.h"
 #include "Benchmarks/TextCases.h"
 
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbTextDecode.h"
 #include "Source/Utility/rbUtil.h"
@@ -63,9 +59,9 @@ template <typename Unit, bool isMixed>
 static void MakeView(benchmark::State &state, long size)
 {
     Conversion<Unit, isMixed> conversion(size);
-    String string(host::NewString(conversion.text));
+    String string(NewString(conversion.text, kEncodingUTF8));
     for (auto _ : state) {
-        rbText text(string.Get());
+        rbText text(string.get());
         if constexpr (sizeof(Unit) == 2) {
             Require(text.LengthUTF16() > 0, "a text was not converted");
         } else {
@@ -76,9 +72,3 @@ static void MakeView(benchmark::State &state, long size)
 
 REGISTER_CONVERSIONS("ours", Decode)
 REGISTER_CONVERSIONS("whole view", MakeView)
-
-int main(int count, char **arguments)
-{
-    TheHost().Start(REALPluginMain);
-    RunAll(count, arguments);
-}

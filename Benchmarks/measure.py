@@ -1,29 +1,24 @@
 """Runs what measures, several rounds, and collects the times. In a round, what is compared runs side by side.
 
-A result maps (row, case) to the kinds of it, and each kind to its times in nanoseconds, one a round. Kinds whose
-package is not installed are left out.
+A result maps (row, case) to the kinds of it, and each kind to its times in nanoseconds, one a round; the times of
+`idle` are percents of a core. Kinds whose package is not installed are left out.
 """
 import json
 import pathlib
-import re
-import shutil
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).resolve().parent
-BUILD = HERE.parent / "build"
+BUILD = pathlib.Path(__file__).resolve().parent.parent / "build"
 LIBRARY = BUILD / "libVYNNetwork.Linux32.so.21016"
+ROUNDS = 21
+LOADINGS = 101
 
-# The rows of each program, by the first word of their names.
+# The rows of each program, by the first word of their names. Many sockets have a process of their own.
 PROGRAMS = {
-    ("send", "read", "poll", "checksum"): [BUILD / "network_bench", LIBRARY],
-    ("ascii", "utf8"): [BUILD / "text_bench"],
-}
-SCRIPTS = {  # kind: what runs it, the script, a program that fails when the peer is not there
-    "ours": ([BUILD / "vynhost"], "vynhost.lua", None),
-    "LuaSocket": (["lua5.4"], "luasocket.lua", "require('socket')"),
-    "luv": (["lua5.4"], "luv.lua", "require('luv')"),
-    "Python": ([sys.executable, "-B"], "python.py", None),
+    ("send", "read", "event", "poll", "checksum"): [BUILD / "network_bench", LIBRARY],
+    ("turn", "idle"): [BUILD / "network_bench", LIBRARY],
+    ("view", "element", "ascii", "utf8"): [BUILD / "internals_bench"],
+    ("stand-in",): [BUILD / "standin_bench", LIBRARY],
 }
 
 
@@ -38,7 +33,7 @@ def add(result, row, case, kind, time):
     result.setdefault((row, int(case)), {}).setdefault(kind, []).append(time)
 
 
-def measure_programs(result, names, rounds):
+def measure_programs(result, names):
     """A fresh process for each round; in it the kinds of a row and case follow each other."""
     for rows, command in PROGRAMS.items():
         wanted = [row for row in rows if row in names]
@@ -46,41 +41,23 @@ def measure_programs(result, names, rounds):
             continue
         command = [*command, "--benchmark_format=json", "--benchmark_min_time=0.02",
                    f"--benchmark_filter=^({'|'.join(wanted)})[ /]"]
-        for _ in range(rounds):
+        for _ in range(ROUNDS):
             for each in json.loads(run(command))["benchmarks"]:
                 row, kind, case = each["name"].split("/")[:3]
-                add(result, row, case, kind, each["real_time"])
+                share = 100 * each["cpu_time"] / each["real_time"]
+                add(result, row, case, kind, share if row == "idle" else each["real_time"])
 
 
-def measure_loading(result, rounds):
+def measure_loading(result):
     """A fresh process for each loading."""
-    for _ in range(rounds):
+    for _ in range(LOADINGS):
         for kind, library in (("ours", LIBRARY), ("limit", BUILD / "libempty_plugin.so")):
             add(result, "load", 0, kind, float(run([BUILD / "load_once", library])))
 
 
-def is_there(kind):
-    runner, _, probe = SCRIPTS[kind]
-    if shutil.which(runner[0]) is None:
-        return False
-    return probe is None or subprocess.run([*runner, "-e", probe], capture_output=True).returncode == 0
-
-
-def measure_scripts(result, rounds):
-    """The same loop, once in each script language a round."""
-    kinds = [kind for kind in SCRIPTS if is_there(kind)]
-    for _ in range(rounds):
-        for kind in kinds:
-            runner, script, _ = SCRIPTS[kind]
-            for action, size, time in re.findall(r"(\w+) (\d+) ([\d.]+)", run([*runner, HERE / "Scripts" / script])):
-                add(result, f"script {action}", size, kind, float(time))
-
-
 def measure(names):
     result = {}
-    measure_programs(result, names, rounds=25)
+    measure_programs(result, names)
     if "load" in names:
-        measure_loading(result, rounds=101)
-    if "script" in names:
-        measure_scripts(result, rounds=15)
+        measure_loading(result)
     return result

@@ -1,16 +1,13 @@
--- What many sockets in one program cost: memory for each, and the time of one turn of the host's loop.
+-- What many sockets in one program of the stand-in host cost: memory for each, and the share of a core when idle.
 --
 --   build/vynhost Benchmarks/scale.lua [LIMIT]      no more sockets than LIMIT; 10,000 when left out
 --
--- Each socket gets one datagram and must have its event, exactly once. Then all are quiet, and the turns are timed:
--- a turn polls every socket. The exit status is 1 unless every event came and a socket of the last row costs at most
--- twice the time of one of the row before; growth with the square would make it ten times. Memory is that of the
--- process: Lua's and the host's share included.
+-- Each socket gets one datagram and must have its event, exactly once; the exit status is 1 unless all did. Then all
+-- are quiet. Memory is that of the process: Lua's and the host's share included.
 -- As many descriptors must be allowed (ulimit -n), or the table ends earlier and says so.
 
 local LIMIT = math.tointeger(tonumber((...) or 10000)) or error("usage: scale.lua [LIMIT]", 0)
 local BURST = 100 -- datagrams in flight; each goes to another socket
-local ALLOWED_GROWTH = 2
 
 local function memory()
   host.collect()
@@ -61,24 +58,17 @@ local function missing()
   return wrong
 end
 
--- Microseconds of the action: the fastest of several rounds, for what else the machine does is no part of it.
-local function microseconds(times, action)
-  local fastest = math.huge
-  for _ = 1, 20 do
-    local started = host.time()
-    for _ = 1, times do
-      action()
-    end
-    fastest = math.min(fastest, (host.time() - started) / times)
-  end
-  return fastest * 1e6
+-- Percents of a core that the host's loop takes while nothing happens: it polls every socket, rests for a millisecond
+-- and begins again.
+local function idle()
+  local before = os.clock()
+  host.run(function() return false end, 1)
+  return 100 * (os.clock() - before)
 end
 
--- The last column is one socket alone, that with the highest descriptor, polled again and again: how much of the
--- growth comes from the descriptor's number. The rest comes from the number of sockets: their memory leaves the caches.
-print("| sockets | without their event | a quiet turn, us | for each, us | memory for each, KiB | the last alone, us |")
-print("|--:|--:|--:|--:|--:|--:|")
-local failed, previous, growth = false, nil, nil
+print("| sockets | without their event | memory for each, KiB | idle, % of a core |")
+print("|--:|--:|--:|--:|")
+local failed = false
 local empty = memory()
 for _, count in ipairs({ 10, 100, 1000, 10000 }) do
   if count > LIMIT then
@@ -88,19 +78,9 @@ for _, count in ipairs({ 10, 100, 1000, 10000 }) do
     print(("not more than %d sockets: the limit of open files (ulimit -n) ends it there"):format(#sockets))
     break
   end
-  local used, wrong, last = memory() - empty, missing(), sockets[count]
-  local each = microseconds(math.max(1, 2000 // count), host.step) / count
-  local alone = microseconds(1000, function() last:Poll() end)
-  print(("| %d | %d | %.1f | %.3f | %.2f | %.3f |"):format(count, wrong, each * count, each, used / count, alone))
+  local used, wrong = memory() - empty, missing()
+  print(("| %d | %d | %.2f | %.0f |"):format(count, wrong, used / count, idle()))
   failed = failed or wrong > 0
-  growth = previous and each / previous
-  previous = each
-end
-if growth then
-  local linear = growth <= ALLOWED_GROWTH
-  print(("the time of a turn grows %s the number of sockets: a socket costs %.2f times what it costs in the row before")
-    :format(linear and "with" or "faster than", growth))
-  failed = failed or not linear
 end
 if failed then
   error("scale: failed", 0)

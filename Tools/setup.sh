@@ -6,7 +6,7 @@ set -euo pipefail
 declare -A packages=(
   [build]="g++ cmake ninja-build pkg-config liblua5.4-dev"
   [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 valgrind binutils iproute2 libbenchmark-dev mount util-linux nftables"
-  [bench]="libbenchmark-dev python3 lua5.4 lua-socket lua-luv libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
+  [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
   [coverage]="gcovr"
   [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libgtest-dev:arm64"
 )

@@ -15,7 +15,7 @@ static void SendAsio(benchmark::State &state, long size)
     const std::string data(static_cast<std::size_t>(size), 'x'), address = "127.0.0.1";
     auto port = static_cast<std::uint16_t>(receiver.port);
     TimeEach(
-        state, [&] { receiver.Drain(); },
+        state, BatchOf(size), [&] { receiver.Drain(size); },
         [&] { socket.send_to(asio::buffer(data), udp::endpoint(asio::ip::make_address(address), port)); });
 }
 
@@ -27,7 +27,7 @@ static void ReadAsio(benchmark::State &state, long size)
     int port = socket.local_endpoint().port();
     std::vector<char> buffer(65'535);
     TimeEach(
-        state, [&] { sender.Fill(port, size); },
+        state, BatchOf(size), [&] { sender.Fill(port, size); },
         [&] {
             udp::endpoint from;
             std::size_t received = socket.receive_from(asio::buffer(buffer), from);

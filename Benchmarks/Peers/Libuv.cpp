@@ -94,7 +94,7 @@ static void SendLibuv(benchmark::State &state, long size)
     UVSocket socket;
     const std::string data(static_cast<std::size_t>(size), 'x');
     TimeEach(
-        state, [&] { receiver.Drain(); },
+        state, BatchOf(size), [&] { receiver.Drain(size); },
         [&] { Require(socket.Send(data, "127.0.0.1", receiver.port) == size, "libuv did not send"); });
 }
 
@@ -105,7 +105,7 @@ static void ReadLibuv(benchmark::State &state, long size)
     int port = socket.Port();
     socket.StartReceiving(size);
     TimeBatches(
-        state, [&] { sender.Fill(port, size); }, [&] { socket.AwaitDatagrams(kBatch); });
+        state, BatchOf(size), [&] { sender.Fill(port, size); }, [&] { socket.AwaitDatagrams(BatchOf(size)); });
 }
 
 [[maybe_unused]] static const bool registered[] = {

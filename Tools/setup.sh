@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages of the groups named that are not there yet; says nothing when all are.
-#   Tools/setup.sh build | test | bench | aarch64 ...
+#   Tools/setup.sh build | test | bench | package | aarch64 ...
 set -euo pipefail
 
 declare -A packages=(
@@ -8,6 +8,7 @@ declare -A packages=(
   [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 valgrind binutils iproute2 libbenchmark-dev mount util-linux nftables"
   [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
   [coverage]="gcovr"
+  [package]="debhelper dpkg-dev lintian"
   [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libgtest-dev:arm64"
 )
 

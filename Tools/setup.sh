@@ -12,6 +12,10 @@ declare -A packages=(
   [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libgtest-dev:arm64"
 )
 
+if ! command -v dpkg >/dev/null; then
+  echo "setup: this is not Debian; what is needed is the like of: $(for group in "$@"; do printf '%s ' "${packages[$group]}"; done)" >&2
+  exit 0 # the build says what is missing
+fi
 native=$(dpkg --print-architecture)
 
 # Whether the package is installed, for this machine unless its name says another.
@@ -34,7 +38,14 @@ done
 ((${#missing[@]})) || exit 0
 
 root=()
-[[ $(id -u) == 0 ]] || root=(sudo)
+if [[ $(id -u) != 0 ]]; then
+  root=(sudo)
+  if ! command -v sudo >/dev/null; then
+    echo "setup: packages are missing. As root type:" >&2
+    echo "  ${foreign:+dpkg --add-architecture arm64 && }apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+fi
 echo "installing: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 [[ -z ${foreign:-} ]] || "${root[@]}" dpkg --add-architecture arm64

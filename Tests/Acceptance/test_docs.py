@@ -1,4 +1,4 @@
-"""The pages say what is there: the reference, the picture of the rooms, and the examples of the guide."""
+"""The pages say what is there: the reference, the picture of the layers, and the examples of the guide."""
 import os
 import pathlib
 import re
@@ -23,7 +23,7 @@ class Pages(unittest.TestCase):
         self.assertEqual(run_tool("reference.py", "--check", *EMULATOR, HOST), "")
 
     def test_includes_point_down_and_the_picture_is_fresh(self):
-        self.assertEqual(run_tool("rooms.py", "--check"), "")
+        self.assertEqual(run_tool("layers.py", "--check"), "")
 
     def test_the_guide_names_every_example_and_no_other(self):
         named = re.findall(r"Examples/(\w+\.lua)", (ROOT / "Docs/guide.md").read_text(encoding="utf-8"))

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Draws the rooms of the project and who includes whom, from the includes themselves.
+"""Draws the layers of the project and who includes whom, from the includes themselves.
 
-    Tools/rooms.py            writes Docs/rooms.dot, and Docs/rooms.svg where Graphviz is installed
-    Tools/rooms.py --check    fails when an include breaks the rules below, or a picture is stale
+    Tools/layers.py            writes Docs/layers.dot, and Docs/layers.svg where Graphviz is installed
+    Tools/layers.py --check    fails when an include breaks the rules below, or a picture is stale
 
-A room is a folder, or a single file of one. What a room may include stands in ROOMS and nowhere else.
+A layer is a folder, or a single file of one. What a layer may include is in LAYERS alone.
 """
 import hashlib
 import os
@@ -15,7 +15,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DOT, SVG = ROOT / "Docs/rooms.dot", ROOT / "Docs/rooms.svg"
+DOT, SVG = ROOT / "Docs/layers.dot", ROOT / "Docs/layers.svg"
 
 GLUE, UTILITY, LIBS, NETWORK = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket", "Source/Plugins/Network"
 RECORDS = tuple(f"{GLUE}/{name}" for name in
@@ -26,10 +26,10 @@ EVERYTHING = ("",)
 STANDARD, SYSTEM, ANY = r"[a-z_]+", r"(?!(lua|ffi|gtest|gmock|benchmark)\b).+", r".+"
 SCRIPT = rf"lua\.hpp|ffi\.h|{SYSTEM}"
 
-# How to read a row: the room; what it may include of this project, as beginnings of paths; what it may
+# How to read a row: the layer; what it may include of this project, as beginnings of paths; what it may
 # include in angle brackets. Of several rows that fit a file, the last one counts.
-ROOMS = [
-    # room                         of this project                                         in angle brackets
+LAYERS = [
+    # layer                         of this project                                         in angle brackets
     (GLUE,                         (f"{GLUE}/",),                                          STANDARD),
     (UTILITY,                      (f"{GLUE}/", f"{UTILITY}/"),                            SYSTEM),
     (LIBS,                         (f"{LIBS}/", f"{UTILITY}/rbDebug.h"),                   SYSTEM),
@@ -47,8 +47,8 @@ INCLUDE = re.compile(r'^\s*#\s*include\b\s*(?:"([^"]+)"|<([^>]+)>|.*)', re.MULTI
 
 
 def row_of(path):
-    """The row of ROOMS for a file, or None for a file that stands in no room."""
-    rows = [row for row in ROOMS if path == row[0] or path.startswith(row[0] + "/")]
+    """The row of LAYERS for a file, or None for a file that is in no layer."""
+    rows = [row for row in LAYERS if path == row[0] or path.startswith(row[0] + "/")]
     return rows[-1] if rows else None
 
 
@@ -67,23 +67,23 @@ def find_header(path, header):
 
 def fault_of(row, path, own, angled):
     """What is wrong with one include, or None."""
-    room, allowed, brackets = row
+    layer, allowed, brackets = row
     if angled:
-        return None if re.fullmatch(brackets, angled) else f"{room} may not include <{angled}>"
+        return None if re.fullmatch(brackets, angled) else f"{layer} may not include <{angled}>"
     target = find_header(path, own) if own else None
     if target is None:
         return f"an include of '{own}', which is no file here"
-    return None if target.startswith(allowed) else f"{room} may not include {target}"
+    return None if target.startswith(allowed) else f"{layer} may not include {target}"
 
 
 def walk():
-    """The pairs of rooms of which the first includes the second, and the faults as lines of text."""
+    """The pairs of layers of which the first includes the second, and the faults as lines of text."""
     edges, faults = set(), []
     for path in sources():
         name = os.path.relpath(path, ROOT)
         row = row_of(name)
         if row is None:
-            faults.append(f"{name}: stands in no room")
+            faults.append(f"{name} is in no layer")
             continue
         for own, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
             fault = fault_of(row, path, own, angled)
@@ -95,18 +95,18 @@ def walk():
 
 
 def draw(edges):
-    lines = ["// Made by Tools/rooms.py from the includes: an arrow goes from who includes to who is included.",
-             "digraph rooms {",
+    lines = ["// Made by Tools/layers.py from the includes: an arrow goes from who includes to who is included.",
+             "digraph layers {",
              '    graph [rankdir=TB, fontname="sans-serif"];',
              '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
     groups = [("the library", ("Source/", "Libs/")), ("the stand-in host", ("Host/",)), ("", ("Tests", "Benchmarks"))]
     for number, (label, beginnings) in enumerate(groups):
-        inside = [row[0] for row in ROOMS if row[0].startswith(beginnings)]
+        inside = [row[0] for row in LAYERS if row[0].startswith(beginnings)]
         indent = "    "
         if label:
             lines += [f"    subgraph cluster_{number} {{", f'        label="{label}";']
             indent *= 2
-        lines += [f'{indent}"{room}";' for room in inside]
+        lines += [f'{indent}"{layer}";' for layer in inside]
         if label:
             lines.append("    }")
     lines += [f'    "{source}" -> "{target}";' for source, target in sorted(edges)]
@@ -115,7 +115,7 @@ def draw(edges):
 
 def mark(dot):
     """The last line of the drawing: which text it was drawn from."""
-    return f"<!-- drawn from rooms.dot, SHA-256 {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
+    return f"<!-- drawn from layers.dot, SHA-256 {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
 
 
 def write(dot):
@@ -124,19 +124,19 @@ def write(dot):
         svg = subprocess.run(["dot", "-Tsvg"], input=dot, check=True, capture_output=True, text=True).stdout
         SVG.write_text(svg + mark(dot), encoding="utf-8")
     else:
-        print("rooms: Docs/rooms.svg is as it was, for Graphviz is not installed", file=sys.stderr)
+        print("layers: Docs/layers.svg is as it was, for Graphviz is not installed", file=sys.stderr)
 
 
 def stale(dot):
     if not DOT.is_file() or DOT.read_text(encoding="utf-8") != dot:
-        yield "Docs/rooms.dot is stale: run Tools/rooms.py"
+        yield "Docs/layers.dot is stale: run Tools/layers.py"
     if not SVG.is_file() or not SVG.read_text(encoding="utf-8").endswith(mark(dot)):
-        yield "Docs/rooms.svg is stale: run Tools/rooms.py where Graphviz is installed"
+        yield "Docs/layers.svg is stale: run Tools/layers.py where Graphviz is installed"
 
 
 def main(arguments):
     if arguments not in ([], ["--check"]):
-        sys.exit("usage: Tools/rooms.py [--check]")
+        sys.exit("usage: Tools/layers.py [--check]")
     edges, faults = walk()
     dot = draw(edges)
     if arguments:

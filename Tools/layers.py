@@ -37,7 +37,7 @@ LAYERS = [
     (NETWORK,                      (f"{GLUE}/", f"{UTILITY}/", f"{LIBS}/", f"{NETWORK}/"), SYSTEM),
     ("Host/Runtime",               ("Host/Runtime/", *RECORDS),                            SYSTEM),
     ("Host/Script",                ("Host/Runtime/", "Host/Script/"),                      SCRIPT),
-    ("Host/vynhost.cpp",           ("Host/",),                                             SYSTEM),
+    ("Host/Program",               ("Host/",),                                             SYSTEM),
     ("Host/Tests",                 ("Host/",),                                             ANY),
     ("Tests",                      EVERYTHING,                                             ANY),
     ("Benchmarks",                 EVERYTHING,                                             ANY),

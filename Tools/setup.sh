@@ -4,12 +4,12 @@
 set -euo pipefail
 
 declare -A packages=(
-  [build]="g++ cmake ninja-build pkg-config liblua5.4-dev"
+  [build]="g++ cmake ninja-build pkg-config liblua5.4-dev libedit-dev libcli11-dev"
   [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 valgrind binutils iproute2 libbenchmark-dev mount util-linux nftables"
   [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
   [coverage]="gcovr"
   [package]="debhelper dpkg-dev lintian"
-  [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libgtest-dev:arm64"
+  [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libedit-dev:arm64 libgtest-dev:arm64"
 )
 
 if ! command -v dpkg >/dev/null; then

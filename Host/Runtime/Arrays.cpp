@@ -61,7 +61,7 @@ Block *BlockOf(void *array, const char *operation)
     const Class *type = ClassOf(object, operation);
     if (type == nullptr) return nullptr;
     if (type->name != "Array") {
-        Host::Current().ledger.Error(std::string(operation) + ": an array was expected, not a " + type->name);
+        Host::Current().ledger.Error(std::string(operation) + ": an array was expected, but found: " + type->name);
         return nullptr;
     }
     return static_cast<Block *>(InstanceBlock(object, *type));

@@ -15,6 +15,8 @@ struct Exception {
     std::string className;
     std::string message;
     long number = 0;
+    std::string where = {};     // the place in the program, as file:line, if it is known
+    std::string traceback = {}; // of the program there
 
     std::string Text() const { return className + ": " + message; }
 };

@@ -52,7 +52,7 @@ void *Existing(const Function *function, const char *prototype)
 
 Host::Host(const Options &options) : version(options.version), inRuntime(options.inRuntime)
 {
-    std::signal(SIGPIPE, SIG_IGN);
+    if (options.ignoresBrokenPipes) std::signal(SIGPIPE, SIG_IGN);
     TakeEntriesAway(options);
     AddMemoryBlockClass(classes);
     AddExceptionClasses(classes);

@@ -31,6 +31,7 @@ struct Options {
     std::map<std::string, std::size_t> offsets{}; // of instance blocks, by class; 48 otherwise
     std::vector<std::string> without{};           // entries that this host lacks
     bool bare = false;                            // lacks all but the two of start-up
+    bool ignoresBrokenPipes = true;               // whoever sends to a peer that has gone gets an error, no signal
 };
 
 class Host {

@@ -109,7 +109,7 @@ bool IsBlock(REALobjectStruct *object, const char *operation)
 {
     const Class *type = ClassOf(object, operation);
     if (type != nullptr && !type->isMemoryBlock)
-        Host::Current().ledger.Error("a memory block was expected, not a " + type->name);
+        Host::Current().ledger.Error("a memory block was expected, but found: " + type->name);
     return type != nullptr && type->isMemoryBlock;
 }
 

@@ -199,6 +199,7 @@ int CallMethod(lua_State *state, const Method &method, REALobjectStruct *object,
     Frame frame(*form);
     frame.TakeArguments(state, first);
     frame.Run(object);
+    Script::Of(state).ShowHandlerError();
     return frame.GiveResults(state);
 }
 

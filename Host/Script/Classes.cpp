@@ -71,12 +71,19 @@ class TableMaker {
 
     int Readers() const { return readers; }
 
-    // Takes the two tables off the stack and leaves a metatable that uses them.
-    void Finish()
+    // Takes the two tables off the stack and leaves a metatable that uses them, of a class or else of a module.
+    void Finish(const Class *type, const Module *module)
     {
         lua_newtable(state);
         SetAccess<ReadMember>("__index", readers);
         SetAccess<AssignMember>("__newindex", readers + 1);
+        SetPointer(classField, type);
+        SetPointer(moduleField, module);
+        lua_pushstring(state, "__pairs");
+        lua_pushlightuserdata(state, const_cast<Class *>(type));
+        lua_pushlightuserdata(state, const_cast<Module *>(module));
+        lua_pushcclosure(state, LuaFunction<ListMembers>, 2);
+        lua_rawset(state, -3);
         lua_replace(state, readers);
         lua_settop(state, readers);
     }
@@ -107,6 +114,13 @@ class TableMaker {
         lua_pushvalue(state, members);
         SetKey(owner);
         lua_pushcclosure(state, LuaFunction<body>, 2);
+        lua_rawset(state, -3);
+    }
+
+    void SetPointer(const char *field, const void *pointer)
+    {
+        lua_pushstring(state, field);
+        lua_pushlightuserdata(state, const_cast<void *>(pointer));
         lua_rawset(state, -3);
     }
 
@@ -145,7 +159,7 @@ const Method *MakeObjectTable(lua_State *state, const Class &type)
         SetFunction<BlockByte>(state, "byte");
         lua_pop(state, 1);
     }
-    maker.Finish();
+    maker.Finish(&type, nullptr);
     if (type.isMemoryBlock) SetFunction<BlockLength>(state, "__len");
     SetProxyFunctions(state, type.name);
     lua_rawsetp(state, LUA_REGISTRYINDEX, &type);
@@ -171,7 +185,7 @@ void OpenClass(lua_State *state, const Class &type)
         maker.AddProperty(property);
     for (const Constant &constant : type.constants)
         maker.AddConstant(constant);
-    maker.Finish();
+    maker.Finish(&type, nullptr);
 
     lua_pushstring(state, "__call");
     lua_pushlightuserdata(state, const_cast<Class *>(&type));
@@ -191,7 +205,7 @@ void OpenModule(lua_State *state, const Module &module)
         maker.AddProperty(property);
     for (const Constant &constant : module.constants)
         maker.AddConstant(constant);
-    maker.Finish();
+    maker.Finish(nullptr, &module);
     SetGlobalTable(state, module.name);
 }
 

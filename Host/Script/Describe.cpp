@@ -1,93 +1,146 @@
 #include "Host/Script/Describe.h"
 
+#include <algorithm>
+
 namespace host {
 namespace {
 
-class Writer {
-  public:
-    explicit Writer(bool asMarkdown) : markdown(asMarkdown) {}
+using Lines = std::vector<MemberLine>;
 
-    void Heading(const std::string &kind, const std::string &name)
-    {
-        if (!text.empty()) text += "\n";
-        text += (markdown ? "## " + kind + " `" + name + "`" : kind + " " + name) + "\n";
-    }
-
-    // A list under a heading of its own; nothing at all for an empty one.
-    template <typename Items, typename ToLine>
-    void List(const char *title, const Items &items, ToLine toLine)
-    {
-        if (items.empty()) return;
-        text += markdown ? std::string("\n### ") + title + "\n\n" : std::string("  ") + title + "\n";
-        for (const auto &item : items) {
-            auto [code, remark] = toLine(item);
-            if (!remark.empty()) remark = " (" + remark + ")";
-            text += (markdown ? "- `" + code + "`" : "    " + code) + remark + "\n";
-        }
-    }
-
-    const std::string &Text() const { return text; }
-
-  private:
-    bool markdown;
-    std::string text;
-};
-
-using Line = std::pair<std::string, std::string>; // code and a remark on it
-
-Line DescribeFunction(const Function &function)
+template <typename Items, typename ToLine>
+void Add(Lines &lines, const char *section, const Items &items, ToLine toLine)
 {
-    const Declaration &declaration = function.declaration;
-    bool saysItself = declaration.extends.empty() || declaration.text.find("extends ") != std::string::npos;
-    return {declaration.text, saysItself ? "" : "extends " + declaration.extends};
+    for (const auto &item : items) {
+        auto [name, text] = toLine(item);
+        lines.push_back({section, name, text});
+    }
 }
 
-Line DescribeProperty(const Property &property)
+using Line = std::pair<std::string, std::string>; // name and declaration
+
+Line LineOf(const Function &function)
+{
+    return {function.declaration.name, function.declaration.text};
+}
+
+Line LineOf(const Property &property)
 {
     std::string remark = property.ReadOnly() ? "read-only" : "";
     if (property.Hidden()) remark += remark.empty() ? "hidden" : ", hidden";
-    return {property.name + " As " + property.type.name, remark};
+    return {property.name, property.name + " As " + property.type.name + (remark.empty() ? "" : " (" + remark + ")")};
 }
 
-Line DescribeEvent(const std::unique_ptr<Event> &event)
+Line LineOf(const std::unique_ptr<Event> &event)
 {
-    return {event->name, ""};
+    return {event->name, event->name};
 }
 
-Line DescribeConstant(const Constant &constant)
+Line LineOf(const Constant &constant)
 {
-    return {constant.name + " = " + constant.text, ""};
+    return {constant.name, constant.name + " = " + constant.text};
 }
 
-void DescribeClass(Writer &writer, const Class &type)
+constexpr auto toLine = [](const auto &item) { return LineOf(item); };
+
+struct Owner {
+    std::string heading, name;
+    Lines members;
+};
+
+std::string Headed(const Owner &owner)
 {
-    writer.Heading("Class", type.super != nullptr ? type.name + ", a " + type.super->name : type.name);
-    writer.List("Properties", type.properties, DescribeProperty);
-    writer.List("Methods", type.methods, DescribeFunction);
-    writer.List("Events", type.events, DescribeEvent);
-    writer.List("Constants", type.constants, DescribeConstant);
-    writer.List("Shared properties", type.sharedProperties, DescribeProperty);
-    writer.List("Shared methods", type.sharedMethods, DescribeFunction);
+    std::string text = owner.heading + "\n";
+    const char *section = "";
+    for (const MemberLine &member : owner.members) {
+        if (section != std::string_view(member.section)) text += std::string("  ") + member.section + "\n";
+        section = member.section;
+        text += "    " + member.text + "\n";
+    }
+    return text;
+}
+
+std::vector<Owner> Owners(const Host &host, bool ofHostToo)
+{
+    std::vector<Owner> owners;
+    for (const auto &type : host.classes.All()) {
+        if (type->isOwn && !ofHostToo) continue;
+        std::string super = type->super != nullptr ? ", a " + type->super->name : "";
+        owners.push_back({"Class " + type->name + super, type->name, MembersOf(*type)});
+    }
+    for (const auto &module : host.classes.Modules())
+        owners.push_back({"Module " + module->name, module->name, MembersOf(*module)});
+    Owner single{"Functions outside of modules", "", {}};
+    Add(single.members, "Functions", host.classes.PluginFunctions(), toLine);
+    if (!single.members.empty()) owners.push_back(std::move(single));
+    return owners;
+}
+
+// The declarations of the members that are meant by "Owner.Member", or by the name alone in a module.
+std::string DeclarationsOf(const Owner &owner, std::string_view name)
+{
+    std::string text;
+    for (const MemberLine &member : owner.members) {
+        bool isGlobal = std::string_view(member.section) == "Functions" && SameName(member.name, name);
+        if (isGlobal || SameName(owner.name + "." + member.name, name)) text += member.text + "\n";
+    }
+    return text;
 }
 
 } // namespace
 
-std::string Describe(const Host &host, bool markdown)
+std::vector<MemberLine> MembersOf(const Class &type)
 {
-    Writer writer(markdown);
-    for (const auto &type : host.classes.All()) {
-        if (!type->isOwn) DescribeClass(writer, *type);
+    Lines lines;
+    Add(lines, "Properties", type.properties, toLine);
+    Add(lines, "Methods", type.methods, toLine);
+    Add(lines, "Events", type.events, toLine);
+    Add(lines, "Constants", type.constants, toLine);
+    Add(lines, "Shared properties", type.sharedProperties, toLine);
+    Add(lines, "Shared methods", type.sharedMethods, toLine);
+    return lines;
+}
+
+std::vector<MemberLine> MembersOf(const Module &module)
+{
+    Lines lines;
+    Add(lines, "Functions", module.functions, toLine);
+    Add(lines, "Properties", module.properties, toLine);
+    Add(lines, "Constants", module.constants, toLine);
+    return lines;
+}
+
+std::vector<MemberLine> AllMembersOf(const Host &host, const Class &type)
+{
+    Lines lines;
+    for (const Class *level = &type; level != nullptr; level = level->super) {
+        auto own = MembersOf(*level);
+        lines.insert(lines.end(), own.begin(), own.end());
+        for (const Function *function : host.classes.AllFunctions()) {
+            const Declaration &declaration = function->declaration;
+            if (!SameName(declaration.extends, level->name)) continue;
+            lines.push_back({"Extensions", declaration.name, declaration.text});
+        }
     }
-    for (const auto &module : host.classes.Modules()) {
-        writer.Heading("Module", module->name);
-        writer.List("Functions", module->functions, DescribeFunction);
-        writer.List("Properties", module->properties, DescribeProperty);
-        writer.List("Constants", module->constants, DescribeConstant);
+    if (type.isMemoryBlock) {
+        lines.push_back({"Methods", "bytes", "bytes() as string"});
+        lines.push_back({"Methods", "byte", "byte(offset as Integer[, value as Integer]) as Integer"});
     }
-    auto single = host.classes.PluginFunctions();
-    if (!single.empty()) writer.Heading("Functions", "outside of modules");
-    writer.List("Functions", single, DescribeFunction);
-    return writer.Text();
+    std::erase_if(lines, [](const MemberLine &line) { return line.name.starts_with("Operator_"); });
+    return lines;
+}
+
+std::string Describe(const Host &host, std::string_view name)
+{
+    std::string text;
+    for (const Owner &owner : Owners(host, !name.empty())) {
+        if (name.empty() || SameName(owner.name, name)) {
+            text += (text.empty() ? "" : "\n") + Headed(owner);
+        } else {
+            text += DeclarationsOf(owner, name);
+        }
+    }
+    if (text.empty()) throw std::invalid_argument("nothing is registered under the name " + std::string(name));
+    return text;
 }
 
 } // namespace host

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -15,6 +16,9 @@
 
 namespace host {
 namespace {
+
+// The module's table, by its address in the registry.
+constexpr char moduleKey = 0;
 
 // --- arguments ---------------------------------------------------------------------------------------------
 
@@ -82,23 +86,27 @@ int Run(lua_State *state)
 {
     bool hasCondition = lua_isfunction(state, 1);
     double seconds = SecondsArgument(state, hasCondition ? 2 : 1);
-    std::function<bool()> condition;
-    if (hasCondition) {
-        condition = [state] {
-            lua_pushvalue(state, 1);
-            Script::Call(state, 0, 1);
-            bool holds = lua_toboolean(state, -1) != 0;
-            lua_pop(state, 1);
-            return holds;
-        };
-    }
-    lua_pushboolean(state, Host::Current().tasks.Run(seconds, condition));
+    Script &script = Script::Of(state);
+    auto condition = [&] {
+        script.ShowHandlerError();
+        script.CheckStop();
+        if (!hasCondition) return false;
+        lua_pushvalue(state, 1);
+        Script::Call(state, 0, 1);
+        bool holds = lua_toboolean(state, -1) != 0;
+        lua_pop(state, 1);
+        return holds;
+    };
+    bool held = Host::Current().tasks.Run(seconds, condition);
+    script.ShowHandlerError();
+    lua_pushboolean(state, held);
     return 1;
 }
 
-int Step(lua_State *)
+int Step(lua_State *state)
 {
     Host::Current().tasks.Step();
+    Script::Of(state).ShowHandlerError();
     return 0;
 }
 
@@ -124,6 +132,12 @@ int RaiseStandard(lua_State *state)
 int Collect(lua_State *state)
 {
     lua_gc(state, LUA_GCCOLLECT);
+    return 0;
+}
+
+int IgnoreBrokenPipes(lua_State *)
+{
+    std::signal(SIGPIPE, SIG_IGN);
     return 0;
 }
 
@@ -277,6 +291,14 @@ int IsOpen(lua_State *state)
 
 } // namespace
 
+void PushErrorHandler(lua_State *state)
+{
+    lua_rawgetp(state, LUA_REGISTRYINDEX, &moduleKey);
+    lua_pushstring(state, "onError");
+    lua_rawget(state, -2);
+    lua_remove(state, -2);
+}
+
 void OpenHostModule(lua_State *state)
 {
     lua_newtable(state);
@@ -288,6 +310,7 @@ void OpenHostModule(lua_State *state)
     SetFunction<RaiseException>(state, "exception");
     SetFunction<RaiseStandard>(state, "raiseStandard");
     SetFunction<Collect>(state, "collect");
+    SetFunction<IgnoreBrokenPipes>(state, "ignoreBrokenPipes");
     SetFunction<Sleep>(state, "sleep");
     SetFunction<Time>(state, "time");
     SetFunction<OpenTCP>(state, "tcp");
@@ -313,6 +336,8 @@ void OpenHostModule(lua_State *state)
         lua_rawseti(state, -2, static_cast<lua_Integer>(i + 1));
     }
     lua_rawset(state, -3);
+    lua_pushvalue(state, -1);
+    lua_rawsetp(state, LUA_REGISTRYINDEX, &moduleKey);
     lua_setglobal(state, "host");
 }
 

@@ -1,110 +1,19 @@
 #include "Host/Script/Lua.h"
 
 #include "Host/Script/Calls.h"
+#include "Host/Script/Help.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 namespace host {
 namespace {
 
-// The metatable of host exceptions, by its address in the registry.
-constexpr char exceptionKey = 0;
-
-constexpr char standardClass[] = "std::exception";
-
-void SetText(lua_State *state, const char *field, const std::string &text)
-{
-    lua_pushstring(state, field);
-    lua_pushlstring(state, text.data(), text.size());
-    lua_rawset(state, -3);
-}
-
-void PushException(lua_State *state, const Exception &exception)
-{
-    lua_createtable(state, 0, 3);
-    SetText(state, "class", exception.className);
-    SetText(state, "message", exception.message);
-    lua_pushstring(state, "number");
-    lua_pushinteger(state, exception.number);
-    lua_rawset(state, -3);
-    lua_rawgetp(state, LUA_REGISTRYINDEX, &exceptionKey);
-    lua_setmetatable(state, -2);
-}
-
-void PushMistake(lua_State *state, const char *text)
-{
-    luaL_where(state, 1);
-    lua_pushstring(state, text);
-    std::string located = std::string(lua_tostring(state, -2)) + lua_tostring(state, -1);
-    lua_pop(state, 2);
-    lua_pushlstring(state, located.data(), located.size());
-}
-
-bool IsException(lua_State *state, int index)
-{
-    if (!lua_getmetatable(state, index)) return false;
-    lua_rawgetp(state, LUA_REGISTRYINDEX, &exceptionKey);
-    bool is = lua_rawequal(state, -1, -2) != 0;
-    lua_pop(state, 2);
-    return is;
-}
-
-// A text field of the table on top of the stack; what is no text is read as none.
-std::string TextField(lua_State *state, const char *field)
-{
-    lua_pushstring(state, field);
-    lua_rawget(state, -2);
-    std::string text = lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "";
-    lua_pop(state, 1);
-    return text;
-}
-
-Exception ExceptionOnTop(lua_State *state)
-{
-    lua_pushstring(state, "number");
-    lua_rawget(state, -2);
-    auto number = lua_tointeger(state, -1);
-    lua_pop(state, 1);
-    return {TextField(state, "class"), TextField(state, "message"), static_cast<long>(number)};
-}
-
-// Takes the error off the stack and throws it.
-[[noreturn]] void ThrowTop(lua_State *state)
-{
-    Exception exception{"RuntimeException", TextOfTop(state)};
-    if (IsException(state, -1)) exception = ExceptionOnTop(state);
-    lua_pop(state, 1);
-    if (exception.className == standardClass) throw std::runtime_error(exception.message);
-    throw exception;
-}
-
-int ExceptionToString(lua_State *state)
-{
-    lua_settop(state, 1);
-    if (!lua_istable(state, 1)) throw Mistake("an exception was expected");
-    auto text = ExceptionOnTop(state).Text();
-    lua_pushlstring(state, text.data(), text.size());
-    return 1;
-}
-
-// What reaches the end of a program is shown as text, with the way there.
-int AddTraceback(lua_State *state)
-{
-    std::string text = TextOfTop(state);
-    luaL_traceback(state, state, text.c_str(), 1);
-    return 1;
-}
+constexpr int stopInterval = 10000; // instructions of Lua between two looks at the flag
 
 } // namespace
-
-std::string TextOfTop(lua_State *state)
-{
-    if (IsException(state, -1)) return ExceptionOnTop(state).Text();
-    if (lua_type(state, -1) == LUA_TSTRING) return lua_tostring(state, -1);
-    return std::string("an error that is a ") + luaL_typename(state, -1);
-}
 
 int RunBody(lua_State *state, Body body)
 {
@@ -119,22 +28,91 @@ int RunBody(lua_State *state, Body body)
     } catch (const Mistake &mistake) {
         PushMistake(state, mistake.what());
     } catch (const std::exception &exception) {
-        PushException(state, {standardClass, exception.what()});
+        PushStandardException(state, exception.what());
     } catch (...) {
-        PushException(state, {standardClass, "an exception of an unknown type"});
+        PushStandardException(state, "an exception of an unknown type");
     }
+    if (results < 0) script.handlerError.reset(); // it comes to the program now
     script.current = outer;
     script.inBody = outerInBody;
     return results;
 }
 
-void Script::Call(lua_State *state, int arguments, int results)
+// False with the error on top of the stack.
+bool Script::Try(lua_State *state, int arguments, int results)
 {
     Script &script = Of(state);
+    int function = lua_gettop(state) - arguments;
+    PushLocator(state);
+    lua_insert(state, function);
     bool outerInBody = std::exchange(script.inBody, false);
-    int status = lua_pcall(state, arguments, results, 0);
+    int status = lua_pcall(state, arguments, results, function);
     script.inBody = outerInBody;
-    if (status != LUA_OK) ThrowTop(state);
+    lua_remove(state, function);
+    return status == LUA_OK;
+}
+
+void Script::Call(lua_State *state, int arguments, int results)
+{
+    if (!Try(state, arguments, results)) ThrowTop(state);
+}
+
+void Script::CallHandler(const std::string &event, int argumentCount)
+{
+    if (beforeHandler) beforeHandler();
+    if (Try(current, argumentCount, 0)) return;
+    handlerError = {event, ErrorOnTop(current)};
+    ThrowTop(current);
+}
+
+void Script::Step()
+{
+    try {
+        host.tasks.Step();
+        ShowHandlerError();
+    } catch (const Exception &exception) {
+        std::fprintf(stderr, "vynhost: %s\n", TextOf(exception).c_str());
+        handlersFailed = true;
+    }
+}
+
+void Script::StopBy(volatile std::sig_atomic_t &flag)
+{
+    stop = &flag;
+    lua_sethook(current, StopHook, LUA_MASKCOUNT, stopInterval);
+}
+
+void Script::CheckStop()
+{
+    if (stop == nullptr || *stop == 0) return;
+    *stop = 0;
+    throw Mistake("interrupted");
+}
+
+// Called by Lua alone, so that its error passes no frame of C++.
+void Script::StopHook(lua_State *state, lua_Debug *)
+{
+    volatile std::sig_atomic_t &flag = *Of(state).stop;
+    if (flag == 0) return;
+    flag = 0;
+    luaL_error(state, "interrupted");
+}
+
+void Script::ShowHandlerError()
+{
+    if (!handlerError) return;
+    auto [event, error] = *std::exchange(handlerError, {});
+    PushErrorHandler(current);
+    if (lua_isfunction(current, -1)) {
+        PushException(current, error);
+        Call(current, 1, 0);
+        return;
+    }
+    lua_pop(current, 1);
+    std::fflush(stdout);
+    std::fprintf(stderr, "vynhost: error in %s: %s\n%s\n", event.c_str(), TextOf(error).c_str(),
+                 error.traceback.c_str());
+    handlersFailed = true;
 }
 
 void *Script::Allocate(void *data, void *block, std::size_t oldSize, std::size_t size)
@@ -158,6 +136,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words) : host(runt
     OpenErrors(current);
     OpenClasses(current);
     OpenHostModule(current);
+    OpenHelp(current);
 }
 
 Script::~Script()
@@ -176,60 +155,70 @@ void Script::Load(int status)
 // Runs the function on top of the stack with the arguments of the program; its values are left there.
 void Script::RunLoaded()
 {
-    int function = lua_gettop(current);
-    lua_pushcfunction(current, LuaFunction<AddTraceback>);
-    lua_insert(current, function);
+    lua_checkstack(current, static_cast<int>(arguments.size()) + LUA_MINSTACK);
     for (const std::string &argument : arguments)
         lua_pushlstring(current, argument.data(), argument.size());
-    inBody = false;
-    int status = lua_pcall(current, static_cast<int>(arguments.size()), LUA_MULTRET, function);
-    inBody = true;
-    lua_remove(current, function);
-    Load(status);
+    bool endedWell = Try(current, static_cast<int>(arguments.size()), LUA_MULTRET);
+    ShowHandlerError();
+    if (endedWell) return;
+    std::string report = ReportOfTop(current);
+    lua_pop(current, 1);
+    throw Mistake(report);
 }
 
 void Script::RunFile(const std::string &path)
 {
-    Load(luaL_loadfilex(current, path.c_str(), "t"));
+    if (path != "-") RequireFrom(std::filesystem::absolute(path).parent_path());
+    Load(luaL_loadfilex(current, path != "-" ? path.c_str() : nullptr, "t"));
     RunLoaded();
     lua_settop(current, 0);
 }
 
-void Script::RunLine(const std::string &line)
+// Leaves the function, or the text of what is wrong. A line is an expression if it can be one.
+int Script::LoadLine(const std::string &line, const char *name)
 {
     std::string asExpression = "return " + line;
-    if (luaL_loadbuffer(current, asExpression.data(), asExpression.size(), "=prompt") != LUA_OK) {
-        lua_pop(current, 1);
-        Load(luaL_loadbuffer(current, line.data(), line.size(), "=prompt"));
-    }
+    if (luaL_loadbuffer(current, asExpression.data(), asExpression.size(), name) == LUA_OK) return LUA_OK;
+    lua_pop(current, 1);
+    return luaL_loadbuffer(current, line.data(), line.size(), name);
+}
+
+void Script::RunLine(const std::string &line, const char *name)
+{
+    Load(LoadLine(line, name));
     RunLoaded();
     int values = lua_gettop(current);
     if (values == 0) return;
     lua_getglobal(current, "print");
     lua_insert(current, 1);
-    inBody = false;
-    int status = lua_pcall(current, values, 0, 0);
-    inBody = true;
-    Load(status);
+    Call(current, values, 0);
+}
+
+// "require" looks into this folder first.
+void Script::RequireFrom(const std::string &folder)
+{
+    lua_getglobal(current, LUA_LOADLIBNAME);
+    lua_pushstring(current, "path");
+    lua_rawget(current, -2);
+    std::string path = folder + "/?.lua;" + folder + "/?/init.lua;" + lua_tostring(current, -1);
+    lua_pop(current, 1);
+    lua_pushstring(current, "path");
+    lua_pushlstring(current, path.data(), path.size());
+    lua_rawset(current, -3);
+    lua_pop(current, 1);
+}
+
+std::vector<std::string> Script::Complete(std::string_view line)
+{
+    return Completions(current, line);
 }
 
 bool Script::IsIncomplete(const std::string &line)
 {
-    if (luaL_loadbuffer(current, line.data(), line.size(), "=prompt") == LUA_OK) {
-        lua_pop(current, 1);
-        return false;
-    }
-    std::string text = lua_tostring(current, -1);
+    bool isWrong = LoadLine(line, "=prompt") != LUA_OK;
+    bool isIncomplete = isWrong && std::string_view(lua_tostring(current, -1)).ends_with("<eof>");
     lua_pop(current, 1);
-    return text.ends_with("<eof>");
-}
-
-void OpenErrors(lua_State *state)
-{
-    lua_newtable(state);
-    SetText(state, "__name", "exception");
-    SetFunction<ExceptionToString>(state, "__tostring");
-    lua_rawsetp(state, LUA_REGISTRYINDEX, &exceptionKey);
+    return isIncomplete;
 }
 
 } // namespace host

@@ -8,12 +8,12 @@
 
 #include "Host/Runtime/Host.h"
 #include "Host/Script/Blocks.h"
+#include "Host/Script/Errors.h"
 
-#include <lua.hpp>
-
+#include <csignal>
 #include <deque>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,11 +21,6 @@ namespace host {
 
 struct Method;
 struct Member;
-
-// A program's mistake. In Lua it is a text that begins with the place in the program.
-struct Mistake : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 // Small numbers for what lives: those given back are taken first.
 class Numbers {
@@ -56,19 +51,39 @@ class Script {
     Script &operator=(const Script &) = delete;
     ~Script();
 
-    // Run the program of a file, or a line of the prompt, whose values are printed. Throw Mistake with the text to
-    // show.
+    // Run the program of a file ("-" is the standard input), or a line, whose values are printed, under a name for
+    // messages. Throw Mistake with the text to show.
     void RunFile(const std::string &path);
-    void RunLine(const std::string &line);
+    void RunLine(const std::string &line, const char *name = "=prompt");
+
+    // How the line may go on, see Completions.
+    std::vector<std::string> Complete(std::string_view line);
 
     // True when the line is the beginning of something longer.
     bool IsIncomplete(const std::string &line);
 
     static Script &Of(lua_State *state) { return **static_cast<Script **>(lua_getextraspace(state)); }
 
-    // Calls the function under its arguments on top of the stack. What Lua raises is thrown: Exception for an
-    // exception of the host, std::runtime_error for a standard one, Exception of RuntimeException for the rest.
+    // Calls the function under its arguments on top of the stack. What Lua raises is thrown, see ThrowTop.
     static void Call(lua_State *state, int arguments, int results);
+
+    // The same for a handler of the event. The plugin may keep what is thrown to itself: ShowHandlerError tells of it.
+    void CallHandler(const std::string &event, int argumentCount);
+
+    // Gives the error of a handler to the program's host.onError, or prints it, unless there is none or it came to the
+    // program as an error since. To be called wherever the plugin has returned.
+    void ShowHandlerError();
+
+    // One turn of the host's loop; what handlers did wrong is told.
+    void Step();
+
+    // Lets a signal handler stop what runs, by setting the flag. Throws Mistake when it is set, and clears it.
+    void StopBy(volatile std::sig_atomic_t &flag);
+    void CheckStop();
+
+    std::function<void()> beforeHandler; // runs before each one that the program has set
+
+    bool HandlersFailed() const { return handlersFailed; } // an error was printed
 
     Host &host;
     lua_State *current = nullptr;                // the thread of Lua that runs: the main one or a coroutine
@@ -81,12 +96,24 @@ class Script {
   private:
     friend int RunBody(lua_State *state, int (*body)(lua_State *));
 
+    static bool Try(lua_State *state, int arguments, int results);
+    static void StopHook(lua_State *state, lua_Debug *);
     static void *Allocate(void *data, void *block, std::size_t oldSize, std::size_t size);
     void Load(int status);
+    int LoadLine(const std::string &line, const char *name);
     void RunLoaded();
+    void RequireFrom(const std::string &folder);
+
+    struct HandlerError {
+        std::string event;
+        Exception error;
+    };
 
     Blocks blocks;
     bool inBody = true;
+    std::optional<HandlerError> handlerError; // that nobody has seen yet
+    bool handlersFailed = false;
+    volatile std::sig_atomic_t *stop = nullptr;
 };
 
 using Body = int (*)(lua_State *state);
@@ -112,9 +139,8 @@ void SetFunction(lua_State *state, const char *name)
 
 void OpenClasses(lua_State *state);
 void OpenHostModule(lua_State *state);
-void OpenErrors(lua_State *state);
 
-// The value on top of the stack as it would be printed; it stays there.
-std::string TextOfTop(lua_State *state);
+// Leaves the program's host.onError, whatever it is.
+void PushErrorHandler(lua_State *state);
 
 } // namespace host

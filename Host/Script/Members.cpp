@@ -1,5 +1,7 @@
 #include "Host/Script/Members.h"
 
+#include "Host/Script/Describe.h"
+
 namespace host {
 namespace {
 
@@ -55,10 +57,12 @@ void FireInLua(Script &script, const REALobjectStruct *object, const Event &even
 {
     lua_State *state = script.current;
     if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("there are too many events in each other");
+    script.ShowHandlerError(); // of another object
     if (!PushExistingProxy(state, object)) return;
+    std::string name = NameOfValue(state, -1) + "." + event.name;
     PushOwnField(state, lua_gettop(state), event.name);
     lua_insert(state, -2);
-    Script::Call(state, 1, 0);
+    script.CallHandler(name, 1);
 }
 
 void AssignHandler(lua_State *state, REALobjectStruct *object, const Event &event)
@@ -161,6 +165,48 @@ int CallOnObject(lua_State *state)
 int CallWithoutObject(lua_State *state)
 {
     return CallMethod(state, *Upvalue<Method>(state, 1), nullptr, 1);
+}
+
+std::string NameOfMethod(lua_State *state, int index)
+{
+    lua_CFunction function = lua_tocfunction(state, index);
+    if (function != LuaFunction<CallOnObject> && function != LuaFunction<CallWithoutObject>) return "";
+    lua_getupvalue(state, index, 1);
+    std::string name = static_cast<const Method *>(lua_touserdata(state, -1))->name;
+    lua_pop(state, 1);
+    return name;
+}
+
+namespace {
+
+// Upvalues: the list of names and declarations in turn, and the place in it.
+int NextMember(lua_State *state)
+{
+    auto place = lua_tointeger(state, lua_upvalueindex(2));
+    lua_pushinteger(state, place + 2);
+    lua_replace(state, lua_upvalueindex(2));
+    lua_rawgeti(state, lua_upvalueindex(1), place + 1);
+    lua_rawgeti(state, lua_upvalueindex(1), place + 2);
+    return 2;
+}
+
+} // namespace
+
+int ListMembers(lua_State *state)
+{
+    auto type = Upvalue<Class>(state, 1);
+    auto lines = type != nullptr ? AllMembersOf(Host::Current(), *type) : MembersOf(*Upvalue<Module>(state, 2));
+    lua_newtable(state);
+    lua_Integer place = 0;
+    for (const MemberLine &line : lines) {
+        for (const std::string *text : {&line.name, &line.text}) {
+            lua_pushlstring(state, text->data(), text->size());
+            lua_rawseti(state, -2, ++place);
+        }
+    }
+    lua_pushinteger(state, 0);
+    lua_pushcclosure(state, LuaFunction<NextMember>, 2);
+    return 1;
 }
 
 int Construct(lua_State *state)

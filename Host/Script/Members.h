@@ -13,6 +13,15 @@ int AssignMember(lua_State *state);
 int CallOnObject(lua_State *state);
 int CallWithoutObject(lua_State *state);
 
+// The name of a method or function that is called through this file, "Class.Method"; empty for any other value.
+std::string NameOfMethod(lua_State *state, int index);
+
+// What a table in Lua belongs to, in fields of its metatable.
+inline constexpr char classField[] = "class", moduleField[] = "module";
+
+// __pairs. Upvalues: the class or null, the module or null. Goes through the names and the declarations of members.
+int ListMembers(lua_State *state);
+
 // Upvalues: the class, and its constructor if it has one.
 int Construct(lua_State *state);
 

@@ -141,7 +141,7 @@ REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
 {
     REALobjectStruct *object = ToObject(state, index, &type);
     if (object == nullptr) {
-        throw Mistake("a living " + type.name + " was expected, not a " + NameOfValue(state, index));
+        throw Mistake("a living " + type.name + " was expected, but found: " + NameOfValue(state, index));
     }
     return object;
 }

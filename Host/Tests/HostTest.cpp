@@ -159,7 +159,7 @@ TEST(Ledger, NoticesEveryMisuseOfAHandle)
         {"still alive: string \"kept\", 2 references",
          [] { Entry<void(REALstringStruct *)>("REALLockString")(host::NewString("kept")); }},
         {"still alive: object Probe, 1 reference", [] { Host::Current().New("Probe"); }},
-        {"a memory block was expected, not a Probe",
+        {"a memory block was expected, but found: Probe",
          [] {
              Owned object(Host::Current().New("Probe"));
              Entry<long(REALobjectStruct *)>("memoryBlockGetSize")(object.Get());

@@ -184,6 +184,12 @@ balanced("a handler that polls does not enter itself", function()
   equal(deepest, 1)
 end)
 
+-- What left a handler and did not come to who polled.
+local untold = {}
+function host.onError(failure)
+  untold[#untold + 1] = failure.message
+end
+
 balanced("a standard exception ends its handler alone", function()
   local receiver, sender = loaded()
   local completed = false
@@ -196,6 +202,7 @@ balanced("a standard exception ends its handler alone", function()
   end
   receiver:Poll()
   equal(completed, true)
+  equal(table.remove(untold), "from the handler")
 end)
 
 balanced("another exception ends the poll and reaches who polled", function()
@@ -210,7 +217,9 @@ balanced("another exception ends the poll and reaches who polled", function()
   end
   support.raises("RuntimeException", "from the handler", function() receiver:Poll() end)
   equal(completed, 0)
+  equal(#untold, 0)
   host.step() -- the task's poll keeps it to itself
+  equal(table.remove(untold), "from the handler")
   equal(completed, 0)
   receiver:Read()
   receiver:Poll() -- and the next poll runs

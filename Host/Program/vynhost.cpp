@@ -1,0 +1,73 @@
+// vynhost: loads a plugin and runs a Lua program over what it registers, or describes that.
+#include "Host/Program/BrokenPipe.h"
+#include "Host/Program/CommandLine.h"
+#include "Host/Program/Prompt.h"
+#include "Host/Script/Describe.h"
+#include "Host/Script/Lua.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+#include <iostream>
+
+namespace {
+
+constexpr char defaultPlugin[] = "libVYNNetwork.Linux32.so.21016";
+
+// The plugin stays loaded: the host keeps its records.
+void LoadPlugin(host::Host &host, std::string path)
+{
+    if (path.empty()) path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / defaultPlugin;
+    if (path.find('/') == std::string::npos) path.insert(0, "./");
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw std::runtime_error(std::string("the plugin can't be loaded: ") + dlerror());
+    void *start = dlsym(library, "REALPluginMain");
+    if (start == nullptr) throw std::runtime_error(path + " is not a plugin: it has no REALPluginMain");
+    host.Start(reinterpret_cast<void (*)(host::Resolver)>(start));
+}
+
+// True when the program ended well.
+bool RunProgram(host::Host &host, const host::CommandLine &line)
+{
+    host::Script script(host, line.arguments);
+    try {
+        if (!line.HasProgram()) return RunPrompt(script) && !script.HandlersFailed();
+        if (line.code.empty()) {
+            script.RunFile(line.script);
+        } else {
+            script.RunLine(line.code, "=(code)");
+        }
+        return !script.HandlersFailed();
+    } catch (const host::Mistake &mistake) {
+        std::cerr << "vynhost: " << mistake.what() << std::endl;
+        return false;
+    }
+}
+
+int Run(host::CommandLine line)
+{
+    if (line.status) return *line.status;
+    line.options.ignoresBrokenPipes = false;
+    host::Host host(line.options);
+    LoadPlugin(host, line.plugin);
+    if (line.describes) {
+        std::cout << Describe(host, line.described);
+        return 0;
+    }
+    host::TellOfBrokenPipes();
+    bool endedWell = RunProgram(host, line);
+    std::string complaints = host.Complaints();
+    if (!complaints.empty()) std::cerr << "vynhost: not everything was given back in order\n" << complaints;
+    return endedWell && complaints.empty() ? 0 : 1;
+}
+
+} // namespace
+
+int main(int count, char **words)
+{
+    try {
+        return Run(host::ParseCommandLine(count, words));
+    } catch (const std::exception &error) {
+        std::cerr << "vynhost: " << error.what() << std::endl;
+        return 1;
+    }
+}

@@ -1,0 +1,43 @@
+// Errors on their way between Lua and C++.
+//
+// In Lua an exception of the host is a table with class, message, number and where (file:line); what a protected call
+// caught has a traceback too. A program's mistake is a text that begins with the place in the program.
+#pragma once
+
+#include "Host/Runtime/Exceptions.h"
+
+#include <lua.hpp>
+
+#include <stdexcept>
+#include <string>
+
+namespace host {
+
+struct Mistake : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Leave the error on the stack, with the place where the program is.
+void PushException(lua_State *state, const Exception &exception);
+void PushStandardException(lua_State *state, const char *message);
+void PushMistake(lua_State *state, const char *text);
+
+// The error on top of the stack, a text of Lua's own as a RuntimeException; it stays there.
+Exception ErrorOnTop(lua_State *state);
+
+// Takes the error off the stack and throws it: std::runtime_error for a standard exception, Exception for the rest.
+[[noreturn]] void ThrowTop(lua_State *state);
+
+// Place, class and message: what the program may print.
+std::string TextOf(const Exception &exception);
+
+// The same of the error on top of the stack with the way there, but for a text that the program raised without a place,
+// which is meant for its user: error("usage: ...", 0).
+std::string ReportOfTop(lua_State *state);
+
+// The message handler of protected calls.
+void PushLocator(lua_State *state);
+
+void OpenErrors(lua_State *state);
+
+} // namespace host

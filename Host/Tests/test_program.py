@@ -1,0 +1,207 @@
+"""The host program: how it takes mistakes, errors in handlers and signals, and what it offers who tries things."""
+import os
+import pty
+import re
+import select
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from vynhost import EMULATOR, HOST, vynhost  # noqa: E402
+
+
+class Mistakes(unittest.TestCase):
+    def test_each_gets_a_message_and_a_status(self):
+        rows = [
+            # arguments, program, what the message says
+            (["--nonsense"], None, "--nonsense"),
+            (["--host-version", "new"], "", "new"),
+            (["--without", "NoSuchEntry"], "", "NoSuchEntry"),
+            (["--plugin", "/no/such/library"], "", "/no/such/library"),
+            (["--plugin", HOST], "", ""),
+            (["/no/such/script.lua"], None, "/no/such/script.lua"),
+            ([], "local = 5", "<name> expected"),
+            ([], "NoSuchClassVYN()", "NoSuchClassVYN"),
+            ([], "UDPSocketVYN():NoSuchMethod()", "NoSuchMethod"),
+            ([], "UDPSocketVYN().NoSuchProperty = 5", "NoSuchProperty"),
+            ([], "UDPSocketVYN().LocalPort = 5", "LocalPort"),
+            ([], "UDPSocketVYN():Bind()", "Bind(Port as Integer, IP as string = \"\")"),
+            ([], "UDPSocketVYN():Bind('x')", "Bind(Port as Integer, IP as string = \"\")"),
+            ([], "UDPSocketVYN():Bind(1.5)", "Bind(Port as Integer"),
+            ([], "UDPSocketVYN():Bind(1, 2, 3)", "Bind(Port as Integer"),
+            ([], "UDPSocketVYN().Bind(5, 5)", ""),
+            ([], "RAWSocketVYN.htons(65536)", "65536"),
+            ([], "RAWSocketVYN(1)", "Constructor(AddressFamily as Integer"),
+            ([], "UDPSocketVYN():SendMessage(DatagramVYN(), 'x')", "SendMessage("),
+            ([], "UDPSocketVYN().DataAvailable = 5", "DataAvailable"),
+            ([], "UDPSocketVYN():Bind(70000)", "UnsupportedOperationException: Invalid port number."),
+            ([], "error('its own')", "its own"),
+            (["--describe", "NoSuchClassVYN"], None, "NoSuchClassVYN"),
+            (["--describe", "/no/such/script.lua", "-e", "5"], None, "--describe runs no program"),
+            (["-e", "x.y = 5"], None, "(code):1: attempt to index"),
+            ([], "\nhost.exception('OutOfBoundsException', 'far')", ".lua:2: OutOfBoundsException: far"),
+            ([], "UDPSocketVYN().Poll(5)", "found: integer"),
+        ]
+        for arguments, program, message in rows:
+            status, _, error = vynhost(*arguments, program=program)
+            self.assertGreater(status, 0, (arguments, program))
+            self.assertLess(status, 128, (arguments, program))  # no signal
+            self.assertIn(message, error, (arguments, program))
+            self.assertNotEqual(error, "")
+
+    def test_what_is_meant_for_the_user_comes_without_a_traceback(self):
+        self.assertEqual(vynhost(program="error('usage: ...', 0)"), (1, "", "vynhost: usage: ...\n"))
+
+
+class Handlers(unittest.TestCase):
+    LOOP = """
+        local receiver, sender = UDPSocketVYN(), UDPSocketVYN()
+        receiver:Bind(0, "127.0.0.1")
+        local function send() sender:SendMessage("x", "127.0.0.1", receiver.LocalPort) end
+        function receiver:DataAvailable()
+          self:Read(); %s
+        end
+        send()
+        host.run(0.02)
+        send()
+        host.run(0.02)
+        print("goes on")
+    """
+
+    def test_an_error_in_one_is_shown_and_counts(self):
+        for mistake, shown in (("x.y = 5", ":6: attempt to index"), ("assert(1 == 2)", ":6: assertion failed!"),
+                               ("self:Bind(70000)", ":6: UnsupportedOperationException: Invalid port number."),
+                               ("error('text', 0)", ":6: text"), ("error({})", "the type table"),
+                               ("host.raiseStandard('odd')", ":6: std::exception: odd")):
+            status, output, error = vynhost(program=self.LOOP % mistake)
+            self.assertEqual((status, output), (1, "goes on\n"), mistake)
+            self.assertEqual(error.count("error in UDPSocketVYN.DataAvailable: "), 2, error)
+            self.assertEqual(error.count("stack traceback"), 2, error)
+            self.assertIn(shown, error)
+
+    def test_the_program_can_take_it(self):
+        program = "function host.onError(failure) print(failure.class, failure.number, failure) end\n" + self.LOOP
+        status, output, error = vynhost(program=program % "host.exception('NilObjectException', 'none', 7)")
+        self.assertEqual((status, error, output.count("goes on")), (0, "", 1))
+        self.assertEqual(len(re.findall(r"NilObjectException\t7\t.*:7: NilObjectException: none\n", output)), 2, output)
+
+    def test_one_that_comes_to_who_polled_is_told_nowhere_else(self):
+        program = self.LOOP % "error('mine')" + "\nsend(); print(select(2, pcall(receiver.Poll, receiver)))"
+        status, output, error = vynhost(program=program)
+        self.assertEqual((status, error.count("error in")), (1, 2))
+        self.assertRegex(output, r"goes on\n.*:6: mine\n")
+
+
+class BrokenPipes(unittest.TestCase):
+    PEER = """
+        local listener, client = RAWSocketVYN(2, 1, 6), RAWSocketVYN(2, 1, 6)
+        listener:Bind(0, "127.0.0.1")
+        listener:Listen()
+        client:Connect("127.0.0.1", listener.LocalPort)
+        listener:Accept():Close()
+        for _ = 1, 3 do client:Send(MemoryBlock("x"), 1, %d) end
+        print(client.Lasterror)
+    """
+
+    @unittest.skipIf(EMULATOR, "the emulator ends otherwise")
+    def test_end_the_program_and_say_how_to_avoid_it(self):
+        status, _, error = vynhost(program=self.PEER % 0)
+        self.assertEqual(status, -signal.SIGPIPE)
+        self.assertIn("16384", error)
+        self.assertEqual(vynhost(program=self.PEER % 16384), (0, "32\n", ""))
+
+    def test_of_the_output_need_no_words(self):
+        run = subprocess.run(["sh", "-c", '"$@" | head -n 1', "sh", *EMULATOR, HOST, "-e", "while true do print(1) end"],
+                             capture_output=True, text=True, timeout=60)
+        self.assertEqual((run.stdout, run.stderr), ("1\n", ""))
+
+
+class Prompt(unittest.TestCase):
+    def test_goes_on_after_a_mistake_that_counts_in_the_end(self):
+        status, output, _ = vynhost(given="x = 6\nnonsense)\nNoSuchThing()\nx * 7\nx\nexit\n")
+        self.assertEqual((status, output), (1, "42\n6\n"))
+        self.assertEqual(vynhost(given="x = {\n  6 }\n#x\n"), (0, "1\n", ""))
+
+    def test_does_not_take_half_of_something(self):
+        status, _, error = vynhost(given="x = {\n")
+        self.assertEqual(status, 1)
+        self.assertIn("x = {", error)
+
+    @unittest.skipIf(EMULATOR, "one terminal is enough")
+    def test_completes_and_delivers_while_it_waits(self):
+        with tempfile.TemporaryDirectory() as state:
+            first = Terminal(state)
+            first.types("a, b = UDPSocketVYN(), UDPSocketV\t()\r", "> ")
+            first.types("a:Bi\t(0, 'localhost')\r", "localhost')\r\n")
+            first.types("function a:DataAvailable() print('got ' .. self:Read().Data) end\r", "> ")
+            first.types("b:SendMes\t('h\u00e9', '127.0.0.1', a.LocalP\t)\r", "got h\u00e9\r\n")
+            first.types("exit\r", "exit")
+            self.assertEqual(first.ends(), 0)
+            second = Terminal(state)
+            second.types("\x1b[A\x1b[A", "LocalPort)")  # the line before "exit"
+            second.types("\x03while true do end\r", "end\r\n")
+            second.types("\x03", "interrupted")
+            second.types("\x04", "")
+            self.assertEqual(second.ends(), 0)
+
+
+class Terminal:
+    """The prompt on a terminal of its own."""
+
+    def __init__(self, state):
+        self.process, self.ours = pty.fork()
+        if self.process == 0:
+            os.environ.update(XDG_STATE_HOME=state, TERM="xterm", LC_ALL="C.UTF-8")
+            os.execv(HOST, [HOST])
+        self.seen = ""
+        self.types("", "> ")
+
+    def types(self, text, wanted):
+        os.write(self.ours, text.encode())
+        self.seen = ""
+        while wanted not in self.seen:
+            ready, _, _ = select.select([self.ours], [], [], 20)
+            if not ready:
+                raise AssertionError(f"no {wanted!r} in {self.seen!r}")
+            self.seen += os.read(self.ours, 4096).decode(errors="replace")
+
+    def ends(self):
+        try:
+            while os.read(self.ours, 4096):
+                pass
+        except OSError:  # how Linux says that the other side has gone
+            os.close(self.ours)
+        return os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1])
+
+
+class Exploring(unittest.TestCase):
+    def test_members_are_listed_described_and_explained(self):
+        listed = "for name, declaration in pairs(%s) do print(declaration) end"
+        for value, line in (("UDPSocketVYN", "Bind(Port as Integer, IP as string = \"\")"),
+                            ("UDPSocketVYN()", "LocalPort As Integer (read-only)"), ("MemoryBlock(1)", "bytes() as string"),
+                            ("host.udp()", "OptionTTLVYN(extends s as SocketCore) as integer"),
+                            ("NetworkGlobalsVYN", "DNSNameToAddressVYN(HostName as string) as string")):
+            status, output, error = vynhost("-e", listed % value)
+            self.assertEqual((status, error), (0, ""))
+            self.assertIn(line, output.splitlines())
+        self.assertEqual(vynhost("--describe", "udpsocketvyn.poll")[1], "Poll\n")
+        for asked in ("UDPSocketVYN", '"UDPSocketVYN.Bind"', "UDPSocketVYN().Poll", "DNSNameToAddressVYN", "NetworkGlobalsVYN"):
+            status, output, error = vynhost("-e", f"help({asked})")
+            self.assertEqual((status, error), (0, ""))
+            self.assertIn(re.search(r"\w+(?=\W*$)", asked)[0], output.splitlines()[0])
+
+    def test_programs_come_from_anywhere(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in (("helper.lua", "return 'help at hand'"), ("main.lua", "print(require('helper'), ...)")):
+                with open(os.path.join(folder, name), "w") as file:
+                    file.write(text)
+            self.assertEqual(vynhost(os.path.join(folder, "main.lua"), "-x")[1], "help at hand\t-x\n")
+        self.assertEqual(vynhost("-", "a", given="print(...)")[1], "a\n")
+        self.assertEqual(vynhost("-e", "6 * 7, ...", "x", "--help")[1], "42\tx\t--help\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -139,25 +139,6 @@ void Classes::AddFunction(REALmethodDefinition &method, bool isOwn)
     if (isOwn) ownFunctions = functions.size();
 }
 
-// The two halves of a method become two functions that extend the class.
-void Classes::AddExtension(REALclassDefinition &extension)
-{
-    auto first = static_cast<std::ptrdiff_t>(functions.size());
-    for (REALmethodDefinition &method : Members(extension.methods, extension.methodCount)) {
-        if (method.function != nullptr) AddFunction(functions, method.declaration, method.function);
-        if (method.setterFunction == nullptr) continue;
-        auto before = functions.size();
-        AddFunction(functions, method.declaration, method.setterFunction);
-        if (functions.size() == before) continue;
-        Declaration &setter = functions.back().declaration;
-        setter.parameters.push_back({"value", std::exchange(setter.result, Type{}), false, {}});
-        setter.assigns = true;
-    }
-    for (auto added = functions.begin() + first; added != functions.end(); ++added) {
-        added->declaration.extends = TextOf(extension.name);
-    }
-}
-
 void Classes::AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods)
 {
     for (REALmethodDefinition &method : methods)

@@ -86,7 +86,6 @@ class Classes {
     Class &AddClass(REALclassDefinition &definition, bool isOwn);
     void AddModule(REALmoduleDefinition &definition);
     void AddFunction(REALmethodDefinition &method, bool isOwn);
-    void AddExtension(REALclassDefinition &extension);
     void Note(const char *kind, const char *name, void *definition);
 
     // Null for a name that no class has; the one registered last for a name that several have.

@@ -3,13 +3,12 @@
 #include "Host/Runtime/Classes.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <span>
+#include <new>
 
-// Under the address sanitiser even reading a resting value, or past the end of a living one, is an error.
+// Under the address sanitiser even reading a resting value is an error.
 #if __has_include(<sanitizer/asan_interface.h>)
 #include <sanitizer/asan_interface.h>
 #else
@@ -21,49 +20,17 @@ namespace host {
 namespace {
 
 constexpr unsigned char restingPattern = 0xDD;
-constexpr std::size_t markedHead = 128, markedTail = 64; // bytes of a released value
-constexpr std::size_t restingBytes = 256 * 1024;         // of each size class, before a place is used again
-constexpr std::size_t restingValues = 1024;              // but not more of them
+constexpr std::size_t restingLimit = 4 * 1024 * 1024; // bytes, but for the youngest value
 constexpr std::size_t keptErrors = 100;
 
-std::size_t CellBytes(unsigned sizeClass)
+bool IsFilled(const unsigned char *bytes, std::size_t count)
 {
-    return std::size_t{1} << sizeClass;
-}
-
-// The class of the smallest cell that holds the header and `size` bytes.
-unsigned SizeClass(std::size_t size)
-{
-    return std::max(6u, static_cast<unsigned>(std::bit_width(sizeof(Value) + size - 1)));
-}
-
-// A short value is marked whole, a long one at both ends: a write through a stale pointer goes to the beginning or runs
-// over the end, and to fill all of a payload would cost more than the call it came from.
-std::span<unsigned char> Head(Value &value, std::size_t size)
-{
-    return {value.Bytes(), std::min(size, markedHead)};
-}
-
-std::span<unsigned char> Tail(Value &value, std::size_t size)
-{
-    auto count = size > markedHead ? markedTail : 0;
-    return {value.Bytes() + size - count, count};
-}
-
-void Fill(std::span<unsigned char> bytes)
-{
-    if (!bytes.empty()) std::memset(bytes.data(), restingPattern, bytes.size());
-}
-
-bool IsFilled(std::span<const unsigned char> bytes)
-{
-    if (bytes.empty()) return true;
-    return bytes[0] == restingPattern && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
+    return bytes[0] == restingPattern && std::memcmp(bytes, bytes + 1, count - 1) == 0;
 }
 
 std::string Describe(Value &value)
 {
-    if (value.kind == Kind::Object || value.kind == Kind::Dying) return "object " + value.type->name;
+    if (value.type != nullptr) return "object " + value.type->name;
     auto length = std::min<std::size_t>(static_cast<std::size_t>(value.size), 40);
     std::string content(reinterpret_cast<char *>(value.Bytes()), length);
     for (char &character : content) {
@@ -74,79 +41,47 @@ std::string Describe(Value &value)
 
 } // namespace
 
-void AddressSet::Insert(const void *address)
-{
-    if ((used + 1) * 2 > slots.size()) {
-        std::vector<const void *> old(slots.size() * 2);
-        old.swap(slots);
-        for (const void *moved : old) {
-            if (moved != nullptr) slots[Slot(moved)] = moved;
-        }
-    }
-    slots[Slot(address)] = address;
-    ++used;
-}
-
 Ledger::~Ledger()
 {
-    for (Value *value : cells) {
-        ASAN_UNPOISON_MEMORY_REGION(value, CellBytes(value->sizeClass));
-        std::free(value);
+    for (const auto &[address, cell] : cells) {
+        ASAN_UNPOISON_MEMORY_REGION(address, cell.bytes);
+        std::free(const_cast<void *>(address));
     }
-}
-
-// The value that has rested longest, if enough others of its size rest; null otherwise.
-Value *Ledger::TakeRested(unsigned sizeClass)
-{
-    auto &queue = resting[sizeClass];
-    if (queue.count <= std::clamp<std::size_t>(restingBytes >> sizeClass, 2, restingValues)) return nullptr;
-    Value *value = queue.first;
-    queue.first = value->next;
-    queue.count--;
-
-    auto bytes = CellBytes(sizeClass) - sizeof(Value);
-    ASAN_UNPOISON_MEMORY_REGION(value->Bytes(), bytes);
-    auto used = std::min(bytes, static_cast<std::size_t>(value->size));
-    bool untouched = IsFilled(Head(*value, used)) && IsFilled(Tail(*value, used));
-    if (!untouched) Error("a value was written to after its release");
-    return value;
 }
 
 Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
 {
-    auto sizeClass = SizeClass(size);
-    Value *value = TakeRested(sizeClass);
-    if (value == nullptr) {
-        value = static_cast<Value *>(std::calloc(1, CellBytes(sizeClass)));
-        if (value == nullptr) return nullptr;
-        std::unique_ptr<Value, decltype(&std::free)> kept(value, std::free);
-        cells.push_back(value);
-        value = kept.release();
-        addresses.Insert(value);
+    std::size_t bytes = sizeof(Value) + size;
+    std::unique_ptr<void, decltype(&std::free)> memory(std::calloc(1, bytes), std::free);
+    if (memory == nullptr) return nullptr;
+    try {
+        cells[memory.get()] = {bytes, true};
+    } catch (const std::bad_alloc &) {
+        return nullptr;
     }
-    *value = {kind, static_cast<std::uint16_t>(sizeClass), {0}, static_cast<std::int64_t>(size), {type}, 1};
-    if (kind == Kind::Object) std::memset(value->Bytes(), 0, size);
-    ASAN_POISON_MEMORY_REGION(value->Bytes() + size, CellBytes(sizeClass) - sizeof(Value) - size);
-    Count(live, *value, 1);
-    Count(handedOut, *value, 1);
+    auto value = static_cast<Value *>(memory.release());
+    *value = {kind, 0, static_cast<std::int64_t>(size), type, 1};
+    Count(*value, 1);
     return value;
 }
 
-void Ledger::RecordFault(const void *handle, const char *operation)
+Value *Ledger::Find(const void *handle, Kind kind, const char *operation)
 {
+    if (handle == nullptr) return nullptr;
     const char *fault = "was never handed out";
-    if (addresses.Contains(handle)) {
-        fault = static_cast<const Value *>(handle)->kind == Kind::Dead ? "is released already" : "is of another kind";
+    if (auto cell = cells.find(handle); cell != cells.end()) {
+        auto value = static_cast<Value *>(const_cast<void *>(handle));
+        auto fits = [&] { return value->kind == kind || (value->kind == Kind::Dying && kind == Kind::Object); };
+        if (cell->second.lives && fits()) return value;
+        fault = cell->second.lives ? "is of another kind" : "is released already";
     }
     Error(std::string(operation) + ": the handle " + fault);
+    return nullptr;
 }
 
 void Ledger::Lock(const void *handle, Kind kind, const char *operation)
 {
-    if (Value *value = Find(handle, kind, operation)) {
-        ++value->references;
-        Count(handedOut, *value, 1);
-    }
+    if (Value *value = Find(handle, kind, operation)) ++value->references;
 }
 
 bool Ledger::Unlock(Value *value)
@@ -159,16 +94,31 @@ bool Ledger::Unlock(Value *value)
 
 void Ledger::Bury(Value *value)
 {
-    Count(live, *value, -1);
-    value->kind = Kind::Dead;
-    auto size = static_cast<std::size_t>(value->size);
-    Fill(Head(*value, size));
-    Fill(Tail(*value, size));
-    ASAN_POISON_MEMORY_REGION(value->Bytes(), size);
-    auto &queue = resting[value->sizeClass];
-    value->next = nullptr;
-    (queue.count++ == 0 ? queue.first : queue.last->next) = value;
-    queue.last = value;
+    Count(*value, -1);
+    Cell &cell = cells.at(value);
+    cell.lives = false;
+    std::memset(static_cast<void *>(value), restingPattern, cell.bytes);
+    ASAN_POISON_MEMORY_REGION(value, cell.bytes);
+
+    if (restingCount == resting.size()) GiveBackOldest();
+    resting[(oldest + restingCount++) % resting.size()] = value;
+    restingBytes += cell.bytes;
+    while (restingBytes > restingLimit && restingCount > 1)
+        GiveBackOldest();
+}
+
+void Ledger::GiveBackOldest()
+{
+    Value *value = resting[oldest];
+    auto cell = cells.find(value);
+    std::size_t bytes = cell->second.bytes;
+    oldest = (oldest + 1) % resting.size();
+    restingCount--;
+    restingBytes -= bytes;
+    ASAN_UNPOISON_MEMORY_REGION(value, bytes);
+    if (!IsFilled(reinterpret_cast<unsigned char *>(value), bytes)) Error("a value was written to after its release");
+    cells.erase(cell);
+    std::free(value);
 }
 
 void Ledger::Error(std::string text)
@@ -179,20 +129,22 @@ void Ledger::Error(std::string text)
 std::vector<std::string> Ledger::Leaks() const
 {
     std::vector<std::string> leaks;
-    for (Value *value : cells) {
-        if (value->kind == Kind::Dead) continue;
-        auto count = value->references;
-        leaks.push_back(Describe(*value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
+    for (const auto &[address, cell] : cells) {
+        if (!cell.lives) continue;
+        auto &value = *static_cast<Value *>(const_cast<void *>(address));
+        auto count = value.references;
+        leaks.push_back(Describe(value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
     }
+    std::sort(leaks.begin(), leaks.end());
     return leaks;
 }
 
-void Ledger::Count(References &account, const Value &value, long change)
+void Ledger::Count(const Value &value, long change)
 {
     if (value.type == nullptr) {
-        account.strings += change;
+        live.strings += change;
     } else {
-        (value.type->isMemoryBlock ? account.memoryBlocks : account.objects) += change;
+        (value.type->isMemoryBlock ? live.memoryBlocks : live.objects) += change;
     }
 }
 

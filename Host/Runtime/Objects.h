@@ -33,9 +33,6 @@ void *InstanceBlock(REALobjectStruct *object, const Class &type);
 Word ReadProperty(REALobjectStruct *object, const Property &property);
 void WriteProperty(REALobjectStruct *object, const Property &property, Word value);
 
-// What stands in the field of a property that is one; without a reference.
-Word LookAtField(REALobjectStruct *object, const Property &property);
-
 // A block that holds a copy of the bytes; one reference for the caller.
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count);
 

@@ -97,16 +97,11 @@ unsigned long SetByName(REALobjectStruct *object, const char *name, TypeKind kin
 
 } // namespace
 
-Word LookAtField(REALobjectStruct *object, const Property &property)
-{
-    return LoadField(FieldOf(object, property), property.type.kind);
-}
-
 Word ReadProperty(REALobjectStruct *object, const Property &property)
 {
     const REALproperty &record = *property.record;
     if (property.IsField()) {
-        Word word = LookAtField(object, property);
+        Word word = LoadField(FieldOf(object, property), property.type.kind);
         LockValue(property.type, word);
         return word;
     }

@@ -34,14 +34,13 @@ void *entry::REALRegisterMethod(REALmethodDefinition *definition)
     return definition;
 }
 
+// The other kinds are kept for a test to look at; programs here have no use for them.
+
 void *entry::REALRegisterClassExtension(REALclassDefinition *definition)
 {
     Host::Current().classes.Note("class extension", definition->name, definition);
-    Host::Current().classes.AddExtension(*definition);
     return definition;
 }
-
-// The other kinds are kept for a test to look at; programs here have no use for them.
 
 void *entry::REALRegisterInterface(REALinterfaceDefinition *definition)
 {

@@ -75,6 +75,11 @@ std::size_t BadLength(std::string_view bytes, unsigned int encoding, std::size_t
     return length;
 }
 
+bool IsSevenBit(std::string_view bytes)
+{
+    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
 Value *NewBytes(Kind kind, std::string_view bytes, unsigned int encoding)
 {
     if (bytes.empty() || Host::Current().faults.stringsFail) return nullptr;
@@ -83,7 +88,6 @@ Value *NewBytes(Kind kind, std::string_view bytes, unsigned int encoding)
     value->size = static_cast<std::int64_t>(bytes.size());
     value->encoding = encoding;
     std::memcpy(value->Bytes(), bytes.data(), bytes.size());
-    std::memset(value->Bytes() + bytes.size(), 0, terminator);
     return value;
 }
 
@@ -160,21 +164,13 @@ std::optional<std::string> Convert(std::string_view bytes, unsigned int from, un
     return result;
 }
 
-// 64 bytes at a time, then 8: every text of a program comes through here.
-bool IsSevenBit(std::string_view bytes)
+bool IsUTF8(std::string_view bytes)
 {
-    auto word = [&](std::size_t index) {
-        std::uint64_t loaded;
-        std::memcpy(&loaded, bytes.data() + index * sizeof loaded, sizeof loaded);
-        return loaded;
-    };
-    std::uint64_t seen = 0;
-    for (; bytes.size() >= 64; bytes.remove_prefix(64))
-        seen |= word(0) | word(1) | word(2) | word(3) | word(4) | word(5) | word(6) | word(7);
-    for (; bytes.size() >= 8; bytes.remove_prefix(8))
-        seen |= word(0);
-    auto isSevenBit = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
-    return (seen & 0x8080808080808080u) == 0 && std::all_of(bytes.begin(), bytes.end(), isSevenBit);
+    if (IsSevenBit(bytes)) return true;
+    Converter converter("UTF-32", "UTF-8");
+    std::string converted;
+    converter.Run(bytes, converted);
+    return bytes.empty();
 }
 
 // --- entries -----------------------------------------------------------------------------------------------

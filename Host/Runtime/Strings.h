@@ -25,7 +25,7 @@ std::string_view BytesOf(REALstringStruct *string);
 // The code; that of UTF-8 for nil.
 unsigned int EncodingOf(REALstringStruct *string);
 
-bool IsSevenBit(std::string_view bytes);
+bool IsUTF8(std::string_view bytes);
 
 // What can't be converted becomes a question mark; to or from "no declared encoding" the bytes stay what they
 // are. Nothing for a code that names no encoding.

@@ -115,11 +115,15 @@ void Script::ShowHandlerError()
     handlersFailed = true;
 }
 
-void *Script::Allocate(void *data, void *block, std::size_t oldSize, std::size_t size)
+// As realloc; a size of 0 releases.
+void *Script::Allocate(void *data, void *block, std::size_t, std::size_t size)
 {
-    auto script = static_cast<Script *>(data);
-    void *resized = script->blocks.Resize(block, oldSize, size);
-    if (resized == nullptr && size != 0 && script->inBody) {
+    if (size == 0) {
+        std::free(block);
+        return nullptr;
+    }
+    void *resized = std::realloc(block, size);
+    if (resized == nullptr && static_cast<Script *>(data)->inBody) {
         std::fputs("out of memory\n", stderr);
         std::_Exit(1);
     }

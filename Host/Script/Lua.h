@@ -7,7 +7,6 @@
 #pragma once
 
 #include "Host/Runtime/Host.h"
-#include "Host/Script/Blocks.h"
 #include "Host/Script/Errors.h"
 
 #include <csignal>
@@ -21,27 +20,6 @@ namespace host {
 
 struct Method;
 struct Member;
-
-// Small numbers for what lives: those given back are taken first.
-class Numbers {
-  public:
-    std::uint32_t Take()
-    {
-        if (!returned.empty()) {
-            auto number = returned.back();
-            returned.pop_back();
-            return number;
-        }
-        if (returned.capacity() <= last) returned.reserve(2 * (last + 1)); // to give back must need no memory
-        return ++last;
-    }
-
-    void GiveBack(std::uint32_t number) { returned.push_back(number); }
-
-  private:
-    std::vector<std::uint32_t> returned;
-    std::uint32_t last = 0;
-};
 
 class Script {
   public:
@@ -90,8 +68,6 @@ class Script {
     std::deque<std::unique_ptr<Method>> methods; // what the tables in Lua point to
     std::deque<Member> members;
     std::vector<std::string> arguments;
-    int proxies = LUA_NOREF; // the table of the proxies of objects, in the registry
-    Numbers numbers;         // of objects with proxies, in that table
 
   private:
     friend int RunBody(lua_State *state, int (*body)(lua_State *));
@@ -109,7 +85,6 @@ class Script {
         Exception error;
     };
 
-    Blocks blocks;
     bool inBody = true;
     std::optional<HandlerError> handlerError; // that nobody has seen yet
     bool handlersFailed = false;

@@ -90,13 +90,8 @@ void AssignProperty(lua_State *state, REALobjectStruct *object, const Property &
     host.exceptions.ThrowPending();
 }
 
-// The string of a plain field is copied while its object holds it: it needs no reference of its own.
 void PushProperty(lua_State *state, REALobjectStruct *object, const Property &property)
 {
-    if (property.type.kind == TypeKind::String && property.IsField()) {
-        PushString(state, reinterpret_cast<REALstringStruct *>(LookAtField(object, property)));
-        return;
-    }
     Word word = ReadProperty(object, property);
     Host::Current().exceptions.ThrowPending();
     PushWord(state, property.type.kind, word);

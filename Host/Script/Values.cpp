@@ -5,6 +5,7 @@ namespace {
 
 constexpr char proxyMark = 0;
 constexpr char stringMetatableKey = 0;
+constexpr char proxiesKey = 0; // of the proxies of objects, by handle
 
 // What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
 constexpr int kilobytesBehindProxy = 1;
@@ -46,32 +47,12 @@ bool IsLivingBlock(const Proxy *proxy)
     return proxy != nullptr && proxy->handle != nullptr && proxy->type != nullptr && proxy->type->isMemoryBlock;
 }
 
-bool IsUTF8(std::string_view text)
-{
-    auto next = reinterpret_cast<const unsigned char *>(text.data());
-    auto end = next + text.size();
-    while (next != end) {
-        unsigned char lead = *next++;
-        if (lead < 0x80) continue;
-        if (lead < 0xC2 || lead > 0xF4) return false;
-        int trail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-        if (end - next < trail || (*next & 0xC0) != 0x80) return false;
-        if ((lead == 0xE0 && *next < 0xA0) || (lead == 0xED && *next > 0x9F)) return false;
-        if ((lead == 0xF0 && *next < 0x90) || (lead == 0xF4 && *next > 0x8F)) return false;
-        for (; trail > 0; --trail) {
-            if ((*next++ & 0xC0) != 0x80) return false;
-        }
-    }
-    return true;
-}
-
 Owned<REALstringStruct> StringOfLua(lua_State *state, int index)
 {
     std::size_t length = 0;
     const char *bytes = lua_tolstring(state, index, &length);
     std::string_view text(bytes, length);
-    bool isText = IsSevenBit(text) || IsUTF8(text);
-    return Owned(NewString(text, isText ? kEncodingUTF8 : kEncodingNone));
+    return Owned(NewString(text, IsUTF8(text) ? kEncodingUTF8 : kEncodingNone));
 }
 
 Word IntegerInRange(lua_State *state, int index, const ValueType &type)
@@ -110,7 +91,6 @@ int ReleaseProxy(lua_State *state)
         Release(static_cast<REALstringStruct *>(handle));
         return 0;
     }
-    Script::Of(state).numbers.GiveBack(proxy->number);
     Release(static_cast<REALobjectStruct *>(handle));
     Script::Of(state).host.exceptions.ThrowPending();
     return 0;
@@ -146,11 +126,11 @@ REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
     return object;
 }
 
-// The table is weak, and a number may be another's by now.
+// The table is weak. A proxy that was closed is in it still, without its object.
 bool PushExistingProxy(lua_State *state, const REALobjectStruct *object)
 {
-    lua_rawgeti(state, LUA_REGISTRYINDEX, Script::Of(state).proxies);
-    lua_rawgeti(state, -1, reinterpret_cast<const Value *>(object)->number);
+    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
+    lua_rawgetp(state, -1, object);
     lua_remove(state, -2);
     auto proxy = static_cast<const Proxy *>(lua_touserdata(state, -1));
     bool exists = proxy != nullptr && proxy->handle == object;
@@ -158,23 +138,20 @@ bool PushExistingProxy(lua_State *state, const REALobjectStruct *object)
     return exists;
 }
 
-// A proxy has a reference of its own: while there is no other than the one given, there is no proxy.
 void PushObject(lua_State *state, Owned<REALobjectStruct> object)
 {
-    Script &script = Script::Of(state);
-    Value *value = script.host.ledger.Find(object.Get(), Kind::Object, "an object for the program");
-    if (value == nullptr) {
+    const Class *type = ClassOf(object.Get(), "an object for the program");
+    if (type == nullptr) {
         lua_pushnil(state);
         return;
     }
-    if (value->references > 1 && PushExistingProxy(state, object.Get())) return;
-    Proxy *proxy = NewProxy(state, value->type, value->type);
-    value->number = proxy->number = script.numbers.Take();
-    proxy->handle = object.Leave();
-    lua_rawgeti(state, LUA_REGISTRYINDEX, script.proxies);
+    if (PushExistingProxy(state, object.Get())) return;
+    Proxy *proxy = NewProxy(state, type, type);
+    lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
     lua_pushvalue(state, -2);
-    lua_rawseti(state, -2, proxy->number);
+    lua_rawsetp(state, -2, object.Get());
     lua_pop(state, 1);
+    proxy->handle = object.Leave();
 }
 
 void PushString(lua_State *state, REALstringStruct *string)
@@ -298,7 +275,7 @@ void OpenValues(lua_State *state)
     lua_pushstring(state, "v");
     lua_rawset(state, -3);
     lua_setmetatable(state, -2);
-    Script::Of(state).proxies = luaL_ref(state, LUA_REGISTRYINDEX);
+    lua_rawsetp(state, LUA_REGISTRYINDEX, &proxiesKey);
 
     lua_newtable(state);
     SetProxyFunctions(state, "string with an encoding");

@@ -9,10 +9,9 @@
 namespace host {
 
 struct Proxy {
-    const void *mark;         // tells proxies from the userdata of others
-    void *handle;             // null once it is released
-    const Class *type;        // null for a string
-    std::uint32_t number = 0; // of an object, in the table of proxies
+    const void *mark;  // tells proxies from the userdata of others
+    void *handle;      // null once it is released
+    const Class *type; // null for a string
 };
 
 // Null for anything but a proxy.

@@ -49,6 +49,8 @@ int Run(host::CommandLine line)
     line.options.ignoresBrokenPipes = false;
     host::Host host(line.options);
     LoadPlugin(host, line.plugin);
+    for (const std::string &finding : host.classes.Findings())
+        std::cerr << "vynhost: " << finding << std::endl;
     if (line.describes) {
         std::cout << Describe(host, line.described);
         return 0;

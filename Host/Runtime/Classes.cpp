@@ -84,11 +84,6 @@ void Classes::Finding(const std::string &subject, const char *fault)
     findings.push_back(subject + ": " + fault);
 }
 
-void Classes::Note(const char *kind, const char *name, void *definition)
-{
-    registrations.push_back({kind, TextOf(name), definition});
-}
-
 Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
 {
     auto type = std::make_unique<Class>();

@@ -57,8 +57,7 @@ struct Class {
     std::vector<Property> properties, sharedProperties;
     std::vector<std::unique_ptr<Event>> events;
     std::vector<Constant> constants;
-    void *destructor = nullptr;                                // its method of that name
-    mutable std::map<std::string, void *, std::less<>> loaded; // methods that were asked for by prototype
+    void *destructor = nullptr; // its method of that name
 
     bool IsA(const Class &other) const;
 };
@@ -68,12 +67,6 @@ struct Module {
     std::vector<Function> functions; // extensions too
     std::vector<Property> properties;
     std::vector<Constant> constants;
-};
-
-struct Registration {
-    std::string kind; // "class", "module", "method", "class extension", "interface", ...
-    std::string name; // a method's: its declaration
-    void *definition;
 };
 
 class Classes {
@@ -86,7 +79,6 @@ class Classes {
     Class &AddClass(REALclassDefinition &definition, bool isOwn);
     void AddModule(REALmoduleDefinition &definition);
     void AddFunction(REALmethodDefinition &method, bool isOwn);
-    void Note(const char *kind, const char *name, void *definition);
 
     // Null for a name that no class has; the one registered last for a name that several have.
     Class *Find(std::string_view name) const;
@@ -96,7 +88,6 @@ class Classes {
     const std::vector<std::unique_ptr<Class>> &All() const { return classes; }
     const std::vector<std::unique_ptr<Module>> &Modules() const { return modules; }
     std::span<const Function> PluginFunctions() const; // registered one by one
-    const std::vector<Registration> &Registrations() const { return registrations; }
     const std::vector<std::string> &Findings() const { return findings; }
 
     // Every function of modules and method tables.
@@ -115,7 +106,6 @@ class Classes {
     std::vector<std::unique_ptr<Module>> modules;
     std::vector<Function> functions;
     std::size_t ownFunctions = 0; // the first ones
-    std::vector<Registration> registrations;
     std::vector<std::string> findings;
 };
 

@@ -20,11 +20,6 @@ Entry *const entries[] = {
     PROVIDED(REALRegisterClass),
     PROVIDED(REALRegisterModule),
     PROVIDED(REALRegisterMethod),
-    PROVIDED(REALRegisterClassExtension),
-    PROVIDED(REALRegisterInterface),
-    PROVIDED(REALRegisterControl),
-    PROVIDED(REALRegisterDBEngine),
-    PROVIDED(REALRegisterDBCursor),
 
     PROVIDED(REALLockString),
     PROVIDED(REALUnlockString),
@@ -90,11 +85,9 @@ Entry *const entries[] = {
     PROVIDED(REALinRuntime),
 };
 
-std::set<std::string> unknownEntriesAsked;
-
 } // namespace
 
-void Faults::FailCall(long nth, bool throwing)
+void Faults::FailEntry(long nth, bool throwing)
 {
     throws = throwing;
     countdown = nth;
@@ -109,12 +102,7 @@ bool HitByFault(const char *name)
 void *Resolve(const char *name)
 {
     Entry *entry = FindEntry(name);
-    if (entry == nullptr) {
-        unknownEntriesAsked.insert(name);
-        return nullptr;
-    }
-    ++entry->asked;
-    return entry->missing ? nullptr : entry->function;
+    return entry != nullptr && !entry->missing ? entry->function : nullptr;
 }
 
 Entry *FindEntry(std::string_view name)
@@ -129,16 +117,10 @@ std::vector<Entry *> AllEntries()
     return {std::begin(entries), std::end(entries)};
 }
 
-const std::set<std::string> &UnknownEntriesAsked()
-{
-    return unknownEntriesAsked;
-}
-
 void ResetEntries()
 {
     for (Entry *entry : entries)
         *entry = {entry->name, entry->function};
-    unknownEntriesAsked.clear();
 }
 
 } // namespace host

@@ -8,7 +8,6 @@
 #include "Source/SDK/GlueCode/HostRecords.h"
 
 #include <new>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -56,7 +55,6 @@ struct Entry {
     const char *name;
     void *function;
     bool missing = false;
-    long asked = 0; // through the resolver
     long called = 0;
 };
 
@@ -65,7 +63,7 @@ class Faults {
   public:
     // The nth call from now on that has a result gives null, 0 or false instead of doing its work, or throws a
     // std::runtime_error. Calls without a result can't fail. 0: none.
-    void FailCall(long nth, bool throwing = false);
+    void FailEntry(long nth, bool throwing = false);
 
     // The name of the entry that failed; null while none has.
     const char *Failed() const { return failed; }
@@ -78,8 +76,6 @@ class Faults {
         if (throws) throw std::runtime_error(name);
         return true;
     }
-
-    bool stringsFail = false; // every new string is null
 
   private:
     long countdown = 0;
@@ -96,10 +92,7 @@ std::vector<Entry *> AllEntries();
 // Null when there is none of that name.
 Entry *FindEntry(std::string_view name);
 
-// Names that the resolver was asked for and never had.
-const std::set<std::string> &UnknownEntriesAsked();
-
-// All entries there, nothing asked, nothing called.
+// All entries there, nothing called.
 void ResetEntries();
 
 // A function that lets the faults decide first whether the call takes place. What the host runs out of memory

@@ -1,3 +1,5 @@
+#include "Host/Runtime/Events.h"
+
 #include "Host/Runtime/Host.h"
 
 #include <array>

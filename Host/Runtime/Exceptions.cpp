@@ -125,7 +125,7 @@ REALobjectStruct *entry::PluginCallFunctionWithExceptionHandler(void (*function)
 
 unsigned long entry::REALinRuntime()
 {
-    return Host::Current().inRuntime;
+    return 1; // and not in an editor, which loads plugins too
 }
 
 } // namespace host

@@ -50,7 +50,7 @@ void *Existing(const Function *function, const char *prototype)
 
 } // namespace
 
-Host::Host(const Options &options) : version(options.version), inRuntime(options.inRuntime)
+Host::Host(const Options &options) : version(options.version)
 {
     if (options.ignoresBrokenPipes) std::signal(SIGPIPE, SIG_IGN);
     TakeEntriesAway(options);
@@ -98,13 +98,13 @@ const Property &Host::PropertyNamed(REALobjectStruct *object, const std::string 
     return *property;
 }
 
-void *Host::Method(REALobjectStruct *object, const char *prototype) const
+void *Host::MethodAddress(REALobjectStruct *object, const char *prototype) const
 {
     const Class *type = ClassOf(object, prototype);
     return Existing(type != nullptr ? FindMethod(*type, Parsed(prototype)) : nullptr, prototype);
 }
 
-void *Host::SharedMethod(const std::string &className, const char *prototype) const
+void *Host::SharedMethodAddress(const std::string &className, const char *prototype) const
 {
     Declaration wanted = Parsed(prototype);
     const auto &methods = ClassNamed(className).sharedMethods;
@@ -113,7 +113,7 @@ void *Host::SharedMethod(const std::string &className, const char *prototype) co
     return Existing(found != methods.end() ? &*found : nullptr, prototype);
 }
 
-void *Host::GlobalFunction(const char *prototype) const
+void *Host::FunctionAddress(const char *prototype) const
 {
     return Existing(classes.FindFunction(Parsed(prototype)), prototype);
 }

@@ -11,10 +11,14 @@
 
 #include "Host/Runtime/Classes.h"
 #include "Host/Runtime/Entries.h"
+#include "Host/Runtime/Events.h"
 #include "Host/Runtime/Exceptions.h"
 #include "Host/Runtime/Ledger.h"
+#include "Host/Runtime/MemoryBlocks.h"
 #include "Host/Runtime/Objects.h"
 #include "Host/Runtime/Owned.h"
+#include "Host/Runtime/Properties.h"
+#include "Host/Runtime/Sockets.h"
 #include "Host/Runtime/Strings.h"
 #include "Host/Runtime/Tasks.h"
 
@@ -27,7 +31,6 @@ using Resolver = void *(*)(const char *);
 
 struct Options {
     double version = 2021.03;
-    bool inRuntime = true;                        // false: an editor, which loads plugins too
     std::map<std::string, std::size_t> offsets{}; // of instance blocks, by class; 48 otherwise
     std::vector<std::string> without{};           // entries that this host lacks
     bool bare = false;                            // lacks all but the two of start-up
@@ -77,7 +80,6 @@ class Host {
     std::string Complaints() const;
 
     const double version;
-    const bool inRuntime;
     Ledger ledger;
     Faults faults;
     Exceptions exceptions;
@@ -86,9 +88,9 @@ class Host {
     Tasks tasks;
 
   private:
-    void *Method(REALobjectStruct *object, const char *prototype) const;
-    void *SharedMethod(const std::string &className, const char *prototype) const;
-    void *GlobalFunction(const char *prototype) const;
+    void *MethodAddress(REALobjectStruct *object, const char *prototype) const;
+    void *SharedMethodAddress(const std::string &className, const char *prototype) const;
+    void *FunctionAddress(const char *prototype) const;
     const Class &ClassNamed(const std::string &name) const;
     const Property &PropertyNamed(REALobjectStruct *object, const std::string &name) const;
 
@@ -131,19 +133,19 @@ Result Host::Invoke(void *function, Arguments... arguments)
 template <typename Result, typename... Arguments>
 Result Host::Call(REALobjectStruct *object, const char *prototype, Arguments... arguments)
 {
-    return Invoke<Result>(Method(object, prototype), object, arguments...);
+    return Invoke<Result>(MethodAddress(object, prototype), object, arguments...);
 }
 
 template <typename Result, typename... Arguments>
 Result Host::CallShared(const std::string &className, const char *prototype, Arguments... arguments)
 {
-    return Invoke<Result>(SharedMethod(className, prototype), arguments...);
+    return Invoke<Result>(SharedMethodAddress(className, prototype), arguments...);
 }
 
 template <typename Result, typename... Arguments>
 Result Host::CallGlobal(const char *prototype, Arguments... arguments)
 {
-    return Invoke<Result>(GlobalFunction(prototype), arguments...);
+    return Invoke<Result>(FunctionAddress(prototype), arguments...);
 }
 
 template <typename... Arguments>

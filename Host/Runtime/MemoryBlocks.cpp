@@ -1,4 +1,5 @@
-// The class MemoryBlock: bytes on the heap, or a view of memory that belongs to someone else.
+#include "Host/Runtime/MemoryBlocks.h"
+
 #include "Host/Runtime/Host.h"
 #include "Host/Runtime/OwnClasses.h"
 #include "Host/Runtime/Owned.h"

@@ -106,12 +106,9 @@ void *entry::REALLoadObjectMethod(REALobjectStruct *object, const char *prototyp
 {
     const Class *type = ClassOf(object, REALLoadObjectMethodName);
     if (type == nullptr || prototype == nullptr) return nullptr;
-    if (auto known = type->loaded.find(std::string_view(prototype)); known != type->loaded.end()) return known->second;
     auto wanted = ParseDeclaration(prototype);
     const Function *method = wanted ? FindMethod(*type, *wanted) : nullptr;
-    void *address = method != nullptr ? method->address : nullptr;
-    type->loaded.emplace(prototype, address);
-    return address;
+    return method != nullptr ? method->address : nullptr;
 }
 
 void *entry::REALLoadGlobalMethod(void *, const char *prototype)

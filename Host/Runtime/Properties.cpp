@@ -1,4 +1,5 @@
-// Properties: through their accessors, or straight from the instance block where a property is a plain field.
+#include "Host/Runtime/Properties.h"
+
 #include "Host/Runtime/Host.h"
 
 #include <cstring>

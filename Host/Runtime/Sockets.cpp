@@ -1,4 +1,5 @@
-// The host's own sockets: SocketCore, which shows a descriptor as its Handle, with a TCP and a UDP kind.
+#include "Host/Runtime/Sockets.h"
+
 #include "Host/Runtime/Host.h"
 #include "Host/Runtime/OwnClasses.h"
 

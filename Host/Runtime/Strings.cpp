@@ -82,7 +82,7 @@ bool IsSevenBit(std::string_view bytes)
 
 Value *NewBytes(Kind kind, std::string_view bytes, unsigned int encoding)
 {
-    if (bytes.empty() || Host::Current().faults.stringsFail) return nullptr;
+    if (bytes.empty()) return nullptr;
     Value *value = Host::Current().ledger.Create(kind, bytes.size() + terminator);
     if (value == nullptr) return nullptr;
     value->size = static_cast<std::int64_t>(bytes.size());

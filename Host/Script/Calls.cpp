@@ -27,14 +27,14 @@ Word CallWithCount(void *function, const Word *words)
 }
 
 template <std::size_t... counts>
-constexpr std::array<Caller, sizeof...(counts)> MakeCallers(std::index_sequence<counts...>)
+constexpr std::array<CallThunk, sizeof...(counts)> MakeThunks(std::index_sequence<counts...>)
 {
     return {CallWithCount<counts>...};
 }
 
-constexpr auto callers = MakeCallers(std::make_index_sequence<1 + slotLimit + 1>()); // none to all, and the object
+constexpr auto thunks = MakeThunks(std::make_index_sequence<1 + slotLimit + 1>()); // none to all, and the object
 
-void ReadDefault(Form::Slot &slot, const std::string &text)
+void ReadDefault(Overload::Slot &slot, const std::string &text)
 {
     if (slot.type.kind == TypeKind::String) {
         slot.defaultText = text.size() >= 2 ? text.substr(1, text.size() - 2) : "";
@@ -46,7 +46,7 @@ void ReadDefault(Form::Slot &slot, const std::string &text)
 }
 
 // False also for a nil that stands for what is left out.
-bool IsGiven(lua_State *state, const Form::Slot &slot, int argument, int top)
+bool IsGiven(lua_State *state, const Overload::Slot &slot, int argument, int top)
 {
     return argument <= top && !(slot.omittable && lua_isnil(state, argument));
 }
@@ -54,22 +54,22 @@ bool IsGiven(lua_State *state, const Form::Slot &slot, int argument, int top)
 // What one call works on. What came back and was not handed on to the program is released with it.
 class Frame {
   public:
-    explicit Frame(const Form &called) : form(called) {}
+    explicit Frame(const Overload &called) : overload(called) {}
     Frame(const Frame &) = delete;
     Frame &operator=(const Frame &) = delete;
     ~Frame()
     {
-        Drop(form.result.kind, result);
-        for (std::size_t i = 0; form.hasByref && i < form.slots.size(); ++i) {
-            if (form.slots[i].byref) Drop(form.slots[i].type.kind, returned[i]);
+        Drop(overload.result.kind, result);
+        for (std::size_t i = 0; overload.hasByref && i < overload.slots.size(); ++i) {
+            if (overload.slots[i].byref) Drop(overload.slots[i].type.kind, returned[i]);
         }
     }
 
     void TakeArguments(lua_State *state, int next)
     {
         int top = lua_gettop(state);
-        for (std::size_t i = 0; i < form.slots.size(); ++i) {
-            const Form::Slot &slot = form.slots[i];
+        for (std::size_t i = 0; i < overload.slots.size(); ++i) {
+            const Overload::Slot &slot = overload.slots[i];
             if (slot.byref) {
                 words[1 + i] = reinterpret_cast<Word>(&returned[i]);
                 continue;
@@ -84,7 +84,7 @@ class Frame {
     void Run(REALobjectStruct *object)
     {
         words[0] = reinterpret_cast<Word>(object);
-        result = form.caller(form.function->address, form.takesObject ? words.data() : words.data() + 1);
+        result = overload.thunk(overload.function->address, overload.takesObject ? words.data() : words.data() + 1);
         Host::Current().exceptions.ThrowPending();
     }
 
@@ -95,15 +95,15 @@ class Frame {
             PushWord(state, kind, std::exchange(word, 0));
             ++count;
         };
-        if (form.result.kind != TypeKind::None) give(form.result.kind, result);
-        for (std::size_t i = 0; form.hasByref && i < form.slots.size(); ++i) {
-            if (form.slots[i].byref) give(form.slots[i].type.kind, returned[i]);
+        if (overload.result.kind != TypeKind::None) give(overload.result.kind, result);
+        for (std::size_t i = 0; overload.hasByref && i < overload.slots.size(); ++i) {
+            if (overload.slots[i].byref) give(overload.slots[i].type.kind, returned[i]);
         }
         return count;
     }
 
   private:
-    static Word DefaultOf(const Form::Slot &slot, Owned<REALstringStruct> &made)
+    static Word DefaultOf(const Overload::Slot &slot, Owned<REALstringStruct> &made)
     {
         if (slot.type.kind != TypeKind::String) return slot.defaultWord;
         made = Owned(NewString(slot.defaultText));
@@ -128,17 +128,17 @@ class Frame {
         if (kind == TypeKind::Object) Release(reinterpret_cast<REALobjectStruct *>(word));
     }
 
-    const Form &form;
+    const Overload &overload;
     std::array<Word, 1 + slotLimit> words; // the object, and the arguments from 1 on
     std::array<Owned<REALstringStruct>, slotLimit> strings;
     std::array<Word, slotLimit> returned{}; // through byref parameters
     Word result = 0;
 };
 
-bool Takes(lua_State *state, const Form &form, int argument)
+bool Takes(lua_State *state, const Overload &overload, int argument)
 {
     int top = lua_gettop(state);
-    for (const Form::Slot &slot : form.slots) {
+    for (const Overload::Slot &slot : overload.slots) {
         if (slot.byref) continue;
         if (IsGiven(state, slot, argument, top) ? !Accepts(state, argument, slot.type) : !slot.omittable) return false;
         ++argument;
@@ -146,57 +146,57 @@ bool Takes(lua_State *state, const Form &form, int argument)
     return argument > top;
 }
 
-const Form *Choose(lua_State *state, const Method &method, int first)
+const Overload *Choose(lua_State *state, const OverloadSet &method, int first)
 {
-    auto takes = [&](const auto &form) { return Takes(state, *form, first); };
-    auto found = std::find_if(method.forms.begin(), method.forms.end(), takes);
-    return found != method.forms.end() ? found->get() : nullptr;
+    auto takes = [&](const auto &overload) { return Takes(state, overload, first); };
+    auto found = std::find_if(method.overloads.begin(), method.overloads.end(), takes);
+    return found != method.overloads.end() ? &*found : nullptr;
 }
 
-[[noreturn]] void Refuse(lua_State *state, const Method &method, int first)
+[[noreturn]] void Refuse(lua_State *state, const OverloadSet &method, int first)
 {
     std::string given;
     for (int argument = first; argument <= lua_gettop(state); ++argument) {
         given += (argument == first ? "" : ", ") + NameOfValue(state, argument);
     }
     std::string text = method.name + " does not take (" + given + "), but:";
-    for (const auto &form : method.forms)
-        text += "\n  " + form->function->declaration.text;
+    for (const auto &overload : method.overloads)
+        text += "\n  " + overload.function->declaration.text;
     throw Mistake(text);
 }
 
 } // namespace
 
-std::unique_ptr<Form> MakeForm(const Host &host, const Function &function, bool takesObject)
+Overload MakeOverload(const Host &host, const Function &function, bool takesObject)
 {
-    auto form = std::make_unique<Form>();
-    form->function = &function;
-    form->takesObject = takesObject;
-    form->result = ResolveType(host, function.declaration.result);
+    Overload overload;
+    overload.function = &function;
+    overload.takesObject = takesObject;
+    overload.result = ResolveType(host, function.declaration.result);
     auto before = TypeKind::None;
     for (const Parameter &parameter : function.declaration.parameters) {
-        Form::Slot slot;
+        Overload::Slot slot;
         slot.type = ResolveType(host, parameter.type);
         slot.byref = parameter.byref;
-        form->hasByref |= parameter.byref;
-        slot.omittable = parameter.defaultText.has_value() || (form->hasByref && slot.type.kind == TypeKind::Object);
+        overload.hasByref |= parameter.byref;
+        slot.omittable = parameter.defaultText.has_value() || (overload.hasByref && slot.type.kind == TypeKind::Object);
         slot.counts = before == TypeKind::Ptr && slot.type.kind == TypeKind::Integer;
         before = slot.type.kind;
         if (parameter.defaultText) ReadDefault(slot, *parameter.defaultText);
-        form->slots.push_back(std::move(slot));
+        overload.slots.push_back(std::move(slot));
     }
-    if (form->slots.size() > slotLimit) {
+    if (overload.slots.size() > slotLimit) {
         throw std::invalid_argument("no call can be made of " + function.declaration.text);
     }
-    form->caller = callers[form->slots.size() + (takesObject ? 1 : 0)];
-    return form;
+    overload.thunk = thunks[overload.slots.size() + (takesObject ? 1 : 0)];
+    return overload;
 }
 
-int CallMethod(lua_State *state, const Method &method, REALobjectStruct *object, int first)
+int CallMethod(lua_State *state, const OverloadSet &method, REALobjectStruct *object, int first)
 {
-    const Form *form = Choose(state, method, first);
-    if (form == nullptr) Refuse(state, method, first);
-    Frame frame(*form);
+    const Overload *overload = Choose(state, method, first);
+    if (overload == nullptr) Refuse(state, method, first);
+    Frame frame(*overload);
     frame.TakeArguments(state, first);
     frame.Run(object);
     Script::Of(state).ShowHandlerError();

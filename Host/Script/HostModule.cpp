@@ -1,4 +1,5 @@
-// The module "host": the host's loop, its sockets, and what tests need of the system.
+#include "Host/Script/HostModule.h"
+
 #include "Host/Script/Values.h"
 
 #include <algorithm>
@@ -185,7 +186,7 @@ SocketAddress AddressArgument(lua_State *state, int addressIndex, int portIndex)
     return address;
 }
 
-// An open socket of this kind; the caller tells what is to be done with it, under its name.
+// An open socket of this kind; the thunk tells what is to be done with it, under its name.
 int OpenSocket(lua_State *state, const char *className, int type, SocketAddress address, const char *what,
                int (*use)(int, const sockaddr *, socklen_t))
 {

@@ -1,7 +1,9 @@
 #include "Host/Script/Lua.h"
 
 #include "Host/Script/Calls.h"
+#include "Host/Script/ClassTables.h"
 #include "Host/Script/Help.h"
+#include "Host/Script/HostModule.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -11,14 +11,13 @@
 
 #include <csignal>
 #include <deque>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace host {
 
-struct Method;
+struct OverloadSet;
 struct Member;
 
 class Script {
@@ -64,8 +63,8 @@ class Script {
     bool HandlersFailed() const { return handlersFailed; } // an error was printed
 
     Host &host;
-    lua_State *current = nullptr;                // the thread of Lua that runs: the main one or a coroutine
-    std::deque<std::unique_ptr<Method>> methods; // what the tables in Lua point to
+    lua_State *current = nullptr;    // the thread of Lua that runs: the main one or a coroutine
+    std::deque<OverloadSet> methods; // what the tables in Lua point to
     std::deque<Member> members;
     std::vector<std::string> arguments;
 
@@ -111,11 +110,5 @@ void SetFunction(lua_State *state, const char *name)
     lua_pushcfunction(state, LuaFunction<body>);
     lua_rawset(state, -3);
 }
-
-void OpenClasses(lua_State *state);
-void OpenHostModule(lua_State *state);
-
-// Leaves the program's host.onError, whatever it is.
-void PushErrorHandler(lua_State *state);
 
 } // namespace host

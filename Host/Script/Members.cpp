@@ -153,13 +153,13 @@ const Pointed *Upvalue(lua_State *state, int number)
 
 int CallOnObject(lua_State *state)
 {
-    const Method &method = *Upvalue<Method>(state, 1);
+    const OverloadSet &method = *Upvalue<OverloadSet>(state, 1);
     return CallMethod(state, method, CheckObject(state, 1, *method.type), 2);
 }
 
 int CallWithoutObject(lua_State *state)
 {
-    return CallMethod(state, *Upvalue<Method>(state, 1), nullptr, 1);
+    return CallMethod(state, *Upvalue<OverloadSet>(state, 1), nullptr, 1);
 }
 
 std::string NameOfMethod(lua_State *state, int index)
@@ -167,7 +167,7 @@ std::string NameOfMethod(lua_State *state, int index)
     lua_CFunction function = lua_tocfunction(state, index);
     if (function != LuaFunction<CallOnObject> && function != LuaFunction<CallWithoutObject>) return "";
     lua_getupvalue(state, index, 1);
-    std::string name = static_cast<const Method *>(lua_touserdata(state, -1))->name;
+    std::string name = static_cast<const OverloadSet *>(lua_touserdata(state, -1))->name;
     lua_pop(state, 1);
     return name;
 }
@@ -207,7 +207,7 @@ int ListMembers(lua_State *state)
 int Construct(lua_State *state)
 {
     const Class &type = *Upvalue<Class>(state, 1);
-    auto constructor = Upvalue<Method>(state, 2);
+    auto constructor = Upvalue<OverloadSet>(state, 2);
     if (constructor == nullptr && lua_gettop(state) > 1) throw Mistake(type.name + " takes no arguments");
     Owned object(NewInstance(type));
     if (object.Get() == nullptr) throw Exception{"OutOfMemoryException", "There is no memory for a " + type.name + "."};

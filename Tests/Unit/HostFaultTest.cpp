@@ -27,7 +27,7 @@ std::string RunScenario(const host::Options &options, long failingCall = 0, bool
     std::vector<int> before = program::OpenDescriptors();
     host::Host host(options);
     host.Start(REALPluginMain);
-    host.faults.FailCall(failingCall, throws);
+    host.faults.FailEntry(failingCall, throws);
     for (const scenario::Step &step : scenario::Steps())
         scenario::Run(step);
     if (failed != nullptr) *failed = host.faults.Failed() != nullptr;

@@ -1,8 +1,5 @@
-// What is registered, as a program sees it: a class is a table that makes objects when it is called, a module a
-// table, a function a global. All of it comes from the records; the memory block alone has three members more.
-//
-// The tables in Lua hold, by the name of the member: a function for a method, the value of a constant, and a pointer
-// to a Member for what is read or assigned through code.
+#include "Host/Script/ClassTables.h"
+
 #include "Host/Script/Members.h"
 
 #include <map>
@@ -27,14 +24,14 @@ class TableMaker {
         auto &named = (declaration.assigns ? assignments : methods)[declaration.name];
         if (named == nullptr) {
             auto &kept = Script::Of(state).methods;
-            named = kept.emplace_back(new Method{owner + "." + declaration.name, type, {}}).get();
+            named = &kept.emplace_back(OverloadSet{owner + "." + declaration.name, type, {}});
             if (declaration.assigns) {
                 SetMember(readers + 1, declaration.name, {nullptr, nullptr, named});
             } else {
                 SetMethod(declaration.name, *named);
             }
         }
-        named->forms.push_back(MakeForm(Host::Current(), function, type != nullptr));
+        named->overloads.push_back(MakeOverload(Host::Current(), function, type != nullptr));
     }
 
     void AddProperty(const Property &property)
@@ -59,7 +56,7 @@ class TableMaker {
     }
 
     // The constructor, which no longer is a method to be called; null when there is none.
-    const Method *TakeConstructor()
+    const OverloadSet *TakeConstructor()
     {
         auto found = methods.find("Constructor");
         if (found == methods.end()) return nullptr;
@@ -98,7 +95,7 @@ class TableMaker {
         lua_rawset(state, table);
     }
 
-    void SetMethod(const std::string &name, Method &method)
+    void SetMethod(const std::string &name, OverloadSet &method)
     {
         SetKey(name);
         lua_pushlightuserdata(state, &method);
@@ -127,7 +124,7 @@ class TableMaker {
     lua_State *state;
     std::string owner;
     int readers; // the stack index of the one table; the other stands above it
-    std::map<std::string, Method *> methods, assignments;
+    std::map<std::string, OverloadSet *> methods, assignments;
 };
 
 // The members of a class, then those of its superclasses. Operators are no methods to be called.
@@ -148,11 +145,11 @@ void AddObjectMembers(TableMaker &maker, const Class &type)
 }
 
 // Makes the metatable of the objects, kept in the registry under the class. Answers the constructor.
-const Method *MakeObjectTable(lua_State *state, const Class &type)
+const OverloadSet *MakeObjectTable(lua_State *state, const Class &type)
 {
     TableMaker maker(state, type.name);
     AddObjectMembers(maker, type);
-    const Method *constructor = maker.TakeConstructor();
+    const OverloadSet *constructor = maker.TakeConstructor();
     if (type.isMemoryBlock) {
         lua_pushvalue(state, maker.Readers());
         SetFunction<BlockBytes>(state, "bytes");
@@ -177,7 +174,7 @@ void SetGlobalTable(lua_State *state, const std::string &name)
 
 void OpenClass(lua_State *state, const Class &type)
 {
-    const Method *constructor = MakeObjectTable(state, type);
+    const OverloadSet *constructor = MakeObjectTable(state, type);
     TableMaker maker(state, type.name);
     for (const Function &method : type.sharedMethods)
         maker.AddFunction(method, nullptr);
@@ -189,7 +186,7 @@ void OpenClass(lua_State *state, const Class &type)
 
     lua_pushstring(state, "__call");
     lua_pushlightuserdata(state, const_cast<Class *>(&type));
-    lua_pushlightuserdata(state, const_cast<Method *>(constructor));
+    lua_pushlightuserdata(state, const_cast<OverloadSet *>(constructor));
     lua_pushcclosure(state, LuaFunction<Construct>, 2);
     lua_rawset(state, -3);
     SetGlobalTable(state, type.name);

@@ -116,6 +116,17 @@ class Streams(unittest.TestCase):
             self.assertEqual(status, 0)
 
 
+    def test_connecting_ends_in_time(self):
+        with socket.create_server(("127.0.0.1", 0), backlog=0) as server, socket.socket() as first, socket.socket() as more:
+            address = server.getsockname()
+            output, _ = run("connect_limit.lua", *address, LIMIT)
+            self.assertRegex(output, rf"\Aconnected to 127.0.0.1:{address[1]} from port \d+\n\Z")
+            for peer in first, more:  # the queue is full then, and the system ignores whoever comes
+                peer.setblocking(False)
+                peer.connect_ex(address)
+            self.assertEqual(run("connect_limit.lua", *address, 0.3), ("no answer within 0.3 s\n", 0))
+
+
 class Alone(unittest.TestCase):
     def test_each_says_what_it_found(self):
         rows = [
@@ -129,6 +140,9 @@ class Alone(unittest.TestCase):
                                    r"Lasterror is -1, LocalPort 0\n\Z"),
             ("errors.lua", [], 0, ".*".join(f"Lasterror +{number}\\b" for number in (
                 0, 98, 99, -1, 22, -1, -1, -1, 13, -1)) + ".*"),
+            ("file_transfer.lua", [], 0, r"\A5000000 bytes in 3572 blocks, window 64: [34567]\d{3,4} sends in "),
+            ("time_query.lua", [], 0, r"\Ait is 20\d\d-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}\n\Z"),
+            ("connect_limit.lua", ["localhost", 1, LIMIT], 0, r"\Arefused with error 111\n\Z"),
             ("options.lua", [], 0, r"OptionTTLVYN +64 +32 +32.*with error 22: Invalid argument"),
         ]
         for name, arguments, wanted_status, wanted in rows:

@@ -2,7 +2,7 @@
 // their own.
 //
 // What the header shows is written again after every change; what this file goes by are its own two fields
-// behind it. An element that is handed out carries a reference; one that is stored gets a reference of its own.
+// after it. An element that is handed out carries a reference; one that is stored gets a reference of its own.
 #include "Host/Runtime/Host.h"
 #include "Host/Runtime/OwnClasses.h"
 
@@ -46,7 +46,7 @@ constexpr struct {
     const char *alias, *name;
 } aliases[] = {{"UInteger", "UInt64"}, {"Int64", "Integer"}};
 
-// The instance block: the storage pointer, the room for either layout, and what this file goes by.
+// The instance block: the storage pointer, the space for either layout, and what this file goes by.
 struct Block {
     unsigned char *storage;
     unsigned char header[32];

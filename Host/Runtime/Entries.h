@@ -1,8 +1,8 @@
 // The entries of the host: what the resolver hands out by name.
 //
 // The prototypes come from the library's own table of host operations, so a definition of another type does
-// not compile. Which of them this host provides stands in the one table of Entries.cpp; the definitions stand
-// with their subjects, as host::entry::<operation>.
+// not compile. Entries.cpp has the table of those that this host provides; the definitions are
+// in the files of their subjects, as host::entry::<operation>.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostRecords.h"

@@ -97,7 +97,7 @@ void Exceptions::Throw()
     throw Exception{type->name, std::string(BytesOf(record->message)), record->number};
 }
 
-// What was pending before is none of the function's doing.
+// What was pending before was not raised by the function.
 REALobjectStruct *Exceptions::RunGuarded(void (*function)(void *), void *data)
 {
     Owned before(TakePending()), stoppedBy(static_cast<REALobjectStruct *>(nullptr));

@@ -80,6 +80,7 @@ std::string Host::Complaints() const
         text += "still alive: " + leak + "\n";
     for (const std::string &error : ledger.Errors())
         text += error + "\n";
+    if (ledger.RestingIsTouched()) text += "a released value was written to\n";
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -68,6 +69,9 @@ class Ledger {
     // One line for each living value: its kind, its content and its references.
     std::vector<std::string> Leaks() const;
 
+    // Whether a resting value was written to.
+    bool RestingIsTouched() const;
+
     // What was done wrong with handles; the first hundred.
     const std::vector<std::string> &Errors() const { return errors; }
 
@@ -80,8 +84,9 @@ class Ledger {
     void GiveBackOldest();
     void Count(const Value &value, long change);
 
-    std::unordered_map<const void *, Cell> cells; // living and resting
-    std::array<Value *, 1024> resting{};          // a ring: the oldest first, from this place on
+    std::pmr::unsynchronized_pool_resource pool;              // so that a value costs one allocation
+    std::pmr::unordered_map<const void *, Cell> cells{&pool}; // living and resting
+    std::array<Value *, 1024> resting{};                      // a ring: the oldest first, from this place on
     std::size_t oldest = 0, restingCount = 0, restingBytes = 0;
     References live;
     std::vector<std::string> errors;

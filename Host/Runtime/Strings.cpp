@@ -54,8 +54,8 @@ class Converter {
         std::size_t status = 0;
         do {
             char *output = buffer;
-            auto room = sizeof buffer;
-            status = iconv(descriptor, &input, &left, &output, &room);
+            auto space = sizeof buffer;
+            status = iconv(descriptor, &input, &left, &output, &space);
             result.append(buffer, output);
         } while (status == static_cast<std::size_t>(-1) && errno == E2BIG);
         bytes.remove_prefix(bytes.size() - left);

@@ -1,4 +1,4 @@
-// Host strings: bytes with an encoding code, a count of references, and four zero bytes behind the end.
+// Host strings: bytes with an encoding code, a count of references, and four zero bytes after the end.
 //
 // The empty string is the null handle; a string that exists has at least one byte. Texts are the same with
 // UTF-8 inside.

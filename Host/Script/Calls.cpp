@@ -45,7 +45,7 @@ void ReadDefault(Overload::Slot &slot, const std::string &text)
     }
 }
 
-// False also for a nil that stands for what is left out.
+// False also for a nil in the place of what is left out.
 bool IsGiven(lua_State *state, const Overload::Slot &slot, int argument, int top)
 {
     return argument <= top && !(slot.omittable && lua_isnil(state, argument));

@@ -123,7 +123,7 @@ class TableMaker {
 
     lua_State *state;
     std::string owner;
-    int readers; // the stack index of the one table; the other stands above it
+    int readers; // the stack index of the one table; the other is above it
     std::map<std::string, OverloadSet *> methods, assignments;
 };
 

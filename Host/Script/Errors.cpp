@@ -29,7 +29,7 @@ bool IsException(lua_State *state, int index)
     return is;
 }
 
-// A text field of the table on top of the stack; what is no text is read as none.
+// A text field of the table on top of the stack; anything else is read as the empty text.
 std::string TextField(lua_State *state, const char *field)
 {
     lua_pushstring(state, field);

@@ -52,7 +52,7 @@ void SetOwnField(lua_State *state, const std::string &name)
     lua_rawset(state, -3);
 }
 
-// The handler runs in the thread of Lua that is running. An object whose proxy is gone has no handlers any more.
+// The handler runs in the thread of Lua that is running. An object whose proxy is gone no longer has handlers.
 void FireInLua(Script &script, const REALobjectStruct *object, const Event &event)
 {
     lua_State *state = script.current;

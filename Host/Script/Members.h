@@ -1,4 +1,4 @@
-// The functions behind the members of classes, objects and modules. What each works on stands in its upvalues.
+// What reads, assigns and calls the members of classes, objects and modules. Upvalues tell each what it works on.
 #pragma once
 
 #include "Host/Script/Calls.h"

@@ -7,7 +7,7 @@ constexpr char proxyMark = 0;
 constexpr char stringMetatableKey = 0;
 constexpr char proxiesKey = 0; // of the proxies of objects, by handle
 
-// What stands behind a proxy in the host is memory that Lua doesn't see; it is told of about this much.
+// The host's memory for a proxy's object is not seen by Lua, which is told of about this much.
 constexpr int kilobytesBehindProxy = 1;
 
 Proxy *NewProxy(lua_State *state, const void *metatableKey, const Class *type)

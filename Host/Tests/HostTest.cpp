@@ -65,7 +65,7 @@ void DestructorMethod(REALobjectStruct *)
 
 REALproperty properties[] = {
     host::Field("Name", "String", offsetof(Record, name)), host::Field("Number", "integer", offsetof(Record, number)),
-    host::Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends behind the block
+    host::Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends after the block
 };
 REALmethodDefinition methods[] = {
     host::Method("Add(first as Integer, second as Integer = 2) as Integer", Add),
@@ -196,6 +196,7 @@ TEST(Ledger, NoticesAWriteAfterTheRelease)
         auto bytes = const_cast<char *>(host::BytesOf(string).data());
         host::Release(string);
         bytes[row.written] = 'x';
+        EXPECT_EQ(host.Complaints(), "a released value was written to\n") << row.size << " " << row.written;
         for (int i = 0; i < 1100; ++i)
             host::Release(host::NewString(std::string(row.size, 'b')));
         EXPECT_EQ(host.Complaints(), "a value was written to after its release\n") << row.size << " " << row.written;

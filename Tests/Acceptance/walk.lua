@@ -7,6 +7,7 @@ local seconds, seed = tonumber((...)) or 1, tonumber((select(2, ...))) or os.tim
 math.randomseed(seed)
 local random = math.random
 local WITHOUT_WAITING_OR_SIGNAL = 0x4040
+host.onError = function() end -- of handlers that raise, which some are to do
 
 -- Streams and datagram sockets keep to themselves: a send on a stream whose peer is gone would end the process.
 local datagrams, streams = {}, {}

@@ -145,7 +145,7 @@ class Prompt(unittest.TestCase):
             second.types("\x03", "> ")
             second.types("while true do end\r", "end\r\n")
             second.types("\x03", "interrupted.*> ")
-            second.types("\x04", "")
+            second.types("exit\r", "exit")
             self.assertEqual(second.ends(), 0)
 
 

@@ -4,12 +4,13 @@ A namespace and what is in it go with its last process, so a machine's end, even
 Where namespaces can't be made (as in most containers) all of this is skipped, and says so.
 """
 import os
-import shutil
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
+
+import namespaces
 
 HOST = os.environ["VYN_HOST"]
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -203,23 +204,8 @@ class Names(Machines):
                 self.near.does("ok and client.AddressFamily or text:match('%d+')", answer)
 
 
-def reach_namespaces():
-    """Goes on as the root of a user namespace, else as the one that this machine has; answers why there is no way."""
-    if os.environ.get("VYN_EMULATOR"):
-        return "the emulator has no namespaces"
-    missing = [program for program in ("unshare", "nsenter", "ip") if shutil.which(program) is None]
-    if missing:
-        return f"there is no {', '.join(missing)}"
-    for way in ["unshare", "--user", "--map-root-user"], ["env"]:
-        trial = [*way, "unshare", "--net", "--mount", "sh", "-c", TRIAL]
-        refused = subprocess.run(trial, capture_output=True, text=True, timeout=LIMIT)
-        if refused.returncode == 0:
-            os.execvp(way[0], [*way, "env", "VYN_NAMESPACES=1", sys.executable, "-B", *sys.argv])
-    return f"no namespaces here: {refused.stderr.strip()}"
-
-
 if __name__ == "__main__":
-    if not os.environ.get("VYN_NAMESPACES"):
-        print("skipped:", reach_namespaces())
+    if refusal := namespaces.go_on_inside(["--net", "--mount"], TRIAL):
+        print("skipped:", refusal)
         sys.exit()
     unittest.main()

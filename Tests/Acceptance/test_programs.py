@@ -6,6 +6,8 @@ import subprocess
 import threading
 import unittest
 
+import namespaces
+
 HOST = os.environ["VYN_HOST"]
 EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
 EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "Examples")
@@ -160,4 +162,6 @@ class Alone(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    # Some examples have ports and groups of their own; where they can have a network too, two runs never meet.
+    namespaces.go_on_inside(["--net"], "true")
     unittest.main()

@@ -151,25 +151,6 @@ TEST_F(HostOperations, OperationsWithLogicOfTheirOwn)
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), AnyHandle<REALobjectStruct>(2 * number));
 }
 
-TEST_F(HostOperations, TextDrawingDependsOnTheHostsVersion)
-{
-    Provide("RuntimeGraphicsStringWidth", [](REALgraphicsStruct *, REALstringStruct *) { return 2.5; });
-    Provide("RuntimeGraphicsDrawString",
-            [](REALgraphicsStruct *, REALstringStruct *, int x, int y, int w, double xd, double yd, double wd) {
-                seen = {x, y, w, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
-            });
-    gHostVersion = 2018.02;
-    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
-    REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
-    EXPECT_EQ(seen, (std::vector<long>{1, 2, 3, 1, 2, 3}));
-
-    Provide("RuntimeGraphicsStringWidth", [](REALgraphicsStruct *, REALstringStruct *) { return 7; });
-    gHostVersion = 2007.01;
-    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 7.0);
-    REALGraphicsDrawString(nullptr, nullptr, 4, 5, 6);
-    EXPECT_EQ(std::vector(seen.begin(), seen.begin() + 3), (std::vector<long>{4, 5, 6}));
-}
-
 TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
 {
     static bool offersAny = true;

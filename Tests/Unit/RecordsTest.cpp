@@ -3,7 +3,6 @@
 #include "Source/Utility/rbclassutil.h"
 #include "Tests/Unit/OnHost.h"
 
-#include <regex>
 #include <thread>
 
 namespace {
@@ -307,7 +306,7 @@ TEST(Records, EveryMemberOfEveryOwnerIsCheckedAndAdapted)
         {[](Sample &s) { MyREALRegisterClassExtension(&s.d); }, {"Go", "Size", "A = 1", "Done", "Go", "Size", "D()"}},
         {[](Sample &s) { MyREALRegisterModule(&s.module); }, {"Go", "Size", "A = 1", "D()"}},
     };
-    const std::regex bad("Error: .*\\.(.*) has an attribute without name.*");
+    const std::string_view bad = " has an attribute without name";
     for (const auto &row : rows) {
         Sample sample;
         sample.attribute.name = nullptr;
@@ -315,7 +314,8 @@ TEST(Records, EveryMemberOfEveryOwnerIsCheckedAndAdapted)
         sample.method.flags = 0x40014;
         Lines members;
         for (const std::string &line : CaptureLog([&] { row.handOver(sample); })) {
-            if (std::smatch match; std::regex_match(line, match, bad)) members.push_back(match[1]);
+            std::size_t start = line.find('.') + 1, end = line.find(bad);
+            if (end != std::string::npos) members.push_back(line.substr(start, end - start));
         }
         EXPECT_EQ(members, row.members);
         EXPECT_EQ(sample.method.flags, row.flags);

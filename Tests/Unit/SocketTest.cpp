@@ -275,3 +275,58 @@ TEST_F(Socket, APeerWithALongNameIsNoMoreThanARecord)
     EXPECT_EQ(host::ViewOf(address.Get()).size, 28);
     close(sender);
 }
+
+// A handler that gives its socket another descriptor ends the turn: what is due was due to the old one.
+TEST_F(Socket, ANewHandleHasNoEventOfTheOldOne)
+{
+    int received = 0, completed = 0;
+    Object socket = Due("DataAvailable", received);
+    On(socket, "DataAvailable", [](const Object &self) { SetHandle(self, ::socket(AF_INET, SOCK_DGRAM, 0)); });
+    On(socket, "SendComplete", [&](const Object &) { completed++; });
+    Call(socket, "Poll");
+    EXPECT_EQ(completed, 0);
+}
+
+TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)
+{
+    int completed = 0;
+    Object socket = Due("SendComplete", completed);
+    On(socket, "SendComplete", [&](const Object &self) {
+        if (completed++ == 0) Send(self, "again", "127.0.0.1", 9);
+    });
+    for (int i = 0; i < 3; i++)
+        Call(socket, "Poll");
+    EXPECT_EQ(completed, 2);
+}
+
+TEST_F(Socket, AcceptWithNothingWaitingClearsThePort)
+{
+    Object listener = Listener();
+    REALstringStruct *address = nullptr;
+    long port = 7;
+    EXPECT_EQ(Call<REALobjectStruct *>(listener, kAccept, &address, &port, nullptr), nullptr);
+    EXPECT_EQ(port, 0);
+}
+
+TEST_F(OnHost, ADatagramWithoutMemoryForItsTextIsNil)
+{
+    StartHost({.without = {"REALBuildStringWithEncoding"}});
+    Object socket = Udp();
+    String data = Text("data");
+    ASSERT_EQ(Call<long>(socket, kSend, data, Text("127.0.0.1"), 9), 4); // which binds it
+    ASSERT_EQ(Call<long>(socket, kSend, data, Text("127.0.0.1"), Port(socket)), 4);
+    EXPECT_EQ(Read(socket).Get(), nullptr);
+}
+
+TEST_F(Socket, AHandleOfAHostSocketAbove32BitsIsNoDescriptor)
+{
+    static int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
+    Object socket(host::NewSocket("UDPSocket", descriptor));
+    FakeHost::StandInFor(host::Resolve);
+    FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *handle) {
+        *handle = (1L << 32) + descriptor;
+        return 1UL;
+    });
+    EXPECT_NE(
+        Raised([&] { Host().CallGlobal<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); }), "");
+}

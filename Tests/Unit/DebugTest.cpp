@@ -12,20 +12,19 @@
 
 TEST(Debug, TheEnvironmentSwitchesItOn)
 {
-    struct Row {
-        const char *value;
-        bool on;
-    };
-    for (Row row :
-         {Row{"1", true}, {"TRUE", true}, {"Yes", true}, {"on", false}, {"2", false}, {"", false}, {nullptr, false}}) {
+    for (auto [value, on] :
+         {std::pair("1", true), {"TRUE", true}, {"Yes", true}, {"on", false}, {"2", false}, {"", false}}) {
         gDebugging = false;
-        row.value != nullptr ? setenv("VYNDEBUG", row.value, 1) : unsetenv("VYNDEBUG");
+        setenv("VYNDEBUG", value, 1);
         ReadDebugEnvironment();
-        EXPECT_EQ(getDebugging(), row.on) << (row.value != nullptr ? row.value : "unset");
+        EXPECT_EQ(getDebugging(), on) << value;
     }
+    gDebugging = false;
+    unsetenv("VYNDEBUG");
+    ReadDebugEnvironment();
+    EXPECT_FALSE(getDebugging());
     EXPECT_TRUE(setDebugging(5));
     EXPECT_FALSE(setDebugging(0));
-    EXPECT_FALSE(getDebugging());
 }
 
 TEST(Debug, EachTypeHasItsLine)

@@ -39,43 +39,46 @@ std::function<void()> Throwing(Error error)
 TEST_F(Exceptions, TheMessageArrivesInEveryForm)
 {
     StartHost();
-    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil", kEncodingASCII); }),
-              "NilObjectException: it is nil");
-    EXPECT_EQ(running->exceptions.Raised().back().number, 0);
-    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "a", "b", "c", kEncodingASCII); }),
-              "NilObjectException: abc");
-    EXPECT_EQ(running->exceptions.Raised().back().number, 0);
-    EXPECT_EQ(Raised([] { RaiseException("NoSuchException", "text", kEncodingASCII, 42); }), "RuntimeException: text");
-    EXPECT_EQ(running->exceptions.Raised().back().number, 42);
-    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", static_cast<REALstringStruct *>(nullptr)); }),
-              "NilObjectException: ");
+    const struct {
+        std::function<void()> raise;
+        const char *text;
+        long number;
+    } rows[] = {
+        {[] { RaiseException("NilObjectException", "it is nil"); }, "NilObjectException: it is nil", 0},
+        {[] { RaiseException("NilObjectException", "a", "b", "c", kEncodingASCII); }, "NilObjectException: abc", 0},
+        {[] { RaiseException("NoSuchException", "text", kEncodingASCII, 42); }, "RuntimeException: text", 42},
+        {[] { RaiseException("NilObjectException", static_cast<REALstringStruct *>(nullptr)); },
+         "NilObjectException: ", 0},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(Raised(row.raise), row.text);
+        EXPECT_EQ(running->exceptions.Raised().back().number, row.number);
+    }
 }
 
 TEST_F(Exceptions, AHostWithoutExceptionsRaisesNothing)
 {
     StartHost({.without = {"PluginNewInstance"}});
-    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil", kEncodingASCII); }), "nothing");
+    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil"); }), "nothing");
 }
 
 TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
 {
     StartHost();
-    struct Row {
-        long value, minimum, end;
+    const struct {
+        long value;
         const char *parameter, *method, *message;
+    } rows[] = {
+        {12, "index", "GetValue", "The parameter index to method GetValue is too big."},
+        {12, "index", nullptr, "The parameter index  is too big."},
+        {12, "index", "", "The parameter index  is too big."},
+        {-1, nullptr, "M", "The parameter ? to method M is too small."},
+        {10, "n", "M", "The parameter n to method M is too big."},
     };
-    const Row rows[] = {
-        {12, 0, 10, "index", "GetValue",
-         "The parameter index to method GetValue is too big. Range is 0 to 9, but value is 12."},
-        {12, 0, 10, "index", nullptr, "The parameter index  is too big. Range is 0 to 9, but value is 12."},
-        {12, 0, 10, "index", "", "The parameter index  is too big. Range is 0 to 9, but value is 12."},
-        {-1, 0, 10, nullptr, "M", "The parameter ? to method M is too small. Range is 0 to 9, but value is -1."},
-        {10, 0, 10, "n", "M", "The parameter n to method M is too big. Range is 0 to 9, but value is 10."},
-    };
-    for (const Row &row : rows) {
-        EXPECT_EQ(
-            Raised([&] { RaiseOutOfBoundsException(row.value, row.minimum, row.end, row.parameter, row.method); }),
-            std::string("OutOfBoundsException: ") + row.message);
+    for (const auto &row : rows) {
+        EXPECT_EQ(Raised([&] { RaiseOutOfBoundsException(row.value, 0, 10, row.parameter, row.method); }),
+                  std::string("OutOfBoundsException: ") + row.message + " Range is 0 to 9, but value is " +
+                      std::to_string(row.value) + ".");
     }
 }
 

@@ -225,37 +225,3 @@ balanced("another exception ends the poll and reaches who polled", function()
   receiver:Poll() -- and the next poll runs
   equal(completed, 1)
 end)
-
-if support.emulated then
-  return print("skipped: the emulator's select takes no descriptor above 1,023")
-end
-
-balanced("descriptors at the edges of what select takes", function()
-  for _, number in ipairs({ 1023, 1024, 1500, 19999, 70000 }) do
-    local receiver, sender, port = loaded()
-    local fired = 0
-    function receiver:DataAvailable()
-      fired = fired + 1
-      self:Read()
-    end
-    local original = receiver.Handle
-    if pcall(host.dup, original, number) then
-      receiver.Handle = number
-      receiver:Poll()
-      receiver:Poll()
-      equal(fired, 1, "descriptor " .. number)
-      host.close(original)
-    else
-      print("skipped: the limit of open files is below " .. number)
-    end
-  end
-  local quiet = UDPSocketVYN()
-  host.close(quiet.Handle)
-  for _, number in ipairs({ -1, 1023, 1024, 65535, 65536, (1 << 31) - 1, 1 << 31, 1 << 40, math.mininteger }) do
-    quiet.Handle = number
-    for _ = 1, 100 do
-      quiet:Poll()
-    end
-  end
-  quiet.Handle = 0
-end)

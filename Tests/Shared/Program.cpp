@@ -147,6 +147,12 @@ std::string Raised(const std::function<void()> &body)
     return "";
 }
 
+bool Emulated()
+{
+    static const bool emulated = std::getenv("VYN_EMULATED") != nullptr;
+    return emulated;
+}
+
 std::vector<int> OpenDescriptors()
 {
     std::vector<int> open;

@@ -75,6 +75,10 @@ void Wait(const std::function<bool()> &condition);
 // The exception that the body ends with, as "Class: message"; "" for none.
 std::string Raised(const std::function<void()> &body);
 
+// Whether an emulator of another machine runs this: it is slow, its select takes no descriptor above 1,023, and it
+// lacks MulticastInterface and the clearing of IP options.
+bool Emulated();
+
 // Descriptors of this process that are open.
 std::vector<int> OpenDescriptors();
 

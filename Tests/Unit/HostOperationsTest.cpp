@@ -151,31 +151,6 @@ TEST_F(HostOperations, OperationsWithLogicOfTheirOwn)
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), AnyHandle<REALobjectStruct>(2 * number));
 }
 
-TEST_F(HostOperations, ClassPropertiesComeThroughASecondResolverAskedForOnce)
-{
-    static bool offersAny = true;
-    Provide("GetRBScriptResolver", [] {
-        return +[](const char *name) -> void * {
-            if (!offersAny) return nullptr;
-            if (name == std::string("RuntimeClassOf"))
-                return reinterpret_cast<void *>(+[](REALobjectStruct *) { return AnyHandle<REALclassRefStruct>(24); });
-            if (name == std::string("REALCountClassProperties"))
-                return reinterpret_cast<void *>(+[](REALclassRefStruct *classRef) {
-                    return classRef == AnyHandle<REALclassRefStruct>(24) ? 3 : 0;
-                });
-            return nullptr;
-        };
-    });
-    for (bool offers : {false, true, false}) { // once found, an entry stays
-        static bool found = false;
-        offersAny = offers;
-        found = found || offers;
-        EXPECT_EQ(REALCountClassProperties(nullptr), found ? 3 : 0);
-        EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
-    }
-    EXPECT_EQ(FakeHost::Asked("GetRBScriptResolver"), 1);
-}
-
 // --- start-up -------------------------------------------------------------------------------------------
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include "Source/Utility/rbDebugHost.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <sstream>
@@ -309,9 +308,7 @@ constexpr Step steps[] = {
 
 std::span<const Step> Steps()
 {
-    // An emulator of another machine lacks options that the last two need.
-    static const bool emulated = std::getenv("VYN_EMULATED") != nullptr;
-    return std::span(steps).first(std::size(steps) - (emulated ? 2 : 0));
+    return std::span(steps).first(std::size(steps) - (Emulated() ? 2 : 0)); // which the last two need
 }
 
 static std::string RunOrSayWhy(const Step &step)

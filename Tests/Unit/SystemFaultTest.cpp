@@ -48,17 +48,12 @@ std::string RunAgain()
 
 constexpr char kNoSuch[] = "there are not so many";
 
-// Whether an emulator runs this, where a process takes its time: it sees a sample.
-bool Emulated()
-{
-    return std::getenv("VYN_EMULATED") != nullptr;
-}
-
-// Fails the first, the second and so on in a process each, until there are not so many. Result: how many failed.
+// Fails the first, the second and so on in a process each, until there are not so many. Result: how many failed. Under
+// an emulator a sample is enough.
 template <typename Run>
 long Sweep(Run run)
 {
-    for (long nth = 1, failed = 1;; nth += Emulated() ? 5 : 1, failed++) {
+    for (long nth = 1, failed = 1;; nth += program::Emulated() ? 5 : 1, failed++) {
         std::string said = program::InChild([&] { return run(nth); });
         if (said == kNoSuch) return failed - 1;
         EXPECT_EQ(said, "") << "number " << nth;
@@ -97,7 +92,8 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
 {
     long total = 0;
     std::vector<int> errors = {ENOBUFS, EINTR, EAGAIN, EMFILE, ENOMEM, ECONNREFUSED, EHOSTUNREACH, EPERM, EINVAL};
-    if (Emulated() || !faults::kAllocationsCanFail) errors.resize(3); // slow ones: every call, with three errors
+    if (program::Emulated() || !faults::kAllocationsCanFail)
+        errors.resize(3); // slow ones: every call, with three errors
     bool logged = false;
     for (int error : errors) {
         UseLog(logged = !logged);

@@ -155,6 +155,7 @@ local function turn(event, way, count, action)
   return fired
 end
 
+local tried = 0
 for name, action in pairs(actions) do
   for event in pairs(triggers) do
     balanced(event .. " with a handler that does this: " .. name, function()
@@ -162,6 +163,7 @@ for name, action in pairs(actions) do
       for _, count in ipairs({ 1, 2, thousand and not slow[name] and 1000 or nil }) do
         for _, way in ipairs({ "poll", "task" }) do
           equal(turn(event, way, count, action), name == "destroyOthers" and 1 or count, way .. " of " .. count)
+          tried = tried + 1
           host.step() -- and the host goes on
           host.collect()
         end
@@ -169,6 +171,8 @@ for name, action in pairs(actions) do
     end)
   end
 end
+
+print(tried .. " ways for a handler to meet its sockets tried")
 
 balanced("a handler that polls does not enter itself", function()
   local receiver = loaded(3)

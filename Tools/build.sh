@@ -8,7 +8,7 @@ preset=$1
 shift
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-# A folder that was configured by hand for another build tool is configured anew.
+# A folder that was configured by hand for another build tool is configured again.
 folder=build/$preset
 [[ $preset != release ]] || folder=build
 if [[ -f $folder/CMakeCache.txt ]] && ! grep -q '^CMAKE_GENERATOR:INTERNAL=Ninja$' "$folder/CMakeCache.txt"; then

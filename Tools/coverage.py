@@ -4,7 +4,7 @@
     Tools/coverage.py COUNTS EXCEPTIONS        what `gcovr --json` wrote, and the list of known places
 
 The list has a reason on a line of its own that begins with "#", and below it the places that it holds for: the
-file, a colon and the line of code as it stands there. A place that was not reached and is not listed is an error,
+file, a colon and the line of code as it is there. A place that was not reached and is not listed is an error,
 and so is one that is listed and was reached after all.
 """
 import json

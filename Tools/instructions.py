@@ -80,7 +80,7 @@ def each(host, library, operation):
 
 def log_line_that_is_off(library):
     """What a line of the log costs when the log is off: the instructions from the look at the switch to the branch
-    behind it, of the median of all lines (the compiler may put some of what follows between); and how many there are."""
+    that follows, of the median of all lines (the compiler may put some of what follows between); and how many there are."""
     text = subprocess.run(["objdump", "--disassemble", "--no-show-raw-insn", library], check=True, capture_output=True,
                           text=True).stdout
     costs = []

@@ -6,7 +6,7 @@
 COMMAND runs the host program (build/vynhost). --check writes nothing and fails when the page is stale.
 Either way it fails when a member has no words, or words have no member.
 
-Docs/members.txt: what stands before the first "@" opens the page. Then entries follow, each of one or
+Docs/members.txt: what comes before the first "@" opens the page. Then entries follow, each of one or
 more lines "@ Class.Member" and the words for them. Members of one name are told apart by the types of
 their parameters: "@ Class.Member(string, Integer)". A line "Raises: ..." or the like becomes a list item.
 """
@@ -56,7 +56,7 @@ def types_of(declaration):
 
 
 def keys_of(members):
-    """The key in the words for each member: its types stand in it only where the name is not enough."""
+    """The key in the words for each member: with its types only where the name is not enough."""
     names = collections.Counter((member.owner, member.name) for member in members)
     return {member: f"{member.owner}.{member.name}" + (member.types if names[member.owner, member.name] > 1 else "")
             for member in members}

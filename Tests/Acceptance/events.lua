@@ -69,7 +69,7 @@ local triggers = {
     socket:SendMessage("x", "127.0.0.1", port)
     return socket
   end,
-  Error = function() -- an urgent byte behind another one
+  Error = function() -- an urgent byte after another one
     local listener, client = RAWSocketVYN(2, 1, 6), RAWSocketVYN(2, 1, 6)
     listener:Bind(0, "127.0.0.1")
     listener:Listen()

@@ -14,7 +14,7 @@ file:close()
 local listener = host.tcpListener()
 local connected = host.tcp("127.0.0.1", listener.LocalPort)
 
--- Each makes a descriptor that the test closes afterwards, or a number that is none.
+-- Each makes a descriptor that the test closes afterwards, or a number that is no descriptor.
 local kinds = {
   { "minus one", -1 }, { "minus five", -5 }, { "smallest", math.mininteger }, { "largest", math.maxinteger },
   { "never opened", 900 }, { "1,023", 1023 }, { "1,024", 1024 }, { "19,999", 19999 }, { "2^31", 1 << 31 },

@@ -68,7 +68,7 @@ balanced("connecting by name", function()
   end
 end)
 
-balanced("connecting in vain leaves everything as it was", function()
+balanced("a connect that fails leaves everything as it was", function()
   local listener, port = listening()
   listener:Close()
   local client = stream()

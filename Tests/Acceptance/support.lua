@@ -1,4 +1,4 @@
--- What the acceptance scripts share: checks that say where they stand, and small helpers.
+-- What the acceptance scripts share: checks that name their line, and small helpers.
 local support = {}
 
 -- An emulator of another machine runs this: it knows no descriptors above 1,023 in select, and not all options.
@@ -40,7 +40,7 @@ end
 function support.wait(condition, what)
   host.run(condition, 5.0)
   if not condition() then
-    error("in vain waited for " .. (what or "it"), 2)
+    error("timed out waiting for " .. (what or "it"), 2)
   end
 end
 

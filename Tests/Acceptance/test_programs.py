@@ -59,7 +59,7 @@ class Datagrams(unittest.TestCase):
         with Program("echo_server.lua", 0, LIMIT) as server, udp() as peer:
             address = ("127.0.0.1", server.port())
             for payload in (b"hello", bytes(range(256)), b"\0", b"x" * 1400, os.urandom(65507)):
-                peer.sendto(b"", address)  # must not block the one behind it
+                peer.sendto(b"", address)  # must not block the next one
                 peer.sendto(payload, address)
                 self.assertEqual(peer.recv(65536), payload)
 

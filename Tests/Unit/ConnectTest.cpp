@@ -28,7 +28,7 @@ bool answerIsOut = false;
 addrinfo hintsGiven;
 std::string serviceGiven;
 
-// The function that the one here stands in front of.
+// The C library's function of that name, which the one here replaces.
 template <typename Function>
 Function *System(const char *name)
 {
@@ -166,7 +166,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
         {"IPv4 wanted, IPv6 skipped", {6, 4}, 6, 4, 0, AF_INET, "untouched"},
         {"IPv4 wanted, none there", {6}, 6, 4, -1, AF_INET6, kRefused},
         {"IPv6 wanted, none there", {4}, 6, 6, 0, AF_INET, "untouched"},
-        {"a preference that is none", {6, 4}, 6, 5, 0, AF_INET, "untouched"},
+        {"an unknown preference", {6, 4}, 6, 5, 0, AF_INET, "untouched"},
         {"no socket", {6, 4}, 17, 0, -1, AF_INET6, "Socket creation failed with error 93: Protocol not supported"},
         {"no usable family", {1, 1}, 6, 0, 77, -7, ""},
     };

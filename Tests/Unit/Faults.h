@@ -1,6 +1,6 @@
 // Failures of the system, on demand: memory and system calls, for everything in this process.
 //
-// The functions that are made to fail are defined in Faults.cpp, in front of the C library's.
+// Faults.cpp defines the functions that are made to fail; the process finds them before the C library's.
 #pragma once
 
 #include <string>

@@ -29,7 +29,7 @@ class OnHost : public testing::Test {
     std::optional<host::Host> running;
 };
 
-// A host that has the entries it is given, and for the rest the running one's if it stands in for that. Looking an
+// A host that has the entries it is given, and for the rest those of the running host if it replaces that. Looking an
 // entry up takes no memory.
 struct FakeHost {
     static void *Resolve(const char *name)
@@ -56,7 +56,7 @@ struct FakeHost {
         gHostVersion = version;
         gSDKVersion = sdkVersion;
     }
-    static void StandInFor(HostResolver running)
+    static void Replace(HostResolver running)
     {
         next = running;
         gHostResolver = Resolve;

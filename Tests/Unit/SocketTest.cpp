@@ -324,7 +324,7 @@ TEST_F(Socket, AHandleOfAHostSocketAbove32BitsIsNoDescriptor)
 {
     static int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
     Object socket(host::NewSocket("UDPSocket", descriptor));
-    FakeHost::StandInFor(host::Resolve);
+    FakeHost::Replace(host::Resolve);
     FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *handle) {
         *handle = (1L << 32) + descriptor;
         return 1UL;

@@ -108,7 +108,7 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
                                 failed = true;
                                 place = std::string(call) + " in " + step.name;
                                 if (!ShowsToPrograms(call, step.name) || seen == step.expected) return;
-                                // The error stands in Lasterror, or in the message.
+                                // The error is in Lasterror, or in the message.
                                 std::string number = std::to_string(error);
                                 bool told = seen.find("(" + number + ")") != std::string::npos ||
                                             seen.find("error " + number + ":") != std::string::npos ||

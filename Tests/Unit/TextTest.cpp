@@ -196,7 +196,7 @@ TEST_F(Text, ByteOrderMarksGoAndTheOtherByteOrderIsUndone)
 TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
 {
     StartHost();
-    FakeHost::StandInFor(host::Resolve);
+    FakeHost::Replace(host::Resolve);
     FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int, REALstringData *data) {
         data->data = "ab!!";
         data->length = 2;
@@ -291,7 +291,7 @@ TEST_F(Text, BytesThatNoStringCanBeMadeOfAreAnEmptyText)
 TEST_F(Text, AHostThatThrowsLosesNoReferenceAndIsNotAskedAgain)
 {
     StartHost();
-    FakeHost::StandInFor(host::Resolve);
+    FakeHost::Replace(host::Resolve);
     for (const char *entry : {"REALGetStringEncoding", "REALBuildStringWithEncoding"})
         FakeHost::Provide(entry, [](REALstringStruct *) -> unsigned int { throw std::bad_alloc(); });
     String source(host::NewString("text"));

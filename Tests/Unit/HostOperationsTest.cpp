@@ -4,6 +4,8 @@
 #include "Source/Utility/rbData.h"
 #include "Tests/Unit/OnHost.h"
 
+#include <type_traits>
+
 namespace {
 
 class HostOperations : public testing::Test {
@@ -149,6 +151,52 @@ TEST_F(HostOperations, OperationsWithLogicOfTheirOwn)
     Provide("CreateInstance", [](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
     for (std::uintptr_t number : {0U, 8U})
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), AnyHandle<REALobjectStruct>(2 * number));
+}
+
+namespace {
+
+// Calls the operation with nothing for each argument on a host that does not have the entry.
+template <typename Result, typename... Arguments>
+void CheckWithout(const char *entry, Result (*operation)(Arguments...), [[maybe_unused]] int missing = 0)
+{
+    FakeHost::Start();
+    if constexpr (std::is_void_v<Result>) {
+        operation(Arguments()...);
+    } else {
+        Result nothing = {};
+        if constexpr (std::is_same_v<Result, int>) nothing = missing;
+        EXPECT_EQ(operation(Arguments()...), nothing) << entry;
+    }
+    EXPECT_EQ(FakeHost::Asked(entry), 1) << entry;
+}
+
+} // namespace
+
+TEST_F(HostOperations, EveryRowGivesTheMissingValueOnAHostWithoutTheEntry)
+{
+#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry)                                         \
+    CheckWithout(entry, static_cast<result(*) parameters>(operation), missing);
+#define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
+    CheckWithout(entry, static_cast<result(*) parameters>(operation));
+#define HOST_CALL(result, operation, parameters, arguments)                                                            \
+    HOST_CALL_AS(result, operation, parameters, arguments, #operation)
+#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
+    CheckWithout(entry, static_cast<bool(*) parameters>(operation));
+#define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
+#define HOST_YES_NO_WORD_AS HOST_YES_NO_AS
+#define HOST_YES_NO_WORD HOST_YES_NO
+#define HOST_ENTRY(result, operation, parameters, entry)
+#define HOST_ARRAY_FIXED(type, element)
+#define HOST_ARRAY_ELEMENT(type, element)
+#include "Source/SDK/GlueCode/HostOperations.inc"
+#include "Source/SDK/GlueCode/HostOperationsEnd.inc"
+    EXPECT_EQ(REALCountClassProperties(nullptr), 0);
+    EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
+    for (double version : {2007.01, 2018.02}) {
+        gHostVersion = version;
+        REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
+        EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 0.0);
+    }
 }
 
 // --- start-up -------------------------------------------------------------------------------------------

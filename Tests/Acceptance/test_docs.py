@@ -1,4 +1,5 @@
-"""The pages say what is there: the reference, the picture of the layers, and the examples of the guide."""
+"""The pages say what is there: the reference, the page for hosts, the picture of the layers, and the examples of
+the guide."""
 import os
 import pathlib
 import re
@@ -21,6 +22,9 @@ def run_tool(name, *arguments):
 class Pages(unittest.TestCase):
     def test_the_reference_has_every_member_and_is_fresh(self):
         self.assertEqual(run_tool("reference.py", "--check", *EMULATOR, HOST), "")
+
+    def test_the_page_for_hosts_has_every_entry_and_is_fresh(self):
+        self.assertEqual(run_tool("host_page.py", "--check"), "")
 
     def test_includes_point_down_and_the_picture_is_fresh(self):
         self.assertEqual(run_tool("layers.py", "--check"), "")

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Changes one line of the library at a time and sees which tests notice.
 
-    Tools/mutate.py [--seed N] [--count N] [--jobs N] [--tests FOLDER]
+    Tools/mutate.py [--seed N] [--count N] [--jobs N] [--tests FOLDER] [--alone]
 
 Works in copies of the tree, as many at a time as there are processors; --tests takes the tests of another tree, to
 compare two states of them on the same changes. A mutant that does not compile does not count, nor does one that leaves
 the built bytes as they were (code for another machine). One is killed when a test fails or runs out of time. The slow
-tests, which fail everything in turn, are asked only about what the others let live. Printed at the end: the survivors,
-and for each test how many mutants it alone noticed. Lines that only write the debug log are left out: of them the tests
-compare a sample, on purpose.
+tests, which fail everything in turn, are asked only about what the others let live. Printed at the end: the survivors;
+with --alone, which takes longer, also how many mutants each test alone noticed. Lines that only write the debug log are
+left out: of them the tests compare a sample, on purpose.
 """
 import argparse
 import collections
@@ -92,8 +92,9 @@ def failures(copy, *selection):
     return re.findall(r"^\s*\d+ - (.+?) \(\w", output.partition("The following tests FAILED")[2], re.MULTILINE)
 
 
-def noticed_by(copy):
-    found = failures(copy, "-E", f"{LEFT_OUT_TESTS}|{SLOW}")
+def noticed_by(copy, alone):
+    """The tests that notice; only the first unless it is asked which alone does."""
+    found = failures(copy, "-E", f"{LEFT_OUT_TESTS}|{SLOW}", *([] if alone else ["--stop-on-failure"]))
     return found or failures(copy, "-R", SLOW, "--stop-on-failure")
 
 
@@ -109,8 +110,8 @@ def build(copy):
 class Workplace:
     """A built copy in which every test passes; what would only be a warning is no failure of a build."""
 
-    def __init__(self, folder, tests):
-        self.copy = pathlib.Path(folder)
+    def __init__(self, folder, tests, alone):
+        self.copy, self.alone = pathlib.Path(folder), alone
         listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True, text=True).stdout
         for name in listed.split("\0")[:-1]:
             (self.copy / name).parent.mkdir(parents=True, exist_ok=True)
@@ -121,7 +122,7 @@ class Workplace:
         flags = "-DCMAKE_CXX_FLAGS=-w -O1"
         subprocess.run(["cmake", "--preset", "debug", flags], cwd=self.copy, check=True, **QUIET)
         self.unchanged = build(self.copy)
-        if self.unchanged is None or (failing := noticed_by(self.copy)):
+        if self.unchanged is None or (failing := noticed_by(self.copy, alone)):
             raise SystemExit(f"mutate: the tree does not build, or a test fails before anything is changed: "
                              f"{'no build' if self.unchanged is None else failing}")
 
@@ -132,7 +133,7 @@ class Workplace:
         lines[number] = after
         (self.copy / path).write_text("\n".join(lines), encoding="utf-8")
         try:
-            return None if build(self.copy) in (None, self.unchanged) else noticed_by(self.copy)
+            return None if build(self.copy) in (None, self.unchanged) else noticed_by(self.copy, self.alone)
         finally:
             (self.copy / path).write_text(original, encoding="utf-8")
 
@@ -143,6 +144,7 @@ def main():
     options.add_argument("--count", type=int, default=60)
     options.add_argument("--jobs", type=int, default=os.cpu_count())
     options.add_argument("--tests", type=pathlib.Path)
+    options.add_argument("--alone", action="store_true")
     given = options.parse_args()
 
     chosen = list(mutants())
@@ -152,7 +154,7 @@ def main():
     survivors, alone, killed = [], collections.Counter(), 0
     with tempfile.TemporaryDirectory() as folder, concurrent.futures.ThreadPoolExecutor(given.jobs) as pool:
         places = queue.SimpleQueue()
-        for place in pool.map(lambda i: Workplace(f"{folder}/{i}", given.tests), range(given.jobs)):
+        for place in pool.map(lambda i: Workplace(f"{folder}/{i}", given.tests, given.alone), range(given.jobs)):
             places.put(place)
 
         def work():
@@ -179,9 +181,10 @@ def main():
     print("\n| file | line | before | after |\n|---|---|---|---|")
     for row in survivors:
         print("|", " | ".join(str(cell).replace("|", "\\|") for cell in row), "|")
-    print("\nnoticed by one test alone:")
-    for test, count in alone.most_common():
-        print(f"{count:4} {test}")
+    if given.alone:
+        print("\nnoticed by one test alone:")
+        for test, count in alone.most_common():
+            print(f"{count:4} {test}")
     print(f"{killed} of {killed + len(survivors)} killed")
 
 

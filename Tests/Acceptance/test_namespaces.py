@@ -6,6 +6,7 @@ Where namespaces can't be made (as in most containers) all of this is skipped, a
 import os
 import subprocess
 import sys
+import tempfile
 import threading
 import unittest
 
@@ -17,7 +18,8 @@ LIMIT = 60  # seconds for anything
 
 EACCES, EADDRINUSE, EADDRNOTAVAIL, EMSGSIZE, ENETUNREACH, ENOBUFS, ENODEV = 13, 98, 99, 90, 101, 105, 19
 GROUP = "239.1.2.3"
-TRIAL = "ip link add wire type veth && ip address add fd00::1/64 dev wire"
+NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n255.255.255.255 all\n"
+TRIAL = "ip link add wire type veth && ip address add fd00::1/64 dev wire && mount --bind /etc/hosts /etc/hosts"
 
 
 class Machine:
@@ -163,6 +165,31 @@ class Unicast(Machines):
         output = self.near.run(HOST, os.path.join(HERE, "..", "..", "Examples", "ping.lua"), "10.0.0.2")
         self.assertIn("47 bytes from 10.0.0.2", output)
         self.far.does("one = raw:ReadDatagram(); return one.Address, one.Length", "10.0.0.1; 47")
+
+
+class Names(Machines):
+    """The near machine knows names from a file of its own alone."""
+
+    def setUp(self):
+        super().setUp()
+        many = "".join(f"10.0.{i // 200}.{i % 200 + 1} many\n" for i in range(400))  # more than a first buffer takes
+        for path, text in (("/etc/hosts", NAMES + many), ("/etc/nsswitch.conf", "hosts: files\n"),
+                           ("/etc/host.conf", "multi on\n")):
+            with tempfile.NamedTemporaryFile("w") as file:
+                file.write(text)
+                file.flush()
+                self.near.run("mount", "--bind", file.name, path)
+
+    def test_the_file_is_asked_in_both_directions(self):
+        for function, asked, wanted in (("NameToAddress", "both", "10.0.0.2"), ("NameToAddressIPv6", "both", "fd00::2"),
+                                        ("NameToAddress", "six", ""), ("AddressToName", "10.0.0.2", "both"),
+                                        ("AddressToName", "10.9.9.9", ""), ("AddressToNameIPv6", "fd00::2", "both")):
+            self.near.does(f"DNS{function}VYN('{asked}')", wanted)
+
+    def test_names_are_sent_to_but_not_the_broadcast_address(self):
+        self.near.does("UDPSocketVYN():SendMessage('x', 'many', 9)", 1)
+        self.near.does("select(2, pcall(UDPSocketVYN().SendMessage, UDPSocketVYN(), 'x', 'all', 9)).message",
+                       "Invalid address.")
 
 
 if __name__ == "__main__":

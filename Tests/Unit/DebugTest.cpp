@@ -104,3 +104,17 @@ TEST(Debug, TheFileIsTheFirstOfFivePlacesThatCanBeWritten)
     std::filesystem::current_path("/");
     std::filesystem::remove_all(folder);
 }
+
+TEST(Debug, LookUpsOfInstanceDataThatLookWrongAreTold)
+{
+    REALclassDefinition good = {.dataSize = 16, .forSystemUse = 48}, bad = {.forSystemUse = 8};
+    REALcontrol control;
+    control.forSystemUse = -1;
+    auto instance = reinterpret_cast<REALobjectStruct *>(&good);
+    gDebugging = true;
+    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(instance, &good); }).size(), 0U);
+    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(nullptr, &bad); }).size(), 1U);
+    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(instance, &bad); }).size(), 2U);
+    EXPECT_EQ(CaptureLog([&] { REALGetControlDataChecks(nullptr, &control); }).size(), 1U);
+    EXPECT_EQ(CaptureLog([&] { REALGetControlDataChecks(instance, &control); }).size(), 2U);
+}

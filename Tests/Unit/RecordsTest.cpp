@@ -254,6 +254,8 @@ TEST(Records, FlagsAreAdaptedToTheHost)
     FixFlags(static_cast<REALmethodDefinition *>(nullptr), 5, "");
     FixFlags(&sample.method, -1, "");
     EXPECT_EQ(sample.method.flags, 0x40000U);
+    FixFlags(&sample.method, "");
+    EXPECT_EQ(sample.method.flags, 0x0U);
 }
 
 // Every member gets the same bad attribute and flags to be adapted.

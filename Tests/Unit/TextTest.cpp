@@ -68,6 +68,19 @@ TEST_F(Text, WhatCannotBeBuiltIsNull)
     EXPECT_EQ(UnicodeCString2RB(static_cast<const unsigned short *>(nullptr)), nullptr);
 }
 
+TEST_F(Text, EncodingsThatDoNotFitAreTold)
+{
+    StartHost();
+    gDebugging = true;
+    auto lines = [](auto build) { return CaptureLog([&] { String built(build()); }).size(); };
+    for (unsigned int wide : {kEncodingUTF16, kEncodingUTF32}) {
+        EXPECT_GE(lines([=] { return CString2RB("a", wide); }), 1U);
+        EXPECT_GE(lines([=] { return PString2RB(reinterpret_cast<const unsigned char *>("\4a\0\0"), wide); }), 1U);
+    }
+    EXPECT_EQ(lines([] { return REALBuildUnicodeString("a", 1, 77); }), 1U);
+    EXPECT_EQ(lines([] { return REALBuildUnicodeString("a", 1L << 31, 0); }), 1U);
+}
+
 class TextOnHost : public Text, public testing::WithParamInterface<double> {};
 
 TEST_P(TextOnHost, WideTextsArriveOnEveryHost)

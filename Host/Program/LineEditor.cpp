@@ -10,12 +10,14 @@
 #include <filesystem>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace host {
 namespace {
 
 constexpr int keptLines = 1000;
-constexpr int turnMilliseconds = 10; // between two turns of the host's loop
+constexpr int turnMilliseconds = 10;   // between two turns of the host's loop
+constexpr char endOfInput = 'D' - '@'; // Ctrl-D
 
 // Empty when there is no such folder and none can be made.
 std::string HistoryFile()
@@ -45,6 +47,12 @@ void CatchInterrupts()
     struct sigaction action {};
     action.sa_handler = NoteInterrupt; // without SA_RESTART: the wait for a key ends
     sigaction(SIGINT, &action, nullptr);
+}
+
+bool IsKeyThere(int milliseconds)
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, milliseconds) > 0;
 }
 
 std::string CommonBeginning(const std::vector<std::string> &words)
@@ -108,6 +116,7 @@ std::optional<std::string> LineEditor::Read(const char *wanted)
     prompt = wanted;
     interruptKey = 0;
     interrupted = false;
+    isFirstKey = true;
     int count = 0;
     const char *line = el_gets(editor.get(), &count);
     if (interrupted) {
@@ -126,9 +135,8 @@ std::optional<std::string> LineEditor::Read(const char *wanted)
 // False when the interrupt key was pressed meanwhile.
 bool LineEditor::WaitForKey()
 {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
     for (;;) {
-        bool isThere = poll(&input, 1, turnMilliseconds) > 0;
+        bool isThere = IsKeyThere(turnMilliseconds);
         interrupted = interruptKey != 0;
         interruptKey = 0;
         if (interrupted || isThere) return !interrupted;
@@ -141,7 +149,9 @@ bool LineEditor::WaitForKey()
 // A character of several bytes comes byte by byte.
 int LineEditor::ReadKey(EditLine *editor, wchar_t *key)
 {
-    if (!Of(editor).WaitForKey()) {
+    LineEditor &self = Of(editor);
+    bool wasTypedBefore = std::exchange(self.isFirstKey, false) && IsKeyThere(0);
+    if (!self.WaitForKey()) {
         errno = EINTR;
         return -1;
     }
@@ -150,6 +160,8 @@ int LineEditor::ReadKey(EditLine *editor, wchar_t *key)
         char byte;
         auto count = read(STDIN_FILENO, &byte, 1);
         if (count <= 0) return static_cast<int>(count);
+        // Between two lines the terminal itself looks for Ctrl-D, and keeps a zero byte in its place.
+        if (wasTypedBefore && byte == '\0') byte = endOfInput;
         auto length = std::mbrtowc(key, &byte, 1, &state);
         if (length == static_cast<std::size_t>(-2)) continue;
         if (length == static_cast<std::size_t>(-1)) *key = L'?';

@@ -36,6 +36,7 @@ class LineEditor {
     std::unique_ptr<EditLine, void (*)(EditLine *)> editor;
     std::unique_ptr<History, void (*)(History *)> history;
     bool interrupted = false;
+    bool isFirstKey = true;  // of the line
     bool handlerRan = false; // since the last look: what it printed is where the line was
 };
 

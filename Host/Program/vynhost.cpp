@@ -1,13 +1,15 @@
 // vynhost: loads a plugin and runs a Lua program over what it registers, or describes that.
-#include "Host/Program/BrokenPipe.h"
 #include "Host/Program/CommandLine.h"
 #include "Host/Program/Prompt.h"
 #include "Host/Script/Describe.h"
 #include "Host/Script/Lua.h"
 
+#include <csignal>
 #include <dlfcn.h>
 #include <filesystem>
 #include <iostream>
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +25,36 @@ void LoadPlugin(host::Host &host, std::string path)
     void *start = dlsym(library, "REALPluginMain");
     if (start == nullptr) throw std::runtime_error(path + " is not a plugin: it has no REALPluginMain");
     host.Start(reinterpret_cast<void (*)(host::Resolver)>(start));
+}
+
+constexpr char told[] =
+    "vynhost: SIGPIPE: the program sent on a stream whose peer has gone, which ends it. With Flags 16384\n"
+    "(MSG_NOSIGNAL) the send fails with Lasterror 32 (EPIPE) instead; SendMessage on a stream has no flags.\n";
+
+// A program whose output nobody reads, as in "vynhost x.lua | head", ends without a word.
+bool OutputIsBroken()
+{
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
+// The signal's own way is taken when this has returned.
+void Tell(int signal)
+{
+    if (!OutputIsBroken()) {
+        [[maybe_unused]] auto written = write(STDERR_FILENO, told, sizeof told - 1);
+    }
+    raise(signal);
+}
+
+void TellOfBrokenPipes()
+{
+    struct sigaction action {};
+    action.sa_handler = Tell;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    struct sigaction before {};
+    sigaction(SIGPIPE, &action, &before);
+    if (before.sa_handler == SIG_IGN) sigaction(SIGPIPE, &before, nullptr); // by whoever started the program
 }
 
 // True when the program ended well.
@@ -55,7 +87,7 @@ int Run(host::CommandLine line)
         std::cout << Describe(host, line.described);
         return 0;
     }
-    host::TellOfBrokenPipes();
+    TellOfBrokenPipes();
     bool endedWell = RunProgram(host, line);
     std::string complaints = host.Complaints();
     if (!complaints.empty()) std::cerr << "vynhost: not everything was given back in order\n" << complaints;

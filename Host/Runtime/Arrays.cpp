@@ -104,12 +104,9 @@ void LockElement(Kind kind, const void *handle)
     if (kind != Kind::Dead) Host::Current().ledger.Lock(handle, kind, "an array's element");
 }
 
-void ReleaseElement(Kind kind, void *handle)
+void ReleaseElement(Kind kind, const void *handle)
 {
-    if (handle == nullptr) return;
-    if (kind == Kind::String) Release(static_cast<REALstringStruct *>(handle));
-    if (kind == Kind::Text) Release(static_cast<RuntimeText *>(handle));
-    if (kind == Kind::Object) Release(static_cast<REALobjectStruct *>(handle));
+    if (kind != Kind::Dead) Release(handle, kind, "an array's element");
 }
 
 void Destroy(REALobjectStruct *array)

@@ -1,5 +1,7 @@
 #include "Host/Runtime/Classes.h"
 
+#include "Host/Runtime/Host.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -21,20 +23,6 @@ std::span<Member> Members(Member *array, std::uint64_t count)
     return {array, array != nullptr ? count : 0};
 }
 
-std::size_t WidthOf(const Type &type)
-{
-    switch (type.kind) {
-    case TypeKind::Boolean:
-        return 1;
-    case TypeKind::UInt16:
-        return 2;
-    case TypeKind::UInt32:
-        return 4;
-    default:
-        return 8;
-    }
-}
-
 bool IsStandard(std::intptr_t accessor)
 {
     return accessor == kStandardAccessor;
@@ -45,7 +33,7 @@ bool Fits(const Class *owner, const REALproperty &property, const Type &type)
 {
     if (!IsStandard(property.getter.word) && !IsStandard(property.setter.word)) return true;
     auto offset = static_cast<std::int32_t>(property.parameter);
-    return owner != nullptr && offset >= 0 && static_cast<std::size_t>(offset) + WidthOf(type) <= owner->dataSize;
+    return owner != nullptr && offset >= 0 && static_cast<std::size_t>(offset) + WidthOf(type.kind) <= owner->dataSize;
 }
 
 // Looks in the class first, then in its superclasses.
@@ -256,6 +244,35 @@ const Event *FindEvent(const Class &type, std::string_view name)
         return found != nullptr ? found->get() : nullptr;
     };
     return InChain(type, find);
+}
+
+// --- entries -----------------------------------------------------------------------------------------------
+
+double entry::REALGetRBVersion()
+{
+    return Host::Current().version;
+}
+
+void entry::RegisterPluginVersion(int sdkVersion)
+{
+    Host::Current().classes.sdkVersion = sdkVersion;
+}
+
+void *entry::REALRegisterClass(REALclassDefinition *definition)
+{
+    return &Host::Current().classes.AddClass(*definition, false);
+}
+
+void *entry::REALRegisterModule(REALmoduleDefinition *definition)
+{
+    Host::Current().classes.AddModule(*definition);
+    return definition;
+}
+
+void *entry::REALRegisterMethod(REALmethodDefinition *definition)
+{
+    Host::Current().classes.AddFunction(*definition, false);
+    return definition;
 }
 
 } // namespace host

@@ -135,6 +135,20 @@ Type ParseType(std::string_view name)
     return {TypeKind::Object, std::string(name)};
 }
 
+std::size_t WidthOf(TypeKind kind)
+{
+    switch (kind) {
+    case TypeKind::Boolean:
+        return 1;
+    case TypeKind::UInt16:
+        return 2;
+    case TypeKind::UInt32:
+        return 4;
+    default:
+        return 8;
+    }
+}
+
 bool SamePrototype(const Declaration &first, const Declaration &second)
 {
     auto same = [](const Parameter &one, const Parameter &other) {

@@ -41,6 +41,9 @@ std::optional<Declaration> ParseDeclaration(std::string_view text);
 
 Type ParseType(std::string_view name);
 
+// In bytes, of a field.
+std::size_t WidthOf(TypeKind kind);
+
 // The same name, parameter types and result type.
 bool SamePrototype(const Declaration &first, const Declaration &second);
 

@@ -14,76 +14,35 @@ namespace {
 
 // What this host has, in the order and groups of the library's table.
 Entry *const entries[] = {
-    PROVIDED(REALGetRBVersion),
-    PROVIDED(RegisterPluginVersion),
-
-    PROVIDED(REALRegisterClass),
-    PROVIDED(REALRegisterModule),
-    PROVIDED(REALRegisterMethod),
-
-    PROVIDED(REALLockString),
-    PROVIDED(REALUnlockString),
-    PROVIDED(REALGetStringData),
-    PROVIDED(REALDisposeStringData),
-    PROVIDED(originalREALBuildString),
-    PROVIDED(REALBuildStringWithEncoding),
-    PROVIDED(REALGetStringEncoding),
-    PROVIDED(REALConvertString),
-    PROVIDED(REALSetStringEncoding),
-    PROVIDED(REALAddStrings),
-    PROVIDED(REALGetTextData),
-    PROVIDED(REALDisposeTextData),
-    PROVIDED(StringGetCString),
-
-    PROVIDED(REALLockObject),
-    PROVIDED(REALUnlockObject),
-    PROVIDED(REALnewInstance),
-    PROVIDED(CreateInstance),
-    PROVIDED(REALGetClassRef),
-    PROVIDED(REALObjectIsA),
-    PROVIDED(REALLoadObjectMethod),
-    PROVIDED(REALLoadGlobalMethod),
-    PROVIDED(REALGetPropValueString),
-    PROVIDED(REALSetPropValueString),
-    PROVIDED(REALGetPropValueInteger),
-    PROVIDED(REALSetPropValueInteger),
-    PROVIDED(GetEventInstance),
-
-    PROVIDED(REALMemoryBlockGetPtr),
-    PROVIDED(REALMemoryBlockGetSize),
-    PROVIDED(REALPtrToMemoryBlock),
-
-    PROVIDED(REALCreateArray),
-    PROVIDED(REALGetArrayUBound),
-    PROVIDED(REALGetArrayInt),
-    PROVIDED(REALGetArrayString),
-    PROVIDED(REALGetArrayObject),
-    PROVIDED_ARRAY_FIXED(Color),
-    PROVIDED_ARRAY_ELEMENT(Integer),
-    PROVIDED_ARRAY_ELEMENT(UInteger),
-    PROVIDED_ARRAY_ELEMENT(Boolean),
-    PROVIDED_ARRAY_FIXED(Currency),
-    PROVIDED_ARRAY_ELEMENT(Int64),
-    PROVIDED_ARRAY_ELEMENT(Int32),
-    PROVIDED_ARRAY_ELEMENT(Int16),
-    PROVIDED_ARRAY_ELEMENT(Int8),
-    PROVIDED_ARRAY_ELEMENT(UInt64),
-    PROVIDED_ARRAY_ELEMENT(UInt32),
-    PROVIDED_ARRAY_ELEMENT(UInt16),
-    PROVIDED_ARRAY_ELEMENT(UInt8),
-    PROVIDED_ARRAY_ELEMENT(Single),
-    PROVIDED_ARRAY_ELEMENT(Double),
-    PROVIDED_ARRAY_ELEMENT(String),
-    PROVIDED_ARRAY_ELEMENT(Text),
+    // start-up
+    PROVIDED(REALGetRBVersion), PROVIDED(RegisterPluginVersion),
+    // registration
+    PROVIDED(REALRegisterClass), PROVIDED(REALRegisterModule), PROVIDED(REALRegisterMethod),
+    // strings and text
+    PROVIDED(REALLockString), PROVIDED(REALUnlockString), PROVIDED(REALGetStringData), PROVIDED(REALDisposeStringData),
+    PROVIDED(originalREALBuildString), PROVIDED(REALBuildStringWithEncoding), PROVIDED(REALGetStringEncoding),
+    PROVIDED(REALConvertString), PROVIDED(REALSetStringEncoding), PROVIDED(REALAddStrings), PROVIDED(REALGetTextData),
+    PROVIDED(REALDisposeTextData), PROVIDED(StringGetCString),
+    // objects, classes and properties
+    PROVIDED(REALLockObject), PROVIDED(REALUnlockObject), PROVIDED(REALnewInstance), PROVIDED(CreateInstance),
+    PROVIDED(REALGetClassRef), PROVIDED(REALObjectIsA), PROVIDED(REALLoadObjectMethod), PROVIDED(REALLoadGlobalMethod),
+    PROVIDED(REALGetPropValueString), PROVIDED(REALSetPropValueString), PROVIDED(REALGetPropValueInteger),
+    PROVIDED(REALSetPropValueInteger), PROVIDED(GetEventInstance),
+    // memory blocks
+    PROVIDED(REALMemoryBlockGetPtr), PROVIDED(REALMemoryBlockGetSize), PROVIDED(REALPtrToMemoryBlock),
+    // arrays
+    PROVIDED(REALCreateArray), PROVIDED(REALGetArrayUBound), PROVIDED(REALGetArrayInt), PROVIDED(REALGetArrayString),
+    PROVIDED(REALGetArrayObject), PROVIDED_ARRAY_FIXED(Color), PROVIDED_ARRAY_ELEMENT(Integer),
+    PROVIDED_ARRAY_ELEMENT(UInteger), PROVIDED_ARRAY_ELEMENT(Boolean), PROVIDED_ARRAY_FIXED(Currency),
+    PROVIDED_ARRAY_ELEMENT(Int64), PROVIDED_ARRAY_ELEMENT(Int32), PROVIDED_ARRAY_ELEMENT(Int16),
+    PROVIDED_ARRAY_ELEMENT(Int8), PROVIDED_ARRAY_ELEMENT(UInt64), PROVIDED_ARRAY_ELEMENT(UInt32),
+    PROVIDED_ARRAY_ELEMENT(UInt16), PROVIDED_ARRAY_ELEMENT(UInt8), PROVIDED_ARRAY_ELEMENT(Single),
+    PROVIDED_ARRAY_ELEMENT(Double), PROVIDED_ARRAY_ELEMENT(String), PROVIDED_ARRAY_ELEMENT(Text),
     PROVIDED_ARRAY_ELEMENT(Object),
-
-    PROVIDED(REALRegisterBackgroundTask),
-    PROVIDED(REALUnregisterBackgroundTask),
-
-    PROVIDED(REALRaiseException),
-    PROVIDED(PluginCallFunctionWithExceptionHandler),
-    PROVIDED(REALinRuntime),
-};
+    // background tasks
+    PROVIDED(REALRegisterBackgroundTask), PROVIDED(REALUnregisterBackgroundTask),
+    // exceptions, protected calls and environment
+    PROVIDED(REALRaiseException), PROVIDED(PluginCallFunctionWithExceptionHandler), PROVIDED(REALinRuntime)};
 
 } // namespace
 

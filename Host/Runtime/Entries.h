@@ -55,7 +55,6 @@ struct Entry {
     const char *name;
     void *function;
     bool missing = false;
-    long called = 0;
 };
 
 // Failures on demand.
@@ -106,7 +105,6 @@ template <typename Result, typename... Arguments, Result (*function)(Arguments..
 struct Provided<function, name> {
     static Result Call(Arguments... arguments)
     {
-        ++entry.called;
         if constexpr (!std::is_void_v<Result>) {
             if (HitByFault(name)) return Result();
         }

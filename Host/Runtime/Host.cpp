@@ -15,9 +15,10 @@ long LengthInBytes(REALstringStruct *string)
 }
 
 constexpr char lengthName[] = "LenB";
+using Length = Provided<LengthInBytes, lengthName>;
 
 REALmethodDefinition framework[] = {
-    Method("LenB(s as String) as Integer", Provided<LengthInBytes, lengthName>::Call),
+    METHOD("LenB(s as String) as Integer", Length::Call),
 };
 
 void TakeEntriesAway(const Options &options)

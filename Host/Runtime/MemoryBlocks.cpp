@@ -84,12 +84,13 @@ long GetSize(REALobjectStruct *object, long)
 
 // The constructor is a call into the host like any entry: it can be made to fail.
 constexpr char constructorName[] = "MemoryBlock.Constructor";
+using Constructor = Provided<Construct, constructorName>;
 
 REALmethodDefinition methods[] = {
-    Method("Constructor(bytes as Integer)", Provided<Construct, constructorName>::Call),
-    Method("Constructor(content as String)", ConstructFromString),
-    Method("Operator_Convert() As Ptr", ToPointer),
-    Method("Operator_Convert(value as Ptr)", FromPointer),
+    METHOD("Constructor(bytes as Integer)", Constructor::Call),
+    METHOD("Constructor(content as String)", ConstructFromString),
+    METHOD("Operator_Convert() As Ptr", ToPointer),
+    METHOD("Operator_Convert(value as Ptr)", FromPointer),
 };
 
 REALproperty properties[] = {

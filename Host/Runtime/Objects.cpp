@@ -28,13 +28,6 @@ void End(Value *value)
     RunDestructors(object, *value->type);
     host.events.Forget(object);
     if (value->references > 0) host.ledger.Error("a destructor kept its own object " + value->type->name);
-    host.ledger.Bury(value);
-}
-
-void Unlock(REALobjectStruct *object, const char *operation)
-{
-    Value *value = FindObject(object, operation);
-    if (value != nullptr && Host::Current().ledger.Unlock(value)) End(value);
 }
 
 } // namespace
@@ -52,7 +45,16 @@ void Lock(REALobjectStruct *object)
 
 void Release(REALobjectStruct *object)
 {
-    Unlock(object, "release of an object");
+    Release(object, Kind::Object, "release of an object");
+}
+
+void Release(const void *handle, Kind kind, const char *operation)
+{
+    Ledger &ledger = Host::Current().ledger;
+    Value *value = ledger.Find(handle, kind, operation);
+    if (value == nullptr || !ledger.Unlock(value)) return;
+    if (kind == Kind::Object) End(value);
+    ledger.Bury(value);
 }
 
 const Class *ClassOf(const REALobjectStruct *object, const char *operation)
@@ -75,7 +77,7 @@ void entry::REALLockObject(REALobjectStruct *object)
 
 void entry::REALUnlockObject(REALobjectStruct *object)
 {
-    Unlock(object, REALUnlockObjectName);
+    Release(object, Kind::Object, REALUnlockObjectName);
 }
 
 REALobjectStruct *entry::REALnewInstance(const char *className)

@@ -16,6 +16,9 @@ REALobjectStruct *NewInstance(const Class &type);
 void Lock(REALobjectStruct *object);
 void Release(REALobjectStruct *object);
 
+// Takes one reference of any kind of value away, and ends what has no other. Nothing happens for nil.
+void Release(const void *handle, Kind kind, const char *operation);
+
 // Null, with an error recorded, for what is no living object.
 const Class *ClassOf(const REALobjectStruct *object, const char *operation);
 

@@ -2,21 +2,17 @@
 
 #include "Host/Runtime/Host.h"
 
+#include <bit>
 #include <cstring>
 
 namespace host {
 namespace {
 
-void LockValue(const Type &type, Word word)
+// Dead for what is no handle.
+Kind KindOf(TypeKind kind)
 {
-    if (type.kind == TypeKind::String) entry::REALLockString(reinterpret_cast<REALstringStruct *>(word));
-    if (type.kind == TypeKind::Object) entry::REALLockObject(reinterpret_cast<REALobjectStruct *>(word));
-}
-
-void ReleaseValue(const Type &type, Word word)
-{
-    if (type.kind == TypeKind::String) Release(reinterpret_cast<REALstringStruct *>(word));
-    if (type.kind == TypeKind::Object) Release(reinterpret_cast<REALobjectStruct *>(word));
+    if (kind == TypeKind::String) return Kind::String;
+    return kind == TypeKind::Object ? Kind::Object : Kind::Dead;
 }
 
 unsigned char *FieldOf(REALobjectStruct *object, const Property &property)
@@ -25,51 +21,14 @@ unsigned char *FieldOf(REALobjectStruct *object, const Property &property)
     return block + static_cast<std::int32_t>(property.record->parameter);
 }
 
-template <typename Field>
-Word Load(const unsigned char *address)
+// The fields of narrower types have no sign; the bytes of a word begin with its lowest.
+Word LoadField(const unsigned char *address, const Type &type)
 {
-    Field field;
-    std::memcpy(&field, address, sizeof field);
-    return static_cast<Word>(field);
+    Word word = 0;
+    std::memcpy(&word, address, WidthOf(type.kind));
+    return word;
 }
-
-template <typename Field>
-void Store(unsigned char *address, Word word)
-{
-    auto field = static_cast<Field>(word);
-    std::memcpy(address, &field, sizeof field);
-}
-
-Word LoadField(const unsigned char *address, TypeKind kind)
-{
-    switch (kind) {
-    case TypeKind::Boolean:
-        return *address != 0;
-    case TypeKind::UInt16:
-        return Load<std::uint16_t>(address);
-    case TypeKind::UInt32:
-        return Load<std::uint32_t>(address);
-    default:
-        return Load<Word>(address);
-    }
-}
-
-void StoreField(unsigned char *address, TypeKind kind, Word word)
-{
-    switch (kind) {
-    case TypeKind::Boolean:
-        *address = word != 0;
-        break;
-    case TypeKind::UInt16:
-        Store<std::uint16_t>(address, word);
-        break;
-    case TypeKind::UInt32:
-        Store<std::uint32_t>(address, word);
-        break;
-    default:
-        Store<Word>(address, word);
-    }
-}
+static_assert(std::endian::native == std::endian::little);
 
 // The property of this name and type; null, with nothing recorded, when the object has none.
 const Property *FindTyped(REALobjectStruct *object, const char *name, TypeKind kind, const char *operation)
@@ -98,44 +57,48 @@ unsigned long SetByName(REALobjectStruct *object, const char *name, TypeKind kin
 
 } // namespace
 
+// Whatever its type, a property travels as a word, of which a Boolean's low byte counts.
 Word ReadProperty(REALobjectStruct *object, const Property &property)
 {
     const REALproperty &record = *property.record;
+    Word word;
     if (property.IsField()) {
-        Word word = LoadField(FieldOf(object, property), property.type.kind);
-        LockValue(property.type, word);
-        return word;
+        word = LoadField(FieldOf(object, property), property.type);
+        LockWord(property.type.kind, word);
+    } else {
+        word = object != nullptr ? record.getter.integer(object, record.parameter) : record.getter.shared();
     }
-    if (object == nullptr) return record.getter.shared();
-    switch (property.type.kind) {
-    case TypeKind::Boolean:
-        return record.getter.boolean(object, record.parameter) != 0;
-    case TypeKind::String:
-        return reinterpret_cast<Word>(record.getter.string(object, record.parameter));
-    default:
-        return record.getter.integer(object, record.parameter);
-    }
+    return property.type.kind == TypeKind::Boolean ? (word & 0xFF) != 0 : word;
 }
 
 // A plain field gets its own reference on the new value before the old one goes: they may be the same.
 void WriteProperty(REALobjectStruct *object, const Property &property, Word value)
 {
     const REALproperty &record = *property.record;
+    if (property.type.kind == TypeKind::Boolean) value = value != 0;
     if (record.setter.word == kStandardAccessor) {
         unsigned char *field = FieldOf(object, property);
-        Word old = LoadField(field, property.type.kind);
-        LockValue(property.type, value);
-        StoreField(field, property.type.kind, value);
-        ReleaseValue(property.type, old);
+        Word old = LoadField(field, property.type);
+        LockWord(property.type.kind, value);
+        std::memcpy(field, &value, WidthOf(property.type.kind));
+        ReleaseWord(property.type.kind, old);
     } else if (object == nullptr) {
         record.setter.shared(value != 0);
-    } else if (property.type.kind == TypeKind::Boolean) {
-        record.setter.boolean(object, record.parameter, value != 0);
-    } else if (property.type.kind == TypeKind::String) {
-        record.setter.string(object, record.parameter, reinterpret_cast<REALstringStruct *>(value));
     } else {
         record.setter.integer(object, record.parameter, value);
     }
+}
+
+void LockWord(TypeKind kind, Word word)
+{
+    auto handle = reinterpret_cast<const void *>(word);
+    if (Kind value = KindOf(kind); value != Kind::Dead) Host::Current().ledger.Lock(handle, value, "lock of a value");
+}
+
+void ReleaseWord(TypeKind kind, Word word)
+{
+    auto handle = reinterpret_cast<const void *>(word);
+    if (Kind value = KindOf(kind); value != Kind::Dead) Release(handle, value, "release of a value");
 }
 
 // --- entries -----------------------------------------------------------------------------------------------

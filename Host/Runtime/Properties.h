@@ -12,4 +12,8 @@ using Word = std::int64_t; // a property's value: a number, a Boolean as 0 or 1,
 Word ReadProperty(REALobjectStruct *object, const Property &property);
 void WriteProperty(REALobjectStruct *object, const Property &property, Word value);
 
+// Change the references of what the word is a handle of; nothing happens for other types.
+void LockWord(TypeKind kind, Word word);
+void ReleaseWord(TypeKind kind, Word word);
+
 } // namespace host

@@ -49,7 +49,7 @@ REALproperty properties[] = {
 };
 
 REALmethodDefinition methods[] = {
-    Method("Close", Close),
+    METHOD("Close", Close),
 };
 
 REALclassDefinition definitions[] = {

@@ -4,72 +4,38 @@
 #include "Host/Runtime/Owned.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <iconv.h>
+#include <memory>
 
 namespace host {
 namespace {
 
-constexpr bool isLittleEndian = std::endian::native == std::endian::little;
 constexpr std::size_t terminator = 4; // a zero unit of the widest encoding
 
-constexpr struct {
+struct Encoding {
     unsigned int code;
     const char *name;
     std::size_t unit;
-} encodings[] = {
-    {kEncodingASCII, "ASCII", 1},
-    {kEncodingUTF8, "UTF-8", 1},
-    {kEncodingUTF16, isLittleEndian ? "UTF-16LE" : "UTF-16BE", 2},
-    {kEncodingUTF32, isLittleEndian ? "UTF-32LE" : "UTF-32BE", 4},
-    {kEncodingLatin1, "ISO-8859-1", 1},
-    {kEncodingWindows, "CP1252", 1},
+};
+constexpr Encoding encodings[] = {
+    {kEncodingASCII, "ASCII", 1},        {kEncodingUTF8, "UTF-8", 1},        {kEncodingUTF16, "UTF-16LE", 2},
+    {kEncodingUTF32, "UTF-32LE", 4},     {kEncodingLatin1, "ISO-8859-1", 1}, {kEncodingWindows, "CP1252", 1},
     {kEncodingMacRoman, "MACINTOSH", 1},
 };
 
-auto FindEncoding(unsigned int code)
+// Null for a code that names no encoding.
+const Encoding *FindEncoding(unsigned int code)
 {
-    return std::find_if(std::begin(encodings), std::end(encodings), [&](auto &known) { return known.code == code; });
+    auto found = std::find_if(std::begin(encodings), std::end(encodings), [&](auto &row) { return row.code == code; });
+    return found != std::end(encodings) ? &*found : nullptr;
 }
 
-class Converter {
-  public:
-    Converter(const char *to, const char *from) : descriptor(iconv_open(to, from)) {}
-    Converter(const Converter &) = delete;
-    Converter &operator=(const Converter &) = delete;
-    ~Converter()
-    {
-        if (IsOpen()) iconv_close(descriptor);
-    }
-
-    bool IsOpen() const { return descriptor != reinterpret_cast<iconv_t>(-1); }
-
-    // Converts as far as it goes and takes that much off the front; the result is appended.
-    void Run(std::string_view &bytes, std::string &result)
-    {
-        char buffer[1024];
-        auto input = const_cast<char *>(bytes.data());
-        auto left = bytes.size();
-        std::size_t status = 0;
-        do {
-            char *output = buffer;
-            auto space = sizeof buffer;
-            status = iconv(descriptor, &input, &left, &output, &space);
-            result.append(buffer, output);
-        } while (status == static_cast<std::size_t>(-1) && errno == E2BIG);
-        bytes.remove_prefix(bytes.size() - left);
-    }
-
-  private:
-    iconv_t descriptor;
-};
-
 // How much to leave out where a conversion stopped: one unit, and in UTF-8 the rest of its sequence.
-std::size_t BadLength(std::string_view bytes, unsigned int encoding, std::size_t unit)
+std::size_t BadLength(std::string_view bytes, const Encoding &encoding)
 {
-    auto length = std::min(unit, bytes.size());
-    if (encoding != kEncodingUTF8) return length;
+    auto length = std::min(encoding.unit, bytes.size());
+    if (encoding.code != kEncodingUTF8) return length;
     while (length < bytes.size() && (static_cast<unsigned char>(bytes[length]) & 0xC0) == 0x80)
         ++length;
     return length;
@@ -78,6 +44,34 @@ std::size_t BadLength(std::string_view bytes, unsigned int encoding, std::size_t
 bool IsSevenBit(std::string_view bytes)
 {
     return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+struct Conversion {
+    std::string result;
+    bool isExact = true;
+};
+
+// No character takes more than one unit of four bytes, and none comes from less than a byte.
+std::optional<Conversion> Recode(std::string_view bytes, const Encoding &from, const Encoding &to)
+{
+    iconv_t descriptor = iconv_open(to.name, from.name);
+    if (descriptor == reinterpret_cast<iconv_t>(-1)) return {};
+    std::unique_ptr<void, decltype(&iconv_close)> converter(descriptor, iconv_close);
+    Conversion made{std::string(bytes.size() * 4, '\0')};
+    auto input = const_cast<char *>(bytes.data());
+    auto output = made.result.data();
+    auto left = bytes.size(), space = made.result.size();
+    while (iconv(descriptor, &input, &left, &output, &space), left > 0) {
+        made.isExact = false;
+        auto bad = BadLength({input, left}, from);
+        input += bad;
+        left -= bad;
+        *output = '?';
+        output += to.unit;
+        space -= to.unit;
+    }
+    made.result.resize(made.result.size() - space);
+    return made;
 }
 
 Value *NewBytes(Kind kind, std::string_view bytes, unsigned int encoding)
@@ -95,13 +89,6 @@ std::string_view View(Value *value)
 {
     if (value == nullptr) return {};
     return {reinterpret_cast<char *>(value->Bytes()), static_cast<std::size_t>(value->size)};
-}
-
-void ReleaseBytes(const void *handle, Kind kind, const char *operation)
-{
-    Ledger &ledger = Host::Current().ledger;
-    Value *value = ledger.Find(handle, kind, operation);
-    if (value != nullptr && ledger.Unlock(value)) ledger.Bury(value);
 }
 
 Value *FindString(const void *string, const char *operation)
@@ -127,12 +114,12 @@ RuntimeText *NewText(std::string_view utf8)
 
 void Release(REALstringStruct *string)
 {
-    ReleaseBytes(string, Kind::String, "release of a string");
+    Release(string, Kind::String, "release of a string");
 }
 
 void Release(RuntimeText *text)
 {
-    ReleaseBytes(text, Kind::Text, "release of a text");
+    Release(text, Kind::Text, "release of a text");
 }
 
 std::string_view BytesOf(REALstringStruct *string)
@@ -148,29 +135,19 @@ unsigned int EncodingOf(REALstringStruct *string)
 
 std::optional<std::string> Convert(std::string_view bytes, unsigned int from, unsigned int to)
 {
-    auto source = FindEncoding(from), target = FindEncoding(to);
+    const Encoding *source = FindEncoding(from), *target = FindEncoding(to);
     if (from == to || from == kEncodingNone || to == kEncodingNone) return std::string(bytes);
-    if (source == std::end(encodings) || target == std::end(encodings)) return {};
+    if (source == nullptr || target == nullptr) return {};
     if (source->unit == 1 && target->unit == 1 && IsSevenBit(bytes)) return std::string(bytes);
-
-    Converter converter(target->name, source->name), mark(target->name, "ASCII");
-    if (!converter.IsOpen() || !mark.IsOpen()) return {};
-    std::string result;
-    for (converter.Run(bytes, result); !bytes.empty(); converter.Run(bytes, result)) {
-        bytes.remove_prefix(BadLength(bytes, from, source->unit));
-        std::string_view question = "?";
-        mark.Run(question, result);
-    }
-    return result;
+    auto made = Recode(bytes, *source, *target);
+    return made ? std::optional(std::move(made->result)) : std::nullopt;
 }
 
 bool IsUTF8(std::string_view bytes)
 {
     if (IsSevenBit(bytes)) return true;
-    Converter converter("UTF-32", "UTF-8");
-    std::string converted;
-    converter.Run(bytes, converted);
-    return bytes.empty();
+    auto made = Recode(bytes, *FindEncoding(kEncodingUTF8), *FindEncoding(kEncodingUTF32));
+    return made && made->isExact;
 }
 
 // --- entries -----------------------------------------------------------------------------------------------
@@ -182,7 +159,7 @@ void entry::REALLockString(REALstringStruct *string)
 
 void entry::REALUnlockString(REALstringStruct *string)
 {
-    ReleaseBytes(string, Kind::String, REALUnlockStringName);
+    Release(string, Kind::String, REALUnlockStringName);
 }
 
 REALstringStruct *entry::originalREALBuildString(const char *bytes, int count)
@@ -238,7 +215,7 @@ unsigned long entry::REALGetStringData(REALstringStruct *string, unsigned int en
 
 void entry::REALDisposeStringData(REALstringData *data)
 {
-    if (data != nullptr) ReleaseBytes(data->reserved[0], Kind::String, REALDisposeStringDataName);
+    if (data != nullptr) Release(data->reserved[0], Kind::String, REALDisposeStringDataName);
 }
 
 const char *entry::StringGetCString(REALstringStruct *string)
@@ -259,7 +236,7 @@ REALtextData *entry::REALGetTextData(const RuntimeText *text, const char *encodi
 void entry::REALDisposeTextData(REALtextData *data)
 {
     std::unique_ptr<TextData> owned(static_cast<TextData *>(data));
-    if (owned != nullptr) ReleaseBytes(owned->text, Kind::Text, REALDisposeTextDataName);
+    if (owned != nullptr) Release(owned->text, Kind::Text, REALDisposeTextDataName);
 }
 
 } // namespace host

@@ -64,20 +64,20 @@ void DestructorMethod(REALobjectStruct *)
 }
 
 REALproperty properties[] = {
-    host::Field("Name", "String", offsetof(Record, name)), host::Field("Number", "integer", offsetof(Record, number)),
-    host::Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends after the block
+    Field("Name", "String", offsetof(Record, name)), Field("Number", "integer", offsetof(Record, number)),
+    Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends after the block
 };
 REALmethodDefinition methods[] = {
-    host::Method("Add(first as Integer, second as Integer = 2) as Integer", Add),
-    host::Method("MakeAndRaise as String", MakeAndRaise),
-    host::Method("Destructor", DestructorMethod),
+    METHOD("Add(first as Integer, second as Integer = 2) as Integer", Add),
+    METHOD("MakeAndRaise as String", MakeAndRaise),
+    METHOD("Destructor", DestructorMethod),
 };
 
 void RegisterProbe(int sdkVersion = 13)
 {
     trace.clear();
-    probeEvents[0] = {"First", nullptr, 0, nullptr};
-    probeEvents[1] = {"Second", nullptr, 0, nullptr};
+    probeEvents[0] = Event("First");
+    probeEvents[1] = Event("Second");
     probe = {.name = "Probe",
              .dataSize = sizeof(Record),
              .destructor = DestructorOfRecord,
@@ -96,12 +96,11 @@ void *HandlerOf(REALobjectStruct *object, const void *token)
     return Entry<void *(REALobjectStruct *, const void *)>("GetEventInstance")(object, token);
 }
 
-template <typename Field>
-Field At(const void *address, std::size_t offset)
+std::int64_t IntegerAt(const void *address, std::size_t offset)
 {
-    Field field;
-    std::memcpy(&field, static_cast<const char *>(address) + offset, sizeof field);
-    return field;
+    std::int64_t integer;
+    std::memcpy(&integer, static_cast<const char *>(address) + offset, sizeof integer);
+    return integer;
 }
 
 } // namespace
@@ -226,7 +225,7 @@ TEST(Objects, HaveTheirBlockWhereTheHostWasTold)
         Owned object(host.New("Probe"));
         host.Set(object.Get(), "Number", 77);
         EXPECT_EQ(probe.forSystemUse, static_cast<long>(offset));
-        EXPECT_EQ(At<std::int64_t>(object.Get(), offset + 8), 77);
+        EXPECT_EQ(IntegerAt(object.Get(), offset + 8), 77);
         EXPECT_EQ(host.classes.Findings().size(), 1u); // the property beyond the end
     }
     EXPECT_THROW(Host({.offsets = {{"Probe", 16}}}), std::invalid_argument);

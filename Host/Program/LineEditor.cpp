@@ -1,5 +1,7 @@
 #include "Host/Program/LineEditor.h"
 
+#include "Host/Script/Help.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
@@ -174,7 +176,7 @@ unsigned char LineEditor::CompleteWord(EditLine *editor, int)
 {
     const LineInfo *line = el_line(editor);
     std::string_view before(line->buffer, static_cast<std::size_t>(line->cursor - line->buffer));
-    auto words = Of(editor).script.Complete(before);
+    auto words = Completions(Of(editor).script.current, before);
     if (words.empty()) return CC_REFRESH_BEEP;
     std::string common = CommonBeginning(words);
     // What is typed already ends the line.

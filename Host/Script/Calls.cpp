@@ -59,9 +59,9 @@ class Frame {
     Frame &operator=(const Frame &) = delete;
     ~Frame()
     {
-        Drop(overload.result.kind, result);
+        ReleaseWord(overload.result.kind, result);
         for (std::size_t i = 0; overload.hasByref && i < overload.slots.size(); ++i) {
-            if (overload.slots[i].byref) Drop(overload.slots[i].type.kind, returned[i]);
+            if (overload.slots[i].byref) ReleaseWord(overload.slots[i].type.kind, returned[i]);
         }
     }
 
@@ -115,17 +115,10 @@ class Frame {
     {
         const Proxy *block = ToProxy(state, pointer);
         if (block == nullptr) return; // nil, or an address: the plugin has to cope
-        auto view = ViewOf(static_cast<REALobjectStruct *>(block->handle));
+        auto view = ViewOf(block->object);
         if (view.size < 0 || count <= view.size) return;
         throw Mistake(std::to_string(count) + " bytes were asked for of the " + std::to_string(view.size) +
                       " in the memory block");
-    }
-
-    static void Drop(TypeKind kind, Word word)
-    {
-        if (word == 0) return;
-        if (kind == TypeKind::String) Release(reinterpret_cast<REALstringStruct *>(word));
-        if (kind == TypeKind::Object) Release(reinterpret_cast<REALobjectStruct *>(word));
     }
 
     const Overload &overload;

@@ -7,6 +7,16 @@
 namespace host {
 namespace {
 
+// Sets the field of the metatable on top of the stack to a function with these two as upvalues.
+template <Body body>
+void SetClosure(lua_State *state, const char *field, const void *first, const void *second)
+{
+    lua_pushlightuserdata(state, const_cast<void *>(first));
+    lua_pushlightuserdata(state, const_cast<void *>(second));
+    lua_pushcclosure(state, LuaFunction<body>, 2);
+    lua_setfield(state, -2, field);
+}
+
 // Fills the two tables of a class, its objects or a module: what there is to read and what to assign to.
 class TableMaker {
   public:
@@ -26,7 +36,7 @@ class TableMaker {
             auto &kept = Script::Of(state).methods;
             named = &kept.emplace_back(OverloadSet{owner + "." + declaration.name, type, {}});
             if (declaration.assigns) {
-                SetMember(readers + 1, declaration.name, {nullptr, nullptr, named});
+                SetMember(readers + 1, declaration.name, {.assignment = named});
             } else {
                 SetMethod(declaration.name, *named);
             }
@@ -34,25 +44,25 @@ class TableMaker {
         named->overloads.push_back(MakeOverload(Host::Current(), function, type != nullptr));
     }
 
-    void AddProperty(const Property &property)
+    // A property or an event.
+    void AddField(const std::string &name, const Member &member)
     {
-        SetMember(readers, property.name, {&property, nullptr, nullptr});
-        SetMember(readers + 1, property.name, {&property, nullptr, nullptr});
+        SetMember(readers, name, member);
+        SetMember(readers + 1, name, member);
     }
 
-    void AddEvent(const Event &event)
+    void AddProperties(const std::vector<Property> &properties)
     {
-        SetMember(readers, event.name, {nullptr, &event, nullptr});
-        SetMember(readers + 1, event.name, {nullptr, &event, nullptr});
+        for (const Property &property : properties)
+            AddField(property.name, {.property = &property});
     }
 
-    void AddConstant(const Constant &constant)
+    void AddConstants(const std::vector<Constant> &constants)
     {
-        SetKey(constant.name);
-        if (lua_stringtonumber(state, constant.text.c_str()) == 0) {
-            lua_pushlstring(state, constant.text.data(), constant.text.size());
+        for (const Constant &constant : constants) {
+            if (lua_stringtonumber(state, constant.text.c_str()) == 0) PushBytes(state, constant.text);
+            lua_setfield(state, readers, constant.name.c_str());
         }
-        lua_rawset(state, readers);
     }
 
     // The constructor, which no longer is a method to be called; null when there is none.
@@ -60,9 +70,8 @@ class TableMaker {
     {
         auto found = methods.find("Constructor");
         if (found == methods.end()) return nullptr;
-        SetKey(found->first);
         lua_pushnil(state);
-        lua_rawset(state, readers);
+        lua_setfield(state, readers, "Constructor");
         return found->second;
     }
 
@@ -76,49 +85,38 @@ class TableMaker {
         SetAccess<AssignMember>("__newindex", readers + 1);
         SetPointer(classField, type);
         SetPointer(moduleField, module);
-        lua_pushstring(state, "__pairs");
-        lua_pushlightuserdata(state, const_cast<Class *>(type));
-        lua_pushlightuserdata(state, const_cast<Module *>(module));
-        lua_pushcclosure(state, LuaFunction<ListMembers>, 2);
-        lua_rawset(state, -3);
+        SetClosure<ListMembers>(state, "__pairs", type, module);
         lua_replace(state, readers);
         lua_settop(state, readers);
     }
 
   private:
-    void SetKey(const std::string &name) { lua_pushlstring(state, name.data(), name.size()); }
-
-    void SetMember(int table, const std::string &name, Member member)
+    void SetMember(int table, const std::string &name, const Member &member)
     {
-        SetKey(name);
         lua_pushlightuserdata(state, &Script::Of(state).members.emplace_back(member));
-        lua_rawset(state, table);
+        lua_setfield(state, table, name.c_str());
     }
 
     void SetMethod(const std::string &name, OverloadSet &method)
     {
-        SetKey(name);
         lua_pushlightuserdata(state, &method);
-        auto call = method.type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>;
-        lua_pushcclosure(state, call, 1);
-        lua_rawset(state, readers);
+        lua_pushcclosure(state, method.type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>, 1);
+        lua_setfield(state, readers, name.c_str());
     }
 
     template <Body body>
     void SetAccess(const char *event, int members)
     {
-        lua_pushstring(state, event);
         lua_pushvalue(state, members);
-        SetKey(owner);
+        PushBytes(state, owner);
         lua_pushcclosure(state, LuaFunction<body>, 2);
-        lua_rawset(state, -3);
+        lua_setfield(state, -2, event);
     }
 
     void SetPointer(const char *field, const void *pointer)
     {
-        lua_pushstring(state, field);
         lua_pushlightuserdata(state, const_cast<void *>(pointer));
-        lua_rawset(state, -3);
+        lua_setfield(state, -2, field);
     }
 
     lua_State *state;
@@ -134,10 +132,9 @@ void AddObjectMembers(TableMaker &maker, const Class &type)
         for (const Function &method : level->methods) {
             if (!method.declaration.name.starts_with("Operator_")) maker.AddFunction(method, &type);
         }
-        for (const Property &property : level->properties)
-            maker.AddProperty(property);
+        maker.AddProperties(level->properties);
         for (const auto &event : level->events)
-            maker.AddEvent(*event);
+            maker.AddField(event->name, {.event = event.get()});
         for (const Function *function : Host::Current().classes.AllFunctions()) {
             if (SameName(function->declaration.extends, level->name)) maker.AddFunction(*function, &type);
         }
@@ -178,17 +175,11 @@ void OpenClass(lua_State *state, const Class &type)
     TableMaker maker(state, type.name);
     for (const Function &method : type.sharedMethods)
         maker.AddFunction(method, nullptr);
-    for (const Property &property : type.sharedProperties)
-        maker.AddProperty(property);
-    for (const Constant &constant : type.constants)
-        maker.AddConstant(constant);
+    maker.AddProperties(type.sharedProperties);
+    maker.AddConstants(type.constants);
     maker.Finish(&type, nullptr);
 
-    lua_pushstring(state, "__call");
-    lua_pushlightuserdata(state, const_cast<Class *>(&type));
-    lua_pushlightuserdata(state, const_cast<OverloadSet *>(constructor));
-    lua_pushcclosure(state, LuaFunction<Construct>, 2);
-    lua_rawset(state, -3);
+    SetClosure<Construct>(state, "__call", &type, constructor);
     SetGlobalTable(state, type.name);
 }
 
@@ -198,10 +189,8 @@ void OpenModule(lua_State *state, const Module &module)
     for (const Function &function : module.functions) {
         if (function.declaration.extends.empty()) maker.AddFunction(function, nullptr);
     }
-    for (const Property &property : module.properties)
-        maker.AddProperty(property);
-    for (const Constant &constant : module.constants)
-        maker.AddConstant(constant);
+    maker.AddProperties(module.properties);
+    maker.AddConstants(module.constants);
     maker.Finish(nullptr, &module);
     SetGlobalTable(state, module.name);
 }

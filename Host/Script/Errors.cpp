@@ -13,13 +13,6 @@ constexpr char exceptionKey = 0;
 constexpr char standardClass[] = "std::exception";
 constexpr char rootClass[] = "RuntimeException"; // says nothing that a text needs
 
-void SetText(lua_State *state, const char *field, const std::string &text)
-{
-    lua_pushstring(state, field);
-    lua_pushlstring(state, text.data(), text.size());
-    lua_rawset(state, -3);
-}
-
 bool IsException(lua_State *state, int index)
 {
     if (!lua_getmetatable(state, index)) return false;
@@ -32,17 +25,14 @@ bool IsException(lua_State *state, int index)
 // A text field of the table on top of the stack; anything else is read as the empty text.
 std::string TextField(lua_State *state, const char *field)
 {
-    lua_pushstring(state, field);
-    lua_rawget(state, -2);
-    std::string text = lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "";
+    std::string text = PushField(state, field) == LUA_TSTRING ? lua_tostring(state, -1) : "";
     lua_pop(state, 1);
     return text;
 }
 
 Exception ExceptionOnTop(lua_State *state)
 {
-    lua_pushstring(state, "number");
-    lua_rawget(state, -2);
+    PushField(state, "number");
     auto number = lua_tointeger(state, -1);
     lua_pop(state, 1);
     return {TextField(state, "class"), TextField(state, "message"), static_cast<long>(number),
@@ -101,7 +91,7 @@ int Locate(lua_State *state)
     luaL_traceback(state, state, nullptr, 1);
     lua_pushstring(state, "traceback");
     lua_insert(state, -2);
-    lua_rawset(state, -3);
+    lua_rawset(state, -3); // the table may be one that the program has changed
     if (isSpoken) SetText(state, "spoken", "yes");
     return 1;
 }
@@ -110,8 +100,7 @@ int ExceptionToString(lua_State *state)
 {
     lua_settop(state, 1);
     if (!lua_istable(state, 1)) throw Mistake("an exception was expected");
-    auto text = TextOf(ExceptionOnTop(state));
-    lua_pushlstring(state, text.data(), text.size());
+    PushBytes(state, TextOf(ExceptionOnTop(state)));
     return 1;
 }
 
@@ -124,9 +113,8 @@ void PushException(lua_State *state, const Exception &exception)
     SetText(state, "message", exception.message);
     SetText(state, "where", exception.where.empty() ? PlaceOf(state) : exception.where);
     SetText(state, "traceback", exception.traceback);
-    lua_pushstring(state, "number");
     lua_pushinteger(state, exception.number);
-    lua_rawset(state, -3);
+    lua_setfield(state, -2, "number");
     lua_rawgetp(state, LUA_REGISTRYINDEX, &exceptionKey);
     lua_setmetatable(state, -2);
 }
@@ -139,8 +127,7 @@ void PushStandardException(lua_State *state, const char *message)
 void PushMistake(lua_State *state, const char *text)
 {
     std::string located = PlaceOf(state);
-    located += (located.empty() ? "" : ": ") + std::string(text);
-    lua_pushlstring(state, located.data(), located.size());
+    PushBytes(state, located + (located.empty() ? "" : ": ") + text);
 }
 
 Exception ErrorOnTop(lua_State *state)

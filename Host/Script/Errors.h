@@ -10,8 +10,29 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace host {
+
+// Leaves the bytes as a string of Lua.
+inline void PushBytes(lua_State *state, std::string_view bytes)
+{
+    lua_pushlstring(state, bytes.data(), bytes.size());
+}
+
+// Sets the field of the table on top of the stack, which has no metatable: nothing of the program's runs.
+inline void SetText(lua_State *state, const char *field, std::string_view text)
+{
+    PushBytes(state, text);
+    lua_setfield(state, -2, field);
+}
+
+// Leaves a field of the table on top of the stack; whatever the table is, nothing of the program's runs.
+inline int PushField(lua_State *state, std::string_view field)
+{
+    PushBytes(state, field);
+    return lua_rawget(state, -2);
+}
 
 struct Mistake : std::runtime_error {
     using std::runtime_error::runtime_error;

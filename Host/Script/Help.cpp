@@ -87,8 +87,7 @@ template <typename Owner>
 const Owner *OwnerOf(lua_State *state, int index, const char *field)
 {
     if (!lua_istable(state, index) || !lua_getmetatable(state, index)) return nullptr;
-    lua_pushstring(state, field);
-    lua_rawget(state, -2);
+    PushField(state, field);
     auto owner = static_cast<const Owner *>(lua_touserdata(state, -1));
     lua_pop(state, 2);
     return owner;
@@ -143,8 +142,7 @@ void PushValueOf(lua_State *state, std::string_view path)
         lua_pushglobaltable(state);
     }
     if (lua_istable(state, -1)) {
-        lua_pushlstring(state, name.data(), name.size());
-        lua_rawget(state, -2);
+        PushField(state, name);
     } else {
         lua_pushnil(state);
     }

@@ -163,7 +163,7 @@ void Script::RunLoaded()
 {
     lua_checkstack(current, static_cast<int>(arguments.size()) + LUA_MINSTACK);
     for (const std::string &argument : arguments)
-        lua_pushlstring(current, argument.data(), argument.size());
+        PushBytes(current, argument);
     bool endedWell = Try(current, static_cast<int>(arguments.size()), LUA_MULTRET);
     ShowHandlerError();
     if (endedWell) return;
@@ -204,19 +204,11 @@ void Script::RunLine(const std::string &line, const char *name)
 void Script::RequireFrom(const std::string &folder)
 {
     lua_getglobal(current, LUA_LOADLIBNAME);
-    lua_pushstring(current, "path");
-    lua_rawget(current, -2);
+    PushField(current, "path");
     std::string path = folder + "/?.lua;" + folder + "/?/init.lua;" + lua_tostring(current, -1);
     lua_pop(current, 1);
-    lua_pushstring(current, "path");
-    lua_pushlstring(current, path.data(), path.size());
-    lua_rawset(current, -3);
+    SetText(current, "path", path);
     lua_pop(current, 1);
-}
-
-std::vector<std::string> Script::Complete(std::string_view line)
-{
-    return Completions(current, line);
 }
 
 bool Script::IsIncomplete(const std::string &line)

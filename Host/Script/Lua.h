@@ -2,8 +2,8 @@
 //
 // The rule of the border: no C++ exception passes a Lua frame and no Lua error jumps over a C++ frame. A function
 // for Lua is a Body that throws; what it throws becomes a Lua error when all its frames are gone. Lua is called
-// from C++ under protection only, and what it raises is thrown on. Bodies use raw access, which raises nothing but
-// "out of memory"; while a Body runs, that ends the process.
+// from C++ under protection only, and what it raises is thrown on. Bodies use raw access, or fields of tables without
+// a metatable, which raise nothing but "out of memory"; while a Body runs, that ends the process.
 #pragma once
 
 #include "Host/Runtime/Host.h"
@@ -32,9 +32,6 @@ class Script {
     // messages. Throw Mistake with the text to show.
     void RunFile(const std::string &path);
     void RunLine(const std::string &line, const char *name = "=prompt");
-
-    // How the line may go on, see Completions.
-    std::vector<std::string> Complete(std::string_view line);
 
     // True when the line is the beginning of something longer.
     bool IsIncomplete(const std::string &line);
@@ -102,13 +99,12 @@ int LuaFunction(lua_State *state)
     return results >= 0 ? results : lua_error(state);
 }
 
-// Sets the field of the table on top of the stack.
+// Sets the field of the table on top of the stack, which has no metatable.
 template <Body body>
 void SetFunction(lua_State *state, const char *name)
 {
-    lua_pushstring(state, name);
     lua_pushcfunction(state, LuaFunction<body>);
-    lua_rawset(state, -3);
+    lua_setfield(state, -2, name);
 }
 
 } // namespace host

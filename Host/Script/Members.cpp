@@ -24,16 +24,15 @@ REALobjectStruct *SelfOf(lua_State *state)
 {
     const Proxy *proxy = ToProxy(state, 1);
     if (proxy == nullptr) return nullptr;
-    if (proxy->handle == nullptr) throw Mistake("this " + proxy->type->name + " is released");
-    return static_cast<REALobjectStruct *>(proxy->handle);
+    if (proxy->object == nullptr) throw Mistake("this " + proxy->type->name + " is released");
+    return proxy->object;
 }
 
 // Leaves a field of the proxy's own table: its handlers, and what the program keeps there.
 void PushOwnField(lua_State *state, int proxy, const std::string &name)
 {
     if (lua_getiuservalue(state, proxy, 1) == LUA_TTABLE) {
-        lua_pushlstring(state, name.data(), name.size());
-        lua_rawget(state, -2);
+        PushField(state, name);
         lua_remove(state, -2);
     }
 }
@@ -47,9 +46,8 @@ void SetOwnField(lua_State *state, const std::string &name)
         lua_pushvalue(state, -1);
         lua_setiuservalue(state, 1, 1);
     }
-    lua_pushlstring(state, name.data(), name.size());
     lua_pushvalue(state, 3);
-    lua_rawset(state, -3);
+    lua_setfield(state, -2, name.c_str());
 }
 
 // The handler runs in the thread of Lua that is running. An object whose proxy is gone no longer has handlers.
@@ -97,6 +95,30 @@ void PushProperty(lua_State *state, REALobjectStruct *object, const Property &pr
     PushWord(state, property.type.kind, word);
 }
 
+template <typename Pointed>
+const Pointed *Upvalue(lua_State *state, int number)
+{
+    return static_cast<const Pointed *>(lua_touserdata(state, lua_upvalueindex(number)));
+}
+
+// Upvalues: the list of names and declarations in turn, and the place in it.
+int NextMember(lua_State *state)
+{
+    auto place = lua_tointeger(state, lua_upvalueindex(2));
+    lua_pushinteger(state, place + 2);
+    lua_replace(state, lua_upvalueindex(2));
+    lua_rawgeti(state, lua_upvalueindex(1), place + 1);
+    lua_rawgeti(state, lua_upvalueindex(1), place + 2);
+    return 2;
+}
+
+MemoryBlockView CheckBlock(lua_State *state)
+{
+    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock));
+    if (view.size < 0) throw Mistake("the size of this memory block is not known");
+    return view;
+}
+
 } // namespace
 
 int ReadMember(lua_State *state)
@@ -141,16 +163,6 @@ int AssignMember(lua_State *state)
     return 0;
 }
 
-namespace {
-
-template <typename Pointed>
-const Pointed *Upvalue(lua_State *state, int number)
-{
-    return static_cast<const Pointed *>(lua_touserdata(state, lua_upvalueindex(number)));
-}
-
-} // namespace
-
 int CallOnObject(lua_State *state)
 {
     const OverloadSet &method = *Upvalue<OverloadSet>(state, 1);
@@ -172,21 +184,6 @@ std::string NameOfMethod(lua_State *state, int index)
     return name;
 }
 
-namespace {
-
-// Upvalues: the list of names and declarations in turn, and the place in it.
-int NextMember(lua_State *state)
-{
-    auto place = lua_tointeger(state, lua_upvalueindex(2));
-    lua_pushinteger(state, place + 2);
-    lua_replace(state, lua_upvalueindex(2));
-    lua_rawgeti(state, lua_upvalueindex(1), place + 1);
-    lua_rawgeti(state, lua_upvalueindex(1), place + 2);
-    return 2;
-}
-
-} // namespace
-
 int ListMembers(lua_State *state)
 {
     auto type = Upvalue<Class>(state, 1);
@@ -195,7 +192,7 @@ int ListMembers(lua_State *state)
     lua_Integer place = 0;
     for (const MemberLine &line : lines) {
         for (const std::string *text : {&line.name, &line.text}) {
-            lua_pushlstring(state, text->data(), text->size());
+            PushBytes(state, *text);
             lua_rawseti(state, -2, ++place);
         }
     }
@@ -215,17 +212,6 @@ int Construct(lua_State *state)
     PushObject(state, std::move(object));
     return 1;
 }
-
-namespace {
-
-MemoryBlockView CheckBlock(lua_State *state)
-{
-    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock));
-    if (view.size < 0) throw Mistake("the size of this memory block is not known");
-    return view;
-}
-
-} // namespace
 
 int BlockBytes(lua_State *state)
 {

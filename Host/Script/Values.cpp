@@ -4,21 +4,10 @@ namespace host {
 namespace {
 
 constexpr char proxyMark = 0;
-constexpr char stringMetatableKey = 0;
 constexpr char proxiesKey = 0; // of the proxies of objects, by handle
 
 // The host's memory for a proxy's object is not seen by Lua, which is told of about this much.
 constexpr int kilobytesBehindProxy = 1;
-
-Proxy *NewProxy(lua_State *state, const void *metatableKey, const Class *type)
-{
-    lua_gc(state, LUA_GCSTEP, kilobytesBehindProxy);
-    auto proxy = static_cast<Proxy *>(lua_newuserdatauv(state, sizeof(Proxy), 1));
-    *proxy = {&proxyMark, nullptr, type};
-    lua_rawgetp(state, LUA_REGISTRYINDEX, metatableKey);
-    lua_setmetatable(state, -2);
-    return proxy;
-}
 
 // True for a number without a fraction.
 bool HasInteger(lua_State *state, int number)
@@ -28,23 +17,17 @@ bool HasInteger(lua_State *state, int number)
     return isInteger != 0;
 }
 
-bool IsString(const Proxy *proxy)
-{
-    return proxy != nullptr && proxy->type == nullptr;
-}
-
 // The living object of that class; null for anything else.
 REALobjectStruct *ToObject(lua_State *state, int index, const Class *type)
 {
     const Proxy *proxy = ToProxy(state, index);
-    if (proxy == nullptr || proxy->type == nullptr || type == nullptr) return nullptr;
-    bool fits = proxy->type == type || proxy->type->IsA(*type);
-    return fits ? static_cast<REALobjectStruct *>(proxy->handle) : nullptr;
+    if (proxy == nullptr || type == nullptr) return nullptr;
+    return proxy->type == type || proxy->type->IsA(*type) ? proxy->object : nullptr;
 }
 
 bool IsLivingBlock(const Proxy *proxy)
 {
-    return proxy != nullptr && proxy->handle != nullptr && proxy->type != nullptr && proxy->type->isMemoryBlock;
+    return proxy != nullptr && proxy->object != nullptr && proxy->type->isMemoryBlock;
 }
 
 Owned<REALstringStruct> StringOfLua(lua_State *state, int index)
@@ -69,42 +52,29 @@ void *PointerOf(lua_State *state, int index)
 {
     const Proxy *proxy = ToProxy(state, index);
     if (proxy == nullptr) return lua_touserdata(state, index);
-    return ViewOf(static_cast<REALobjectStruct *>(proxy->handle)).data;
+    return ViewOf(proxy->object).data;
 }
 
-void PushPointer(lua_State *state, void *pointer)
+Proxy &CheckProxy(lua_State *state)
 {
-    if (pointer != nullptr) {
-        lua_pushlightuserdata(state, pointer);
-    } else {
-        lua_pushnil(state);
-    }
+    Proxy *proxy = ToProxy(state, 1);
+    if (proxy == nullptr) throw Mistake("a proxy was expected");
+    return *proxy;
 }
 
 int ReleaseProxy(lua_State *state)
 {
-    Proxy *proxy = ToProxy(state, 1);
-    if (proxy == nullptr) throw Mistake("a proxy was expected");
-    void *handle = std::exchange(proxy->handle, nullptr);
-    if (handle == nullptr) return 0;
-    if (proxy->type == nullptr) {
-        Release(static_cast<REALstringStruct *>(handle));
-        return 0;
-    }
-    Release(static_cast<REALobjectStruct *>(handle));
+    Owned object(std::exchange(CheckProxy(state).object, nullptr));
+    if (object.Get() == nullptr) return 0; // closed before
+    Release(object.Leave());
     Script::Of(state).host.exceptions.ThrowPending();
     return 0;
 }
 
 int ProxyToString(lua_State *state)
 {
-    Proxy *proxy = ToProxy(state, 1);
-    if (proxy == nullptr) throw Mistake("a proxy was expected");
-    if (proxy->type == nullptr) {
-        PushString(state, static_cast<REALstringStruct *>(proxy->handle));
-    } else {
-        lua_pushfstring(state, "%s: %p", proxy->type->name.c_str(), proxy->handle);
-    }
+    const Proxy &proxy = CheckProxy(state);
+    lua_pushfstring(state, "%s: %p", proxy.type->name.c_str(), static_cast<void *>(proxy.object));
     return 1;
 }
 
@@ -133,7 +103,7 @@ bool PushExistingProxy(lua_State *state, const REALobjectStruct *object)
     lua_rawgetp(state, -1, object);
     lua_remove(state, -2);
     auto proxy = static_cast<const Proxy *>(lua_touserdata(state, -1));
-    bool exists = proxy != nullptr && proxy->handle == object;
+    bool exists = proxy != nullptr && proxy->object == object;
     if (!exists) lua_pop(state, 1);
     return exists;
 }
@@ -146,23 +116,16 @@ void PushObject(lua_State *state, Owned<REALobjectStruct> object)
         return;
     }
     if (PushExistingProxy(state, object.Get())) return;
-    Proxy *proxy = NewProxy(state, type, type);
+    lua_gc(state, LUA_GCSTEP, kilobytesBehindProxy);
+    auto proxy = static_cast<Proxy *>(lua_newuserdatauv(state, sizeof(Proxy), 1));
+    *proxy = {&proxyMark, nullptr, type};
+    lua_rawgetp(state, LUA_REGISTRYINDEX, type);
+    lua_setmetatable(state, -2);
     lua_rawgetp(state, LUA_REGISTRYINDEX, &proxiesKey);
     lua_pushvalue(state, -2);
     lua_rawsetp(state, -2, object.Get());
     lua_pop(state, 1);
-    proxy->handle = object.Leave();
-}
-
-void PushString(lua_State *state, REALstringStruct *string)
-{
-    auto bytes = BytesOf(string);
-    lua_pushlstring(state, bytes.data(), bytes.size());
-}
-
-void PushEncodedString(lua_State *state, Owned<REALstringStruct> string)
-{
-    NewProxy(state, &stringMetatableKey, nullptr)->handle = string.Leave();
+    proxy->object = object.Leave();
 }
 
 ValueType ResolveType(const Host &host, const Type &type)
@@ -181,7 +144,7 @@ bool Accepts(lua_State *state, int index, const ValueType &type)
     case TypeKind::UInt32:
         return given == LUA_TNUMBER && HasInteger(state, index);
     case TypeKind::String:
-        return given == LUA_TSTRING || given == LUA_TNIL || IsString(ToProxy(state, index));
+        return given == LUA_TSTRING || given == LUA_TNIL;
     case TypeKind::Ptr:
         return given == LUA_TNIL || given == LUA_TLIGHTUSERDATA || IsLivingBlock(ToProxy(state, index));
     case TypeKind::Object:
@@ -202,17 +165,16 @@ Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstring
     case TypeKind::UInt32:
         return IntegerInRange(state, index, type);
     case TypeKind::String:
-        if (lua_type(state, index) != LUA_TSTRING) break;
-        made = StringOfLua(state, index);
+        if (lua_type(state, index) == LUA_TSTRING) made = StringOfLua(state, index);
         return reinterpret_cast<Word>(made.Get());
     case TypeKind::Ptr:
         return reinterpret_cast<Word>(PointerOf(state, index));
     case TypeKind::Object:
+        return reinterpret_cast<Word>(ToObject(state, index, type.type));
     case TypeKind::None:
         break;
     }
-    const Proxy *proxy = ToProxy(state, index);
-    return proxy != nullptr ? reinterpret_cast<Word>(proxy->handle) : 0;
+    return 0;
 }
 
 void PushWord(lua_State *state, TypeKind kind, Word word)
@@ -231,10 +193,10 @@ void PushWord(lua_State *state, TypeKind kind, Word word)
         lua_pushinteger(state, static_cast<std::uint32_t>(word));
         break;
     case TypeKind::String:
-        PushString(state, Owned(reinterpret_cast<REALstringStruct *>(word)).Get());
+        PushBytes(state, BytesOf(Owned(reinterpret_cast<REALstringStruct *>(word)).Get()));
         break;
     case TypeKind::Ptr:
-        PushPointer(state, reinterpret_cast<void *>(word));
+        word != 0 ? lua_pushlightuserdata(state, reinterpret_cast<void *>(word)) : lua_pushnil(state);
         break;
     case TypeKind::Object:
         PushObject(state, Owned(reinterpret_cast<REALobjectStruct *>(word)));
@@ -248,8 +210,7 @@ void PushWord(lua_State *state, TypeKind kind, Word word)
 std::string NameOfValue(lua_State *state, int index)
 {
     if (const Proxy *proxy = ToProxy(state, index)) {
-        std::string name = proxy->type != nullptr ? proxy->type->name : "string";
-        return proxy->handle != nullptr || proxy->type == nullptr ? name : "released " + name;
+        return (proxy->object != nullptr ? "" : "released ") + proxy->type->name;
     }
     if (lua_type(state, index) != LUA_TNUMBER) return luaL_typename(state, index);
     return HasInteger(state, index) ? "integer" : "number with a fraction";
@@ -260,26 +221,17 @@ void SetProxyFunctions(lua_State *state, const std::string &name)
     SetFunction<ReleaseProxy>(state, "__gc");
     SetFunction<ReleaseProxy>(state, "__close");
     SetFunction<ProxyToString>(state, "__tostring");
-    for (const char *field : {"__name", "__metatable"}) {
-        lua_pushstring(state, field);
-        lua_pushlstring(state, name.data(), name.size());
-        lua_rawset(state, -3);
-    }
+    SetText(state, "__name", name);
+    SetText(state, "__metatable", name);
 }
 
 void OpenValues(lua_State *state)
 {
     lua_newtable(state);
-    lua_createtable(state, 0, 1);
-    lua_pushstring(state, "__mode");
-    lua_pushstring(state, "v");
-    lua_rawset(state, -3);
+    lua_newtable(state);
+    SetText(state, "__mode", "v");
     lua_setmetatable(state, -2);
     lua_rawsetp(state, LUA_REGISTRYINDEX, &proxiesKey);
-
-    lua_newtable(state);
-    SetProxyFunctions(state, "string with an encoding");
-    lua_rawsetp(state, LUA_REGISTRYINDEX, &stringMetatableKey);
 }
 
 } // namespace host

@@ -1,7 +1,6 @@
 // Values on their way between Lua and the host.
 //
-// An object, and a string with an encoding of its own, is a userdata in Lua: a proxy that owns one reference.
-// While an object has a proxy it has only this one.
+// An object is a userdata in Lua: a proxy that owns one reference. While an object has a proxy it has only this one.
 #pragma once
 
 #include "Host/Script/Lua.h"
@@ -9,9 +8,9 @@
 namespace host {
 
 struct Proxy {
-    const void *mark;  // tells proxies from the userdata of others
-    void *handle;      // null once it is released
-    const Class *type; // null for a string
+    const void *mark;         // tells proxies from the userdata of others
+    REALobjectStruct *object; // null once it is released
+    const Class *type;
 };
 
 // Null for anything but a proxy.
@@ -22,12 +21,6 @@ REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type);
 
 // Leaves the proxy on the stack, nil for a null handle. The reference goes to the proxy.
 void PushObject(lua_State *state, Owned<REALobjectStruct> object);
-
-// Leaves the bytes as a Lua string, the empty one for nil.
-void PushString(lua_State *state, REALstringStruct *string);
-
-// A proxy of a string; null is a proxy too.
-void PushEncodedString(lua_State *state, Owned<REALstringStruct> string);
 
 // Leaves the proxy of the object, which must live, on the stack if it has one; false, and nothing on the stack, if it
 // has none.

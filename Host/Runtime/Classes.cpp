@@ -46,8 +46,8 @@ auto InChain(const Class &type, Search search) -> decltype(search(type))
     return nullptr;
 }
 
-template <typename Member, typename Matches>
-const Member *FirstOf(const std::vector<Member> &members, Matches matches)
+template <typename Members, typename Matches>
+auto FirstOf(const Members &members, Matches matches) -> const typename Members::value_type *
 {
     auto found = std::find_if(members.begin(), members.end(), matches);
     return found != members.end() ? &*found : nullptr;
@@ -74,46 +74,43 @@ void Classes::Finding(const std::string &subject, const char *fault)
 
 Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
 {
-    auto type = std::make_unique<Class>();
-    type->name = TextOf(definition.name);
-    type->definition = &definition;
-    type->dataSize = definition.dataSize;
-    type->isOwn = isOwn;
-    if (definition.superName != nullptr) {
-        type->super = Find(definition.superName);
-        if (type->super == nullptr) Finding(type->name, "its superclass is not known");
-    }
-    if (auto chosen = offsets.find(type->name); chosen != offsets.end()) {
-        type->offset = chosen->second;
-    } else if (type->super != nullptr) {
-        auto end = type->super->offset + type->super->dataSize;
-        type->offset = (end + blockAlignment - 1) / blockAlignment * blockAlignment;
+    const Class *super = definition.superName != nullptr ? Find(definition.superName) : nullptr;
+    Class &type = classes.emplace_back();
+    type.name = TextOf(definition.name);
+    type.super = super;
+    type.definition = &definition;
+    type.dataSize = definition.dataSize;
+    type.isOwn = isOwn;
+    if (definition.superName != nullptr && super == nullptr) Finding(type.name, "its superclass is not known");
+    if (auto chosen = offsets.find(type.name); chosen != offsets.end()) {
+        type.offset = chosen->second;
+    } else if (type.super != nullptr) {
+        auto end = type.super->offset + type.super->dataSize;
+        type.offset = (end + blockAlignment - 1) / blockAlignment * blockAlignment;
     } else {
-        type->offset = usualOffset;
+        type.offset = usualOffset;
     }
-    type->isMemoryBlock = SameName(type->name, "MemoryBlock") || (type->super != nullptr && type->super->isMemoryBlock);
-    definition.forSystemUse = static_cast<std::int64_t>(type->offset);
+    type.isMemoryBlock = SameName(type.name, "MemoryBlock") || (type.super != nullptr && type.super->isMemoryBlock);
+    definition.forSystemUse = static_cast<std::int64_t>(type.offset);
 
-    AddFunctions(type->methods, Members(definition.methods, definition.methodCount));
-    AddFunctions(type->sharedMethods, Members(definition.sharedMethods, definition.sharedMethodCount));
-    AddProperties(type->properties, type.get(), Members(definition.properties, definition.propertyCount));
-    AddProperties(type->sharedProperties, nullptr,
-                  Members(definition.sharedProperties, definition.sharedPropertyCount));
-    AddEvents(*type, Members(definition.events, definition.eventCount));
-    AddConstants(type->constants, Members(definition.constants, definition.constantCount));
+    AddFunctions(type.methods, Members(definition.methods, definition.methodCount));
+    AddFunctions(type.sharedMethods, Members(definition.sharedMethods, definition.sharedMethodCount));
+    AddProperties(type.properties, &type, Members(definition.properties, definition.propertyCount));
+    AddProperties(type.sharedProperties, nullptr, Members(definition.sharedProperties, definition.sharedPropertyCount));
+    AddEvents(type, Members(definition.events, definition.eventCount));
+    AddConstants(type.constants, Members(definition.constants, definition.constantCount));
     auto isDestructor = [](const Function &method) { return SameName(method.declaration.name, "Destructor"); };
-    if (auto destructor = FirstOf(type->methods, isDestructor)) type->destructor = destructor->address;
-    return *classes.emplace_back(std::move(type));
+    if (auto destructor = FirstOf(type.methods, isDestructor)) type.destructor = destructor->address;
+    return type;
 }
 
 void Classes::AddModule(REALmoduleDefinition &definition)
 {
-    auto module = std::make_unique<Module>();
-    module->name = TextOf(definition.name);
-    AddFunctions(module->functions, Members(definition.methods, definition.methodCount));
-    AddProperties(module->properties, nullptr, Members(definition.properties, definition.propertyCount));
-    AddConstants(module->constants, Members(definition.constants, definition.constantCount));
-    modules.push_back(std::move(module));
+    Module &module = modules.emplace_back();
+    module.name = TextOf(definition.name);
+    AddFunctions(module.functions, Members(definition.methods, definition.methodCount));
+    AddProperties(module.properties, nullptr, Members(definition.properties, definition.propertyCount));
+    AddConstants(module.constants, Members(definition.constants, definition.constantCount));
 }
 
 void Classes::AddFunction(REALmethodDefinition &method, bool isOwn)
@@ -161,9 +158,9 @@ void Classes::AddEvents(Class &type, std::span<REALevent> events)
             Finding(TextOf(record.declaration), "no event can be made of it");
             continue;
         }
-        auto &event = type.events.emplace_back(std::make_unique<Event>(Event{parsed->name, number++, {}}));
-        event->step.token = event.get();
-        record.token = sdkVersion == 9 ? static_cast<void *>(&event->step) : event.get();
+        Event &event = type.events.emplace_back(Event{parsed->name, number++, {}});
+        event.step.token = &event;
+        record.token = sdkVersion == 9 ? static_cast<void *>(&event.step) : &event;
     }
 }
 
@@ -180,17 +177,17 @@ void Classes::AddConstants(std::vector<Constant> &to, std::span<REALconstant> co
     }
 }
 
-Class *Classes::Find(std::string_view name) const
+const Class *Classes::Find(std::string_view name) const
 {
     for (auto type = classes.rbegin(); type != classes.rend(); ++type) {
-        if (SameName((*type)->name, name)) return type->get();
+        if (SameName(type->name, name)) return &*type;
     }
     return nullptr;
 }
 
 bool Classes::Owns(const Class *type) const
 {
-    return std::any_of(classes.begin(), classes.end(), [&](const auto &owned) { return owned.get() == type; });
+    return std::any_of(classes.begin(), classes.end(), [&](const Class &owned) { return &owned == type; });
 }
 
 std::span<const Function> Classes::PluginFunctions() const
@@ -201,8 +198,8 @@ std::span<const Function> Classes::PluginFunctions() const
 std::vector<const Function *> Classes::AllFunctions() const
 {
     std::vector<const Function *> all;
-    for (const auto &module : modules) {
-        for (const Function &function : module->functions)
+    for (const Module &module : modules) {
+        for (const Function &function : module.functions)
             all.push_back(&function);
     }
     for (const Function &function : functions)
@@ -238,12 +235,8 @@ const Property *FindProperty(const Class &type, std::string_view name)
 
 const Event *FindEvent(const Class &type, std::string_view name)
 {
-    auto find = [&](const Class &level) -> const Event * {
-        auto matches = [&](const std::unique_ptr<Event> &event) { return SameName(event->name, name); };
-        auto found = FirstOf(level.events, matches);
-        return found != nullptr ? found->get() : nullptr;
-    };
-    return InChain(type, find);
+    auto matches = [&](const Event &event) { return SameName(event.name, name); };
+    return InChain(type, [&](const Class &level) { return FirstOf(level.events, matches); });
 }
 
 // --- entries -----------------------------------------------------------------------------------------------

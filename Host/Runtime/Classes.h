@@ -7,8 +7,8 @@
 #include "Host/Runtime/Declarations.h"
 #include "Source/SDK/GlueCode/HostRecords.h"
 
+#include <deque>
 #include <map>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -55,7 +55,7 @@ struct Class {
     bool isMemoryBlock = false;
     std::vector<Function> methods, sharedMethods;
     std::vector<Property> properties, sharedProperties;
-    std::vector<std::unique_ptr<Event>> events;
+    std::deque<Event> events;
     std::vector<Constant> constants;
     void *destructor = nullptr; // its method of that name
 
@@ -81,12 +81,12 @@ class Classes {
     void AddFunction(REALmethodDefinition &method, bool isOwn);
 
     // Null for a name that no class has; the one registered last for a name that several have.
-    Class *Find(std::string_view name) const;
+    const Class *Find(std::string_view name) const;
 
     bool Owns(const Class *type) const;
 
-    const std::vector<std::unique_ptr<Class>> &All() const { return classes; }
-    const std::vector<std::unique_ptr<Module>> &Modules() const { return modules; }
+    const std::deque<Class> &All() const { return classes; }
+    const std::deque<Module> &Modules() const { return modules; }
     std::span<const Function> PluginFunctions() const; // registered one by one
     const std::vector<std::string> &Findings() const { return findings; }
 
@@ -102,8 +102,8 @@ class Classes {
     void AddConstants(std::vector<Constant> &to, std::span<REALconstant> constants);
     void Finding(const std::string &subject, const char *fault);
 
-    std::vector<std::unique_ptr<Class>> classes;
-    std::vector<std::unique_ptr<Module>> modules;
+    std::deque<Class> classes; // which stay where they are
+    std::deque<Module> modules;
     std::vector<Function> functions;
     std::size_t ownFunctions = 0; // the first ones
     std::vector<std::string> findings;

@@ -30,8 +30,8 @@ constexpr auto trampolines = MakeTrampolines(std::make_index_sequence<eventLimit
 const Event *EventOfToken(const Class *type, const void *token)
 {
     for (; type != nullptr; type = type->super) {
-        for (const auto &event : type->events) {
-            if (event.get() == token) return event.get();
+        for (const Event &event : type->events) {
+            if (&event == token) return &event;
         }
     }
     return nullptr;

@@ -82,6 +82,37 @@ long GetSize(REALobjectStruct *object, long)
     return BlockOf(object).size;
 }
 
+REALstringStruct *GetBytes(REALobjectStruct *object)
+{
+    const Block &block = BlockOf(object);
+    if (block.size >= 0) return NewString({reinterpret_cast<char *>(block.data), static_cast<std::size_t>(block.size)});
+    Raise("UnsupportedOperationException", "The size of this memory block is not known.");
+    return nullptr;
+}
+
+unsigned char *ByteAt(REALobjectStruct *object, long offset)
+{
+    const Block &block = BlockOf(object);
+    if (offset >= 0 && offset < block.size) return block.data + offset;
+    Raise("OutOfBoundsException", "The memory block has no such byte.");
+    return nullptr;
+}
+
+long GetByte(REALobjectStruct *object, long offset)
+{
+    const unsigned char *byte = ByteAt(object, offset);
+    return byte != nullptr ? *byte : 0;
+}
+
+void SetByte(REALobjectStruct *object, long offset, long value)
+{
+    if (value < 0 || value > UINT8_MAX) {
+        Raise("OutOfBoundsException", "The value is no byte.");
+    } else if (unsigned char *byte = ByteAt(object, offset)) {
+        *byte = static_cast<unsigned char>(value);
+    }
+}
+
 // The constructor is a call into the host like any entry: it can be made to fail.
 constexpr char constructorName[] = "MemoryBlock.Constructor";
 using Constructor = Provided<Construct, constructorName>;
@@ -91,6 +122,9 @@ REALmethodDefinition methods[] = {
     METHOD("Constructor(content as String)", ConstructFromString),
     METHOD("Operator_Convert() As Ptr", ToPointer),
     METHOD("Operator_Convert(value as Ptr)", FromPointer),
+    METHOD("bytes() as String", GetBytes),
+    METHOD("byte(offset as Integer) as Integer", GetByte),
+    METHOD("byte(offset as Integer, value as Integer)", SetByte),
 };
 
 REALproperty properties[] = {

@@ -94,7 +94,8 @@ REALobjectStruct *entry::CreateInstance(REALclassRefStruct *classRef)
 
 REALclassRefStruct *entry::REALGetClassRef(const char *className)
 {
-    return reinterpret_cast<REALclassRefStruct *>(Host::Current().classes.Find(className != nullptr ? className : ""));
+    const Class *type = Host::Current().classes.Find(className != nullptr ? className : "");
+    return reinterpret_cast<REALclassRefStruct *>(const_cast<Class *>(type));
 }
 
 unsigned long entry::REALObjectIsA(REALobjectStruct *object, REALclassRefStruct *classRef)

@@ -133,8 +133,8 @@ void AddObjectMembers(TableMaker &maker, const Class &type)
             if (!method.declaration.name.starts_with("Operator_")) maker.AddFunction(method, &type);
         }
         maker.AddProperties(level->properties);
-        for (const auto &event : level->events)
-            maker.AddField(event->name, {.event = event.get()});
+        for (const Event &event : level->events)
+            maker.AddField(event.name, {.event = &event});
         for (const Function *function : Host::Current().classes.AllFunctions()) {
             if (SameName(function->declaration.extends, level->name)) maker.AddFunction(*function, &type);
         }
@@ -147,12 +147,6 @@ const OverloadSet *MakeObjectTable(lua_State *state, const Class &type)
     TableMaker maker(state, type.name);
     AddObjectMembers(maker, type);
     const OverloadSet *constructor = maker.TakeConstructor();
-    if (type.isMemoryBlock) {
-        lua_pushvalue(state, maker.Readers());
-        SetFunction<BlockBytes>(state, "bytes");
-        SetFunction<BlockByte>(state, "byte");
-        lua_pop(state, 1);
-    }
     maker.Finish(&type, nullptr);
     if (type.isMemoryBlock) SetFunction<BlockLength>(state, "__len");
     SetProxyFunctions(state, type.name);
@@ -217,11 +211,11 @@ void OpenClasses(lua_State *state)
 {
     OpenValues(state);
     const Classes &classes = Host::Current().classes;
-    for (const auto &type : classes.All()) {
-        if (type->name != "Array") OpenClass(state, *type);
+    for (const Class &type : classes.All()) {
+        if (type.name != "Array") OpenClass(state, type);
     }
-    for (const auto &module : classes.Modules())
-        OpenModule(state, *module);
+    for (const Module &module : classes.Modules())
+        OpenModule(state, module);
     OpenFunctions(state);
 }
 

@@ -7,15 +7,6 @@ namespace {
 
 using Lines = std::vector<MemberLine>;
 
-template <typename Items, typename ToLine>
-void Add(Lines &lines, const char *section, const Items &items, ToLine toLine)
-{
-    for (const auto &item : items) {
-        auto [name, text] = toLine(item);
-        lines.push_back({section, name, text});
-    }
-}
-
 using Line = std::pair<std::string, std::string>; // name and declaration
 
 Line LineOf(const Function &function)
@@ -30,9 +21,9 @@ Line LineOf(const Property &property)
     return {property.name, property.name + " As " + property.type.name + (remark.empty() ? "" : " (" + remark + ")")};
 }
 
-Line LineOf(const std::unique_ptr<Event> &event)
+Line LineOf(const Event &event)
 {
-    return {event->name, event->name};
+    return {event.name, event.name};
 }
 
 Line LineOf(const Constant &constant)
@@ -40,7 +31,14 @@ Line LineOf(const Constant &constant)
     return {constant.name, constant.name + " = " + constant.text};
 }
 
-constexpr auto toLine = [](const auto &item) { return LineOf(item); };
+template <typename Items>
+void Add(Lines &lines, const char *section, const Items &items)
+{
+    for (const auto &item : items) {
+        auto [name, text] = LineOf(item);
+        lines.push_back({section, name, text});
+    }
+}
 
 struct Owner {
     std::string heading, name;
@@ -62,15 +60,15 @@ std::string Headed(const Owner &owner)
 std::vector<Owner> Owners(const Host &host, bool ofHostToo)
 {
     std::vector<Owner> owners;
-    for (const auto &type : host.classes.All()) {
-        if (type->isOwn && !ofHostToo) continue;
-        std::string super = type->super != nullptr ? ", a " + type->super->name : "";
-        owners.push_back({"Class " + type->name + super, type->name, MembersOf(*type)});
+    for (const Class &type : host.classes.All()) {
+        if (type.isOwn && !ofHostToo) continue;
+        std::string super = type.super != nullptr ? ", a " + type.super->name : "";
+        owners.push_back({"Class " + type.name + super, type.name, MembersOf(type)});
     }
-    for (const auto &module : host.classes.Modules())
-        owners.push_back({"Module " + module->name, module->name, MembersOf(*module)});
+    for (const Module &module : host.classes.Modules())
+        owners.push_back({"Module " + module.name, module.name, MembersOf(module)});
     Owner single{"Functions outside of modules", "", {}};
-    Add(single.members, "Functions", host.classes.PluginFunctions(), toLine);
+    Add(single.members, "Functions", host.classes.PluginFunctions());
     if (!single.members.empty()) owners.push_back(std::move(single));
     return owners;
 }
@@ -91,21 +89,21 @@ std::string DeclarationsOf(const Owner &owner, std::string_view name)
 std::vector<MemberLine> MembersOf(const Class &type)
 {
     Lines lines;
-    Add(lines, "Properties", type.properties, toLine);
-    Add(lines, "Methods", type.methods, toLine);
-    Add(lines, "Events", type.events, toLine);
-    Add(lines, "Constants", type.constants, toLine);
-    Add(lines, "Shared properties", type.sharedProperties, toLine);
-    Add(lines, "Shared methods", type.sharedMethods, toLine);
+    Add(lines, "Properties", type.properties);
+    Add(lines, "Methods", type.methods);
+    Add(lines, "Events", type.events);
+    Add(lines, "Constants", type.constants);
+    Add(lines, "Shared properties", type.sharedProperties);
+    Add(lines, "Shared methods", type.sharedMethods);
     return lines;
 }
 
 std::vector<MemberLine> MembersOf(const Module &module)
 {
     Lines lines;
-    Add(lines, "Functions", module.functions, toLine);
-    Add(lines, "Properties", module.properties, toLine);
-    Add(lines, "Constants", module.constants, toLine);
+    Add(lines, "Functions", module.functions);
+    Add(lines, "Properties", module.properties);
+    Add(lines, "Constants", module.constants);
     return lines;
 }
 
@@ -120,10 +118,6 @@ std::vector<MemberLine> AllMembersOf(const Host &host, const Class &type)
             if (!SameName(declaration.extends, level->name)) continue;
             lines.push_back({"Extensions", declaration.name, declaration.text});
         }
-    }
-    if (type.isMemoryBlock) {
-        lines.push_back({"Methods", "bytes", "bytes() as string"});
-        lines.push_back({"Methods", "byte", "byte(offset as Integer[, value as Integer]) as Integer"});
     }
     std::erase_if(lines, [](const MemberLine &line) { return line.name.starts_with("Operator_"); });
     return lines;

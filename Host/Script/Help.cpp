@@ -24,7 +24,7 @@ bool IsMeant(std::string_view heading, std::string_view name)
     if (SameName(heading, name)) return true;
     auto dot = heading.find('.');
     const auto &modules = Host::Current().classes.Modules();
-    auto owns = [&](const auto &module) { return module->name == heading.substr(0, dot); };
+    auto owns = [&](const Module &module) { return module.name == heading.substr(0, dot); };
     return dot != heading.npos && SameName(heading.substr(dot + 1), name) &&
            std::any_of(modules.begin(), modules.end(), owns);
 }
@@ -64,8 +64,8 @@ std::string WordsOf(std::string_view name)
 std::string Overview()
 {
     std::string text = "Classes:";
-    for (const auto &type : Host::Current().classes.All()) {
-        if (!type->isOwn) text += " " + type->name;
+    for (const Class &type : Host::Current().classes.All()) {
+        if (!type.isOwn) text += " " + type.name;
     }
     text += "\nFunctions:";
     for (const Function *function : Host::Current().classes.AllFunctions()) {

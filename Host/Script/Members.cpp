@@ -112,13 +112,6 @@ int NextMember(lua_State *state)
     return 2;
 }
 
-MemoryBlockView CheckBlock(lua_State *state)
-{
-    auto view = ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock));
-    if (view.size < 0) throw Mistake("the size of this memory block is not known");
-    return view;
-}
-
 } // namespace
 
 int ReadMember(lua_State *state)
@@ -213,32 +206,9 @@ int Construct(lua_State *state)
     return 1;
 }
 
-int BlockBytes(lua_State *state)
-{
-    auto view = CheckBlock(state);
-    lua_pushlstring(state, reinterpret_cast<const char *>(view.data), static_cast<std::size_t>(view.size));
-    return 1;
-}
-
 int BlockLength(lua_State *state)
 {
-    lua_pushinteger(state, CheckBlock(state).size);
-    return 1;
-}
-
-int BlockByte(lua_State *state)
-{
-    auto view = CheckBlock(state);
-    const ValueType integer{TypeKind::Integer};
-    bool hasValue = lua_gettop(state) > 2;
-    if (!Accepts(state, 2, integer) || (hasValue && !Accepts(state, 3, integer))) {
-        throw Mistake("byte takes an offset and perhaps a value, as integers");
-    }
-    auto offset = lua_tointeger(state, 2), value = lua_tointeger(state, 3);
-    if (offset < 0 || offset >= view.size) throw Mistake("there is no byte " + std::to_string(offset));
-    if (hasValue && (value < 0 || value > UINT8_MAX)) throw Mistake(std::to_string(value) + " is no byte");
-    if (hasValue) view.data[offset] = static_cast<unsigned char>(value);
-    lua_pushinteger(state, view.data[offset]);
+    lua_pushinteger(state, ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock)).size);
     return 1;
 }
 

@@ -25,9 +25,7 @@ int ListMembers(lua_State *state);
 // Upvalues: the class, and its constructor if it has one.
 int Construct(lua_State *state);
 
-// What memory blocks have besides: block:bytes(), #block, and block:byte(offset[, value]).
-int BlockBytes(lua_State *state);
+// __len of memory blocks.
 int BlockLength(lua_State *state);
-int BlockByte(lua_State *state);
 
 } // namespace host

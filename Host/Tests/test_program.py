@@ -164,7 +164,7 @@ class Exploring(unittest.TestCase):
         listed = "for name, declaration in pairs(%s) do print(declaration) end"
         rows = [(["-e", listed % value], line + "\n") for value, line in (
             ("UDPSocketVYN", "Bind(Port as Integer, IP as string = \"\")"),
-            ("UDPSocketVYN()", "LocalPort As Integer (read-only)"), ("MemoryBlock(1)", "bytes() as string"),
+            ("UDPSocketVYN()", "LocalPort As Integer (read-only)"), ("MemoryBlock(1)", "bytes() as String"),
             ("host.udp()", "OptionTTLVYN(extends s as SocketCore) as integer"),
             ("NetworkGlobalsVYN", "DNSNameToAddressVYN(HostName as string) as string"))]
         rows += [(["-e", f"help({asked})"], re.search(r"\w+(?=\W*$)", asked)[0]) for asked in (

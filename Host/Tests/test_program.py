@@ -76,7 +76,8 @@ class Handlers(unittest.TestCase):
                                ("host.raiseStandard('odd')", ":6: std::exception: odd")):
             with self.subTest(mistake=mistake):
                 status, output, error = vynhost(program=self.LOOP % mistake)
-                counts = [error.count(text) for text in ("error in UDPSocketVYN.DataAvailable: ", "stack traceback", shown)]
+                texts = ("error in UDPSocketVYN.DataAvailable: ", "stack traceback", shown)
+                counts = [error.count(text) for text in texts]
                 self.assertEqual((status, output, counts), (1, "goes on\n", [2, 2, 2]))
 
     def test_the_program_can_take_it(self):
@@ -113,8 +114,8 @@ class BrokenPipes(unittest.TestCase):
         self.assertEqual(vynhost(program=self.PEER % 16384), (0, "32\n", ""))
 
     def test_of_the_output_need_no_words(self):
-        run = subprocess.run(["sh", "-c", '"$@" | head -n 1', "sh", *EMULATOR, HOST, "-e", "while true do print(1) end"],
-                             capture_output=True, text=True, timeout=60)
+        command = ["sh", "-c", '"$@" | head -n 1', "sh", *EMULATOR, HOST, "-e", "while true do print(1) end"]
+        run = subprocess.run(command, capture_output=True, text=True, timeout=60)
         self.assertEqual((run.stdout, run.stderr), ("1\n", ""))
 
 

@@ -3,7 +3,6 @@
 #include "Host/Runtime/Host.h"
 #include "Host/Runtime/OwnClasses.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 
 using host::Host;
@@ -73,7 +72,7 @@ REALmethodDefinition methods[] = {
     METHOD("Destructor", DestructorMethod),
 };
 
-void RegisterProbe(int sdkVersion = 13)
+void RegisterProbe()
 {
     trace.clear();
     probeEvents[0] = Event("First");
@@ -87,20 +86,13 @@ void RegisterProbe(int sdkVersion = 13)
              .methodCount = std::size(methods),
              .events = probeEvents,
              .eventCount = std::size(probeEvents)};
-    Entry<void(int)>("RegisterPluginVersion")(sdkVersion);
+    Entry<void(int)>("RegisterPluginVersion")(13);
     Entry<void *(REALclassDefinition *)>("PluginRegisterClass")(&probe);
 }
 
 void *HandlerOf(REALobjectStruct *object, const void *token)
 {
     return Entry<void *(REALobjectStruct *, const void *)>("GetEventInstance")(object, token);
-}
-
-std::int64_t IntegerAt(const void *address, std::size_t offset)
-{
-    std::int64_t integer;
-    std::memcpy(&integer, static_cast<const char *>(address) + offset, sizeof integer);
-    return integer;
 }
 
 } // namespace
@@ -217,20 +209,6 @@ TEST(Objects, DieOnceWithBothDestructors)
     EXPECT_EQ(host.Complaints(), "");
 }
 
-TEST(Objects, HaveTheirBlockWhereTheHostWasTold)
-{
-    for (std::size_t offset : {std::size_t{32}, std::size_t{48}, std::size_t{208}}) {
-        Host host({.offsets = {{"Probe", offset}}});
-        RegisterProbe();
-        Owned object(host.New("Probe"));
-        host.Set(object.Get(), "Number", 77);
-        EXPECT_EQ(probe.forSystemUse, static_cast<long>(offset));
-        EXPECT_EQ(IntegerAt(object.Get(), offset + 8), 77);
-        EXPECT_EQ(host.classes.Findings().size(), 1u); // the property beyond the end
-    }
-    EXPECT_THROW(Host({.offsets = {{"Probe", 16}}}), std::invalid_argument);
-}
-
 TEST(Exceptions, AreThrownByTheCallerAndTheResultIsReleased)
 {
     Host host;
@@ -239,63 +217,6 @@ TEST(Exceptions, AreThrownByTheCallerAndTheResultIsReleased)
     EXPECT_THROW(host.Call<REALstringStruct *>(object.Get(), "MakeAndRaise as String"), host::Exception);
     EXPECT_EQ(host.Call<long>(object.Get(), "Add(a as Integer, b as Integer) as Integer", 40, 2), 42);
     EXPECT_EQ(host.ledger.Live(), (host::References{0, 1, 0}));
-}
-
-TEST(Exceptions, EndAtTheGuard)
-{
-    Host host;
-    auto guard = Entry<REALobjectStruct *(void (*)(void *), void *)>("PluginCallFunctionWithExceptionHandler");
-    Owned thrown(guard([](void *) { throw host::Exception{"OutOfBoundsException", "far", 3}; }, nullptr));
-    Owned raised(guard([](void *) { host::Release(MakeAndRaise(nullptr)); }, nullptr));
-    EXPECT_EQ(guard([](void *) {}, nullptr), nullptr);
-    EXPECT_EQ(host::ClassOf(thrown.Get(), "")->name, "OutOfBoundsException");
-    EXPECT_EQ(host.Get<long>(thrown.Get(), "ErrorNumber"), 3);
-    EXPECT_EQ(host::ClassOf(raised.Get(), "")->name, "NilObjectException");
-    EXPECT_EQ(host.exceptions.TakePending(), nullptr);
-}
-
-TEST(Exceptions, StayPendingUntilTheyAreTaken)
-{
-    Host host;
-    auto raise = [](void *className) {
-        Owned exception(host::NewException({static_cast<const char *>(className), "", 0}));
-        Host::Current().exceptions.Raise(exception.Get());
-    };
-    char first[] = "OutOfMemoryException", second[] = "NilObjectException";
-    raise(first);
-    raise(second);
-    Owned guarded(host.exceptions.RunGuarded(raise, second));
-    Owned pending(host.exceptions.TakePending());
-    EXPECT_EQ(host::ClassOf(guarded.Get(), "")->name, second);
-    EXPECT_EQ(host::ClassOf(pending.Get(), "")->name, first);
-    EXPECT_EQ(host.exceptions.Raised().size(), 3u);
-    EXPECT_EQ(host.ledger.Live(), (host::References{0, 2, 0}));
-}
-
-// An old plugin's event record points to a record with the token; a newer one's holds the token itself.
-TEST(Events, AreFoundByTheirTokens)
-{
-    for (int sdkVersion : {9, 13}) {
-        Host host;
-        RegisterProbe(sdkVersion);
-        Owned object(host.New("Probe"));
-        const void *token = probeEvents[1].token;
-        if (sdkVersion == 9) token = static_cast<const REALevent *>(token)->token;
-
-        EXPECT_EQ(HandlerOf(object.Get(), token), nullptr);
-        int fired = 0;
-        host.events.SetHandler(object.Get(), "second", [&](REALobjectStruct *given) {
-            ++fired;
-            host.events.SetHandler(given, "second", {}); // and goes on, though it is no longer set
-            throw host::Exception{"RuntimeException", "from the handler", fired};
-        });
-        auto fire = reinterpret_cast<void (*)(REALobjectStruct *)>(HandlerOf(object.Get(), token));
-        ASSERT_NE(fire, nullptr);
-        EXPECT_THROW(fire(object.Get()), host::Exception);
-        EXPECT_EQ(fired, 1);
-        EXPECT_EQ(HandlerOf(object.Get(), token), nullptr);
-        EXPECT_EQ(host.Complaints(), "still alive: object Probe, 1 reference\n");
-    }
 }
 
 TEST(Tasks, ComeAndGoDuringAStep)

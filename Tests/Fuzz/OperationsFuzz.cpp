@@ -73,7 +73,11 @@ void Run::RawStep(const Object &socket)
         fcntl(static_cast<int>(Number(socket, "Handle")), F_SETFL, O_NONBLOCK);
         break;
     case 2:
-        Accept(socket, nullptr, input.ConsumeBool() && IsRaw(sockets[0]) ? sockets[0] : Object());
+        if (IsRaw(sockets[0]) && input.ConsumeBool()) {
+            Accept(socket, nullptr, sockets[0]);
+        } else {
+            Accept(socket);
+        }
         break;
     case 3:
         Object(Call<REALobjectStruct *>(socket, "ReadAll(peek as Boolean) as MemoryBlock", input.ConsumeBool()));

@@ -48,7 +48,7 @@ constexpr int ToDescriptor(std::int64_t number)
 class OwnedDescriptor {
   public:
     explicit OwnedDescriptor(int descriptor) : fd(descriptor) {}
-    OwnedDescriptor(OwnedDescriptor &&other) : fd(other.Release()) {}
+    OwnedDescriptor(OwnedDescriptor &&other) noexcept : fd(other.Release()) {}
     OwnedDescriptor &operator=(OwnedDescriptor &&) = delete;
     ~OwnedDescriptor();
     int Get() const { return fd; }

@@ -21,7 +21,8 @@ namespace bench {
 // Ends the program with this message unless the condition holds.
 void Require(bool condition, const char *message);
 
-// The same unless a system call's bytes begin at a multiple of 64, as all of this heap do (AlignedHeap.cpp).
+// The same unless a system call's bytes begin at a multiple of 64, as all of the plain host's heap do
+// (AlignedHeap.cpp).
 void RequireAligned(const void *bytes);
 
 // --- the host ------------------------------------------------------------------------------------------------

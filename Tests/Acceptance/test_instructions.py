@@ -6,7 +6,7 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../Tools"))
 import instructions  # noqa: E402
 
-BOUNDS = (356, 489, 100, 83, 28)  # of each operation that is counted
+BOUNDS = (340, 420, 97, 82, 26)  # of each operation that is counted
 
 
 @unittest.skipUnless(os.environ["VYN_PLAIN_BUILD"] == "1" and os.environ["VYN_COMPILER"] == "GNU"

@@ -35,7 +35,7 @@ extern const char *const kRowPrefix; // of the rows measured on this host
 // Hands the host's resolver to the library.
 void StartHost(void (*pluginMain)(HostResolver));
 
-// The record of a class that the library or the host registered; ends the program when there is none.
+// The record of a class that the library or the host registered. Ends the program if no class has that name.
 const REALclassDefinition &Definition(const char *className);
 
 // A block that holds a copy of the bytes, with one reference for the caller.
@@ -52,7 +52,7 @@ REALstringStruct *NewString(const std::string &bytes, unsigned int encoding);
 
 // --- the library ---------------------------------------------------------------------------------------------
 
-// The address of the function that serves the method of this declaration; ends the program when there is none.
+// The address of the function that serves the method of this declaration. Ends the program if no method has it.
 void *MethodAddress(const char *className, const char *declaration);
 
 template <typename Function>

@@ -130,7 +130,7 @@ std::string_view LastName(std::string_view text)
     return text.substr(static_cast<std::size_t>(text.rend() - start));
 }
 
-// Leaves what the path of names stands for, which may be nil; nothing of the program runs for it.
+// Pushes the value at the path of names, which may be nil, without running any code of the program.
 void PushValueOf(lua_State *state, std::string_view path)
 {
     auto name = LastName(path);

@@ -12,7 +12,7 @@ extern const char referencePage[];
 void OpenHelp(lua_State *state);
 
 // How the last word of a line may go on: the whole words, in the order of the alphabet. After "name." and "name:" they
-// are the members of what the name stands for; a colon asks for methods alone.
+// are the members of that value; a colon asks for methods alone.
 std::vector<std::string> Completions(lua_State *state, std::string_view line);
 
 } // namespace host

@@ -44,8 +44,8 @@ class Script {
     // The same for a handler of the event. The plugin may keep what is thrown to itself: ShowHandlerError tells of it.
     void CallHandler(const std::string &event, int argumentCount);
 
-    // Gives the error of a handler to the program's host.onError, or prints it, unless there is none or it came to the
-    // program as an error since. To be called wherever the plugin has returned.
+    // Passes an error of a handler that nobody has been told of to the program's host.onError, or prints it. To be
+    // called wherever the plugin has returned.
     void ShowHandlerError();
 
     // One turn of the host's loop; what handlers did wrong is told.

@@ -148,18 +148,6 @@ class Unicast(Machines):
         self.send("'back'", "10.0.0.2")
         self.far.does("got()", "back")
 
-    def test_loss_is_a_gap_and_nothing_else(self):
-        self.receivers()
-        try:
-            for rule in ("table ip loss", "chain ip loss input {type filter hook input priority 0;}",
-                         "rule ip loss input udp dport 5000 @th,64,8 0x33 drop"):  # what begins with a "3"
-                self.far.run("nft", "add", *rule.split())
-        except RuntimeError as refused:
-            self.skipTest(f"no packet filter here: {refused}")
-        for i in range(6):
-            self.send(f"'{i}'", "10.0.0.2")
-        self.far.does("got()", "0 1 2 4 5")
-
     def test_echo_by_hand_is_answered(self):
         self.far.does("raw = RAWSocketVYN(2, 3, 1)")
         output = self.near.run(HOST, os.path.join(HERE, "..", "..", "Examples", "ping.lua"), "10.0.0.2")

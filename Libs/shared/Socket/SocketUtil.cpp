@@ -266,7 +266,7 @@ std::string sockaddr_to_text(const sockaddr *address)
 }
 
 // Reads a decimal number of up to three digits, without the leading zero that makes a number octal for inet_addr, and
-// advances past it. Result: the number; above 255 when there is none.
+// advances past it. Result: the number, or one above 255 if the text does not start with a digit.
 static unsigned int ReadDecimal(const char *&text)
 {
     unsigned int number = static_cast<unsigned int>(*text++) - '0';

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs each fuzzer for some seconds on its corpus, two at a time; a failing input is kept in build/fuzz.
+# Runs each fuzzer for some seconds on its corpus, two at a time; a failing input is kept in build/sanitize.
 #   Tools/fuzz.sh [SECONDS]        30 by default
 # Inputs that found something new are merged into the corpus when FUZZ_KEEP=1.
 set -euo pipefail
@@ -13,7 +13,7 @@ fuzz() {
   found=$(mktemp -d)
   log=$program.log
   if ! "$program" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
-    -artifact_prefix=build/fuzz/ "$found" "$corpus" >"$log" 2>&1; then
+    -artifact_prefix=build/sanitize/ "$found" "$corpus" >"$log" 2>&1; then
     tail -40 "$log"
     echo "fuzz: $name has found a fault"
     return 1
@@ -24,4 +24,4 @@ fuzz() {
 }
 export -f fuzz
 
-printf '%s\n' build/fuzz/*Fuzz | xargs -P2 -I{} bash -c "set -euo pipefail; fuzz {} ${1:-30}"
+printf '%s\n' build/sanitize/*Fuzz | xargs -P2 -I{} bash -c "set -euo pipefail; fuzz {} ${1:-30}"

@@ -175,7 +175,7 @@ TEST(Ledger, NoticesEveryMisuseOfAHandle)
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__) // which ends the process at the write itself
+#if !defined(SANITIZED) // which ends the process at the write itself
 TEST(Ledger, NoticesAWriteAfterTheRelease)
 {
     const struct {

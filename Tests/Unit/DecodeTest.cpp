@@ -4,6 +4,7 @@
 #include "Source/Utility/rbTextDecode.h"
 #include "Source/Utility/rbTextWiden.h"
 #include "Tests/Shared/GuardedMemory.h"
+#include "Tests/Shared/Program.h"
 
 #include <algorithm>
 #include <clocale>
@@ -45,13 +46,14 @@ TEST_F(Decode, EveryThreeByteString)
     GuardedMemory memory(3);
     unsigned char *text = memory.Last(3);
     long wrong = 0;
-    for (unsigned int bytes = 0; bytes < 0x1000000; bytes++) {
+    const unsigned int step = program::Emulated() ? 37 : 1;
+    for (unsigned int bytes = 0; bytes < 0x1000000; bytes += step) {
         for (int i = 0; i < 3; i++)
             text[i] = static_cast<unsigned char>(bytes >> (8 * (2 - i)));
         wrong += !DecodesLikeTheCLibrary(text, 3);
     }
     EXPECT_EQ(wrong, 0);
-    std::printf("strings of 3 bytes decoded: %d\n", 0x1000000);
+    std::printf("strings of 3 bytes decoded: %u\n", 0x1000000 / step);
 }
 
 TEST_F(Decode, FourByteStringsRoundEveryBorder)

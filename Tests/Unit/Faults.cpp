@@ -139,7 +139,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
     return result;
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(SANITIZED)
 // The sanitizers have allocators of their own; the allocation sweep runs without them.
 
 extern "C" void *__libc_malloc(size_t size);

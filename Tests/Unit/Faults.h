@@ -8,7 +8,7 @@
 namespace faults {
 
 // The sanitizers have allocators of their own, which don't fail.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(SANITIZED)
 constexpr bool kAllocationsCanFail = false;
 #else
 constexpr bool kAllocationsCanFail = true;

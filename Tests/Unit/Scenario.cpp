@@ -3,6 +3,7 @@
 #include "Source/Utility/rbDebugHost.h"
 
 #include <cstring>
+#include <gtest/gtest.h>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -330,6 +331,16 @@ std::string Run(const Step &step)
         return RunOrSayWhy(step);
     } catch (const std::bad_alloc &) {
         return "no memory"; // short enough to need none
+    }
+}
+
+long Sweep(const std::function<std::string(long nth)> &run)
+{
+    for (long nth = 1, failed = 0;; nth += Emulated() ? 17 : 1, failed++) {
+        std::string said = InChild([&] { return run(nth); });
+        if (said == kNoSuch) return failed;
+        EXPECT_EQ(said, "") << "number " << nth;
+        if (testing::Test::HasFailure()) return failed;
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "Tests/Shared/Program.h"
 
+#include <functional>
 #include <span>
 
 namespace scenario {
@@ -22,5 +23,12 @@ std::span<const Step> Steps();
 
 // What the step came to: what it saw, or the exception that ended it.
 std::string Run(const Step &step);
+
+// What a run of a sweep answers when there is no such thing to fail.
+constexpr char kNoSuch[] = "there are not so many";
+
+// Fails the first thing, the second and so on in a process each, until there are not so many. The run answers what was
+// wrong. Result: how many failed. Under an emulator a sample is enough.
+long Sweep(const std::function<std::string(long nth)> &run);
 
 } // namespace scenario

@@ -89,6 +89,16 @@ local function read(socket, peek)
   return socket:Read(peek)
 end
 
+balanced("one turn tells of data, of what was sent and of an urgent byte, in this order", function()
+  local socket, told = triggers.Error(), {}
+  for _, event in ipairs({ "DataAvailable", "SendComplete", "Error" }) do
+    socket[event] = function() told[#told + 1] = event end
+  end
+  socket:Send(MemoryBlock("x"), 1, 0)
+  socket:Poll()
+  equal(table.concat(told, " "), "DataAvailable SendComplete Error")
+end)
+
 -- What a handler may do to its own socket and to the others, when it is polled by hand or by the host.
 local actions = {
   nothing = function() end,

@@ -180,8 +180,8 @@ TEST(Records, FaultsOfTheRecordAreReportedAndItIsRegistered)
     ExpectLines(modules, [](Sample &s) { MyREALRegisterModule(&s.module); });
     const std::vector<Row> extensions = {{SPOIL(s.d.name = nullptr)}, {SPOIL(s.d.superName = "Super")}};
     ExpectLines(extensions, [](Sample &s) { REALclassDefinition extension = {.name = s.d.name, .superName = s.d.superName, .methods = &s.method, .methodCount = 1, .flags = 4}; MyREALRegisterClassExtension(&extension); });
-    const std::vector<Row> interfaces = {{SPOIL((void)s), 0}, {SPOIL(s.d.name = nullptr)}};
-    ExpectLines(interfaces, [](Sample &s) { REALinterfaceDefinition interface = {15, s.d.name, &s.method, 1, &s.attribute, 1}; MyREALRegisterInterface(&interface); });
+    const std::vector<Row> interfaces = {{SPOIL((void)s), 0}, {SPOIL(s.d.name = nullptr)}, {SPOIL(s.d.version = 14)}};
+    ExpectLines(interfaces, [](Sample &s) { REALinterfaceDefinition interface = {s.d.version, s.d.name, &s.method, 1, &s.attribute, 1}; MyREALRegisterInterface(&interface); });
     const std::vector<Row> methods = {{SPOIL(s.method.declaration = nullptr)}, {SPOIL(s.method.function = nullptr)}, {SPOIL(s.method.attributeCount = 0)}, {SPOIL(s.attribute.name = nullptr)}};
     ExpectLines(methods, [](Sample &s) { MyREALRegisterMethod(&s.method); });
     EXPECT_EQ(CaptureLog([] { MyREALRegisterMethod(nullptr); }), Lines({"Error: A method registered is nil."}));

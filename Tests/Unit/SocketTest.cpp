@@ -88,6 +88,20 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
               "not connected: Socket creation failed with error 24: Too many open files");
 }
 
+TEST_F(Socket, WhatIsReplacedIsClosedUnlessItIsZero)
+{
+    for (auto [number, expected] : {std::pair(STDIN_FILENO, "open"), {STDOUT_FILENO, "closed"}}) {
+        EXPECT_EQ(InChild([&]() -> std::string {
+                      Object listener = Listener(), peer = Raw(AF_INET, SOCK_STREAM), into = Raw();
+                      SetHandle(into, number);
+                      std::string wrong = Connect(peer, "127.0.0.1", Port(listener));
+                      Object accepted = Accept(listener, nullptr, into);
+                      return wrong + (fcntl(number, F_GETFD) == -1 ? "closed" : "open");
+                  }),
+                  expected);
+    }
+}
+
 // Whatever the process prints must not reach a peer.
 TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
 {

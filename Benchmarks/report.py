@@ -13,12 +13,14 @@ import platform
 import re
 import statistics
 import sys
+import time
 
 import chart
 from measure import measure
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "Docs/performance.md"
 QUIET = 0.5  # the highest load for figures of the page
+MINUTES = 10  # to wait for it
 CONVERSION = {"whole view": None, "iconv": 0.5}
 ELEMENT = {"limit": 3, "host's way": 0.25, "base pointer": None, "vector": None}
 TEXTS = ["7-bit as ASCII", "7-bit as UTF-8", "7-bit as Latin-1", "7-bit as Windows", "7-bit as Roman",
@@ -183,6 +185,7 @@ def parse():
     parser.add_argument("--page", action="store_true", help=f"write table and chart into {PAGE.parent.name}/")
     parser.add_argument("--anyway", action="store_true", help=f"the page at a load above {QUIET} too")
     parser.add_argument("--at-most", metavar="RATIO", type=float, help="fail when a ratio to the limit is above")
+    parser.add_argument("--look", action="store_true", help="look at the arguments only")
     parser.add_argument("names", nargs="*")
     options = parser.parse_args()
     if options.names[:1] == ["chart"]:
@@ -197,15 +200,25 @@ def parse():
     return options
 
 
+def wait_until_quiet():
+    """Building what measures was load too, which takes some minutes to fade."""
+    for _ in range(MINUTES * 6):
+        if os.getloadavg()[0] <= QUIET:
+            return
+        time.sleep(10)
+    sys.exit(f"bench: the load is {os.getloadavg()[0]:.2f} after {MINUTES} minutes, and figures for the page need "
+             f"{QUIET} or less; say --page --anyway for those of a busy machine")
+
+
 def main():
     options = parse()
+    if options.look:
+        return None
     if options.names[:1] == ["chart"]:
         return chart.draw(json.loads(pathlib.Path(options.names[1]).read_text(encoding="utf-8"))["rows"])
+    if options.page and not options.anyway:
+        wait_until_quiet()
     load = os.getloadavg()[0]
-    if options.page and load > QUIET and not options.anyway:
-        sys.exit(f"bench: the load is {load:.2f}, and figures for the page need {QUIET} or less; wait until the "
-                 "machine is quiet, or say --page --anyway")
-
     names = options.names or NAMES
     place = machine(load)
     rows = summarise(measure(names))

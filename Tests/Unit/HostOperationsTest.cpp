@@ -199,6 +199,19 @@ TEST_F(HostOperations, EveryRowGivesTheMissingValueOnAHostWithoutTheEntry)
     }
 }
 
+// Newer hosts take text places as floating-point numbers too, under the same names.
+TEST_F(HostOperations, NewerHostsDrawAtFractionsOfAPoint)
+{
+    gHostVersion = 2018.02;
+    Provide("RuntimeGraphicsDrawString", [](void *, void *, int x, int y, int width, double xd, double yd, double wd) {
+        seen = {x, y, width, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
+    });
+    Provide("RuntimeGraphicsStringWidth", [](void *, void *) { return 2.5; });
+    REALGraphicsDrawString(nullptr, nullptr, 7, 8, 9);
+    EXPECT_EQ(seen, std::vector<long>({7, 8, 9, 7, 8, 9}));
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
+}
+
 // --- start-up -------------------------------------------------------------------------------------------
 
 namespace {

@@ -144,12 +144,18 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     EXPECT_EQ(MarkNonBlocking(-1), -1);
     EXPECT_EQ(WSAGetLastError(), EBADF);
     EXPECT_EQ(MarkBlocking(-1), -1);
+    gDebugging = true;
+    EXPECT_EQ(CaptureLog([] {
+                  MarkIPv6andIPv4(-1);
+                  SetKeepAlive(-1);
+              }),
+              Lines({"VYN Debug: setsockopt with IPV6_V6ONLY 9", "VYN Debug: error message Bad file descriptor",
+                     "VYN Debug: SetKeepAlive -1", "VYN Debug: setsockopt for keep alive 9"}));
 
     int tcp = socket(AF_INET6, SOCK_STREAM, 0);
     if (tcp == -1) GTEST_SKIP() << "no IPv6 here: " << strerror(errno);
     int only = 1;
     setsockopt(tcp, IPPROTO_IPV6, IPV6_V6ONLY, &only, sizeof only);
-    gDebugging = true;
     EXPECT_EQ(CaptureLog([&] { MarkIPv6andIPv4(tcp); }), Lines()); // no failure is told
     EXPECT_EQ(Option(tcp, IPPROTO_IPV6, IPV6_V6ONLY), 0);
     SetKeepAlive(tcp);

@@ -39,6 +39,13 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
     for (int i = 0; i < 3; i++)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
     EXPECT_EQ(FakeHost::Asked("REALGetStringEncoding"), 3);
+
+    // By whichever of two ways it is called.
+    Provide("REALLockString", [](REALstringStruct *) {});
+    Provide("REALUnlockString", [](REALstringStruct *) {});
+    REALUnlockString(AnyHandle<REALstringStruct>(8));
+    REALReleaseString(AnyHandle<REALstringStruct>(8));
+    EXPECT_EQ(FakeHost::Asked("REALUnlockString"), 1);
 }
 
 TEST_F(HostOperations, YesAndNoAreInTheLowByteButForTheWholeWordGetters)

@@ -138,8 +138,13 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
     return REALBuildStringWithEncoding(bytes, count, encoding);
 }
 
+// The contents are looked for first.
 struct StringLengthLookup {
-    static void *Find() { return REALLoadFrameworkMethod("LenB( s as string ) as integer"); }
+    static void *Find()
+    {
+        StringGetCStringEntry::Find();
+        return REALLoadFrameworkMethod("LenB( s as string ) as integer");
+    }
 };
 using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup>;
 
@@ -228,7 +233,8 @@ void REALReleaseString(REALstringStruct *string)
     struct Lookup {
         static void *Find()
         {
-            return REALLockStringEntry::Find() != nullptr ? REALUnlockStringLookup::Find() : nullptr;
+            bool counts = REALLockStringEntry::Find() != nullptr;
+            return counts ? reinterpret_cast<void *>(REALUnlockStringEntry::Find()) : nullptr;
         }
     };
     if (string != nullptr) HostEntry<void(REALstringStruct *), Lookup>::Call(string);
@@ -239,7 +245,8 @@ void REALReleaseObject(REALobjectStruct *object)
     struct Lookup {
         static void *Find()
         {
-            return REALLockObjectEntry::Find() != nullptr ? REALUnlockObjectLookup::Find() : nullptr;
+            bool counts = REALLockObjectEntry::Find() != nullptr;
+            return counts ? reinterpret_cast<void *>(REALUnlockObjectEntry::Find()) : nullptr;
         }
     };
     if (object != nullptr) HostEntry<void(REALobjectStruct *), Lookup>::Call(object);

@@ -175,7 +175,7 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
-    LocalName local;
+    LocalName local = {.length = sizeof local.name.address};
     if (!QueryName(*socket, local, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];
     sockaddr_to_text(&local.name.address.any, text);

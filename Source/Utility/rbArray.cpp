@@ -31,9 +31,9 @@ template <typename Element>
 void LockElement(Element element)
 {
     if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        if (element != nullptr) REALLockString(element);
+        REALRetainString(element);
     } else if constexpr (std::is_pointer_v<Element>) {
-        if (element != nullptr) REALLockObject(reinterpret_cast<REALobjectStruct *>(element));
+        REALRetainObject(reinterpret_cast<REALobjectStruct *>(element));
     }
 }
 
@@ -41,9 +41,9 @@ template <typename Element>
 void UnlockElement(Element element)
 {
     if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        if (element != nullptr) REALUnlockString(element);
+        REALReleaseString(element);
     } else if constexpr (std::is_pointer_v<Element>) {
-        if (element != nullptr) REALUnlockObject(reinterpret_cast<REALobjectStruct *>(element));
+        REALReleaseObject(reinterpret_cast<REALobjectStruct *>(element));
     }
 }
 

@@ -91,7 +91,7 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
 TEST_F(Socket, WhatIsReplacedIsClosedUnlessItIsZero)
 {
     for (auto [number, expected] : {std::pair(STDIN_FILENO, "open"), {STDOUT_FILENO, "closed"}}) {
-        EXPECT_EQ(InChild([&]() -> std::string {
+        EXPECT_EQ(InChild([number = number]() -> std::string {
                       Object listener = Listener(), peer = Raw(AF_INET, SOCK_STREAM), into = Raw();
                       SetHandle(into, number);
                       std::string wrong = Connect(peer, "127.0.0.1", Port(listener));

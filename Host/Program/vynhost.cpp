@@ -84,7 +84,7 @@ int Run(host::CommandLine line)
     for (const std::string &finding : host.classes.Findings())
         std::cerr << "vynhost: " << finding << std::endl;
     if (line.describes) {
-        std::cout << Describe(host, line.described);
+        std::cout << host::Describe(line.described);
         return 0;
     }
     TellOfBrokenPipes();

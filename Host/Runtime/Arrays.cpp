@@ -4,7 +4,6 @@
 // What the header shows is written again after every change; what this file goes by are its own two fields
 // after it. An element that is handed out carries a reference; one that is stored gets a reference of its own.
 #include "Host/Runtime/Host.h"
-#include "Host/Runtime/OwnClasses.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,45 +14,72 @@ namespace {
 
 constexpr std::size_t storageOffset = 56; // where the instance block begins
 
-// The offsets of the header's fields, from the handle. The last column of a row is the width of the first two.
-struct Layout {
-    double hostVersion; // from this one on
-    std::size_t dimensions, allocated, upperBound, width;
-};
-constexpr Layout layouts[] = {
-    {2021.0, 64, 72, 84, 8},
-    {0.0, 64, 68, 76, 4},
-};
+constexpr unsigned int stringCode = 3, objectCode = 4, integerCode = 11;
+
+// The types of elements: name, C type, and the code by which arrays are created. No creator makes the last two, whose
+// codes are this host's own; nor is there an operation that inserts into them.
+// clang-format off
+#define ELEMENT_TYPES                                                                                                  \
+    ELEMENT(Int32,    std::int32_t,       0)                                                                           \
+    ELEMENT(Single,   float,              1)                                                                           \
+    ELEMENT(Double,   double,             2)                                                                           \
+    ELEMENT(String,   REALstringStruct *, stringCode)                                                                  \
+    ELEMENT(Object,   REALobjectStruct *, objectCode)                                                                  \
+    ELEMENT(UInt8,    std::uint8_t,       5)                                                                           \
+    ELEMENT(Int8,     std::int8_t,        6)                                                                           \
+    ELEMENT(UInt16,   std::uint16_t,      7)                                                                           \
+    ELEMENT(Int16,    std::int16_t,       8)                                                                           \
+    ELEMENT(UInt32,   std::uint32_t,      9)                                                                           \
+    ELEMENT(UInt64,   std::uint64_t,      10)                                                                          \
+    ELEMENT(UInteger, unsigned long,      10)                                                                          \
+    ELEMENT(Integer,  long,               integerCode)                                                                 \
+    ELEMENT(Int64,    std::int64_t,       integerCode)                                                                 \
+    ELEMENT(Boolean,  bool,               16)                                                                          \
+    ELEMENT(Text,     RuntimeText *,      17)                                                                          \
+    FIXED  (Color,    unsigned int,       18)                                                                          \
+    FIXED  (Currency, std::int64_t,       19)
+// clang-format on
+
+// What a handle as an element is a handle of; Dead for what is no handle.
+template <typename Element>
+constexpr Kind kindOf = std::is_same_v<Element, REALstringStruct *>   ? Kind::String
+                        : std::is_same_v<Element, REALobjectStruct *> ? Kind::Object
+                        : std::is_same_v<Element, RuntimeText *>      ? Kind::Text
+                                                                      : Kind::Dead;
 
 struct ElementType {
     const char *name;
-    unsigned int code; // by which arrays are created
+    unsigned int code;
     std::size_t width;
-    Kind kind; // Dead for what is no handle
+    Kind kind;
 };
-// No creator makes the last two; their codes are this host's own.
-constexpr ElementType elementTypes[] = {
-    {"Int32", 0, 4, Kind::Dead},     {"Single", 1, 4, Kind::Dead},   {"Double", 2, 8, Kind::Dead},
-    {"String", 3, 8, Kind::String},  {"Object", 4, 8, Kind::Object}, {"UInt8", 5, 1, Kind::Dead},
-    {"Int8", 6, 1, Kind::Dead},      {"UInt16", 7, 2, Kind::Dead},   {"Int16", 8, 2, Kind::Dead},
-    {"UInt32", 9, 4, Kind::Dead},    {"UInt64", 10, 8, Kind::Dead},  {"Integer", 11, 8, Kind::Dead},
-    {"Boolean", 16, 1, Kind::Dead},  {"Text", 17, 8, Kind::Text},    {"Color", 18, 4, Kind::Dead},
-    {"Currency", 19, 8, Kind::Dead},
+#define ELEMENT(name, type, code) {#name, code, sizeof(type), kindOf<type>},
+#define FIXED(name, type, code) ELEMENT(name, type, code)
+constexpr ElementType elementTypes[] = {ELEMENT_TYPES};
+#undef ELEMENT
+#undef FIXED
+
+// The headers of hosts since 2021, and of those before.
+struct WideHeader {
+    std::int64_t dimensions, allocated;
+    std::int32_t reserved, upperBound;
+};
+struct NarrowHeader {
+    std::int32_t dimensions, allocated, reserved, upperBound;
 };
 
-// The names under which elements are moved that no creator names.
-constexpr struct {
-    const char *alias, *name;
-} aliases[] = {{"UInteger", "UInt64"}, {"Int64", "Integer"}};
-
-// The instance block: the storage pointer, the space for either layout, and what this file goes by.
+// The instance block: the storage pointer, either header, and what this file goes by.
 struct Block {
     unsigned char *storage;
-    unsigned char header[32];
+    union {
+        WideHeader wide;
+        NarrowHeader narrow;
+    };
     std::int64_t count;
     const ElementType *type;
 };
-static_assert(storageOffset + offsetof(Block, count) >= 88);
+static_assert(storageOffset + offsetof(Block, wide.upperBound) == 84 &&
+              offsetof(Block, narrow.upperBound) + storageOffset == 76);
 
 Block *BlockOf(void *array, const char *operation)
 {
@@ -67,21 +93,14 @@ Block *BlockOf(void *array, const char *operation)
     return static_cast<Block *>(InstanceBlock(object, *type));
 }
 
-template <typename Field>
-void Put(Block &block, std::size_t offset, std::int64_t value)
-{
-    auto field = static_cast<Field>(value);
-    std::memcpy(reinterpret_cast<unsigned char *>(&block) + (offset - storageOffset), &field, sizeof field);
-}
-
 void WriteHeader(Block &block)
 {
-    auto fits = [](const Layout &layout) { return Host::Current().version >= layout.hostVersion; };
-    const Layout &layout = *std::find_if(std::begin(layouts), std::end(layouts), fits);
-    auto put = layout.width == 8 ? Put<std::int64_t> : Put<std::int32_t>;
-    put(block, layout.dimensions, 1);
-    put(block, layout.allocated, block.count);
-    Put<std::int32_t>(block, layout.upperBound, block.count - 1);
+    auto count = static_cast<std::int32_t>(block.count);
+    if (Host::Current().version >= 2021.0) {
+        block.wide = {1, count, 0, count - 1};
+    } else {
+        block.narrow = {1, count, 0, count - 1};
+    }
 }
 
 // New elements are zero; null when there is no memory.
@@ -99,15 +118,7 @@ bool Resize(Block &block, std::int64_t count)
     return true;
 }
 
-void LockElement(Kind kind, const void *handle)
-{
-    if (kind != Kind::Dead) Host::Current().ledger.Lock(handle, kind, "an array's element");
-}
-
-void ReleaseElement(Kind kind, const void *handle)
-{
-    if (kind != Kind::Dead) Release(handle, kind, "an array's element");
-}
+constexpr char elementUse[] = "an array's element"; // in what the ledger says
 
 void Destroy(REALobjectStruct *array)
 {
@@ -115,7 +126,7 @@ void Destroy(REALobjectStruct *array)
     if (block.type == nullptr) return;
     auto handles = reinterpret_cast<void **>(block.storage);
     for (std::int64_t i = 0; block.type->kind != Kind::Dead && i < block.count; ++i) {
-        ReleaseElement(block.type->kind, handles[i]);
+        Release(handles[i], block.type->kind, elementUse);
     }
     std::free(block.storage);
 }
@@ -141,7 +152,7 @@ Answer<Element> Get(void *array, long index)
     Element element{};
     if (place == nullptr) return {};
     std::memcpy(&element, place, sizeof element);
-    if constexpr (std::is_pointer_v<Element>) LockElement(block->type->kind, element);
+    if constexpr (std::is_pointer_v<Element>) Host::Current().ledger.Lock(element, block->type->kind, elementUse);
     return element;
 }
 
@@ -154,9 +165,9 @@ void Set(void *array, Element element, long index)
     if constexpr (std::is_pointer_v<Element>) {
         Element old;
         std::memcpy(&old, place, sizeof old);
-        LockElement(block->type->kind, element);
+        Host::Current().ledger.Lock(element, block->type->kind, elementUse);
         std::memcpy(place, &element, sizeof element);
-        ReleaseElement(block->type->kind, old);
+        Release(old, block->type->kind, elementUse);
     } else {
         std::memcpy(place, &element, sizeof element);
     }
@@ -174,17 +185,19 @@ void Insert(void *array, long index, Element element)
     Set(array, element, index);
 }
 
+const ElementType *TypeOfCode(unsigned int code)
+{
+    auto found = std::ranges::find(elementTypes, code, &ElementType::code);
+    return found != std::end(elementTypes) ? &*found : nullptr;
+}
+
 // The element procedure, if the array holds elements of this type; null with an error recorded otherwise.
-void *ForType(void *array, const char *type, void *procedure)
+void *ForCode(void *array, unsigned int code, void *procedure)
 {
     const Block *block = BlockOf(array, "an element procedure");
-    if (block == nullptr) return nullptr;
-    std::string name = type;
-    for (const auto &row : aliases) {
-        if (name == row.alias) name = row.name;
-    }
-    if (name == block->type->name) return procedure;
-    Host::Current().ledger.Error("elements of " + name + " were asked for from an array of " + block->type->name);
+    if (block == nullptr || block->type->code == code) return block != nullptr ? procedure : nullptr;
+    Host::Current().ledger.Error(std::string("elements of ") + TypeOfCode(code)->name +
+                                 " were asked for from an array of " + block->type->name);
     return nullptr;
 }
 
@@ -195,21 +208,20 @@ REALclassDefinition definition{.name = "Array", .dataSize = sizeof(Block), .dest
 void AddArrayClass(Classes &classes)
 {
     classes.offsets["Array"] = storageOffset;
-    classes.AddClass(definition, true);
+    classes.AddOwnClasses({&definition, 1});
 }
 
 // --- entries -----------------------------------------------------------------------------------------------
 
 void *entry::REALCreateArray(unsigned int typeCode, long upperBound)
 {
-    auto matches = [&](const ElementType &type) { return type.code == typeCode; };
-    auto type = std::find_if(std::begin(elementTypes), std::end(elementTypes), matches);
-    if (type == std::end(elementTypes) || upperBound < -1 || upperBound >= INT32_MAX) return nullptr;
+    const ElementType *type = TypeOfCode(typeCode);
+    if (type == nullptr || upperBound < -1 || upperBound >= INT32_MAX) return nullptr;
 
     REALobjectStruct *array = NewInstance(*Host::Current().classes.Find("Array"));
     if (array == nullptr) return nullptr;
     Block &block = *BlockOf(array, REALCreateArrayName);
-    block.type = &*type;
+    block.type = type;
     if (Resize(block, upperBound + 1)) return array;
     Release(array);
     return nullptr;
@@ -223,54 +235,34 @@ long entry::REALGetArrayUBound(void *array)
 
 long entry::REALGetArrayInt(void *array, long index)
 {
-    return ForType(array, "Integer", array) != nullptr ? Get<long>(array, index) : 0;
+    return ForCode(array, integerCode, array) != nullptr ? Get<long>(array, index) : 0;
 }
 
 REALstringStruct *entry::REALGetArrayString(void *array, long index)
 {
-    return ForType(array, "String", array) != nullptr ? Get<REALstringStruct *>(array, index) : nullptr;
+    return ForCode(array, stringCode, array) != nullptr ? Get<REALstringStruct *>(array, index) : nullptr;
 }
 
 REALobjectStruct *entry::REALGetArrayObject(void *array, long index)
 {
-    return ForType(array, "Object", array) != nullptr ? Get<REALobjectStruct *>(array, index) : nullptr;
+    return ForCode(array, objectCode, array) != nullptr ? Get<REALobjectStruct *>(array, index) : nullptr;
 }
 
-#define ARRAY_FIXED(type, element)                                                                                     \
-    void *entry::REALGetArrayValue##type(void *array, long, element *)                                                 \
+#define FIXED(name, type, code)                                                                                        \
+    void *entry::REALGetArrayValue##name(void *array, long, type *)                                                    \
     {                                                                                                                  \
-        return ForType(array, #type, reinterpret_cast<void *>(Get<element>));                                          \
+        return ForCode(array, code, reinterpret_cast<void *>(Get<type>));                                              \
     }                                                                                                                  \
-    void *entry::REALSetArrayValue##type(void *array, long, element)                                                   \
+    void *entry::REALSetArrayValue##name(void *array, long, type)                                                      \
     {                                                                                                                  \
-        return ForType(array, #type, reinterpret_cast<void *>(Set<element>));                                          \
+        return ForCode(array, code, reinterpret_cast<void *>(Set<type>));                                              \
     }
-#define ARRAY_ELEMENT(type, element)                                                                                   \
-    ARRAY_FIXED(type, element)                                                                                         \
-    void *entry::REALInsertArrayValue##type(void *array, long, element)                                                \
+#define ELEMENT(name, type, code)                                                                                      \
+    FIXED(name, type, code)                                                                                            \
+    void *entry::REALInsertArrayValue##name(void *array, long, type)                                                   \
     {                                                                                                                  \
-        return ForType(array, #type, reinterpret_cast<void *>(Insert<element>));                                       \
+        return ForCode(array, code, reinterpret_cast<void *>(Insert<type>));                                           \
     }
-
-// clang-format off
-ARRAY_FIXED  (Color,    unsigned int)
-ARRAY_ELEMENT(Integer,  long)
-ARRAY_ELEMENT(UInteger, unsigned long)
-ARRAY_ELEMENT(Boolean,  bool)
-ARRAY_FIXED  (Currency, std::int64_t)
-ARRAY_ELEMENT(Int64,    std::int64_t)
-ARRAY_ELEMENT(Int32,    std::int32_t)
-ARRAY_ELEMENT(Int16,    std::int16_t)
-ARRAY_ELEMENT(Int8,     std::int8_t)
-ARRAY_ELEMENT(UInt64,   std::uint64_t)
-ARRAY_ELEMENT(UInt32,   std::uint32_t)
-ARRAY_ELEMENT(UInt16,   std::uint16_t)
-ARRAY_ELEMENT(UInt8,    std::uint8_t)
-ARRAY_ELEMENT(Single,   float)
-ARRAY_ELEMENT(Double,   double)
-ARRAY_ELEMENT(String,   REALstringStruct *)
-ARRAY_ELEMENT(Text,     RuntimeText *)
-ARRAY_ELEMENT(Object,   REALobjectStruct *)
-// clang-format on
+ELEMENT_TYPES
 
 } // namespace host

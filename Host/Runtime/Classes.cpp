@@ -23,48 +23,28 @@ std::span<Member> Members(Member *array, std::uint64_t count)
     return {array, array != nullptr ? count : 0};
 }
 
-bool IsStandard(std::intptr_t accessor)
-{
-    return accessor == kStandardAccessor;
-}
-
 // A standard accessor stays within the instance block; without a block there is none.
 bool Fits(const Class *owner, const REALproperty &property, const Type &type)
 {
-    if (!IsStandard(property.getter.word) && !IsStandard(property.setter.word)) return true;
+    if (property.getter.word != kStandardAccessor && property.setter.word != kStandardAccessor) return true;
     auto offset = static_cast<std::int32_t>(property.parameter);
     return owner != nullptr && offset >= 0 && static_cast<std::size_t>(offset) + WidthOf(type.kind) <= owner->dataSize;
 }
 
-// Looks in the class first, then in its superclasses.
-template <typename Search>
-auto InChain(const Class &type, Search search) -> decltype(search(type))
+// "read-only", "hidden", both or nothing.
+std::string RemarkOn(const REALproperty &property)
 {
-    for (const Class *level = &type; level != nullptr; level = level->super) {
-        if (auto found = search(*level)) return found;
-    }
-    return nullptr;
-}
-
-template <typename Members, typename Matches>
-auto FirstOf(const Members &members, Matches matches) -> const typename Members::value_type *
-{
-    auto found = std::find_if(members.begin(), members.end(), matches);
-    return found != members.end() ? &*found : nullptr;
+    auto hides = [](const REALattribute &attribute) { return SameName(TextOf(attribute.name), "Hidden"); };
+    bool isHidden = std::ranges::any_of(Members(property.attributes, property.attributeCount), hides);
+    std::string readOnly = property.setter.word == 0 ? "read-only" : "";
+    return readOnly + (!readOnly.empty() && isHidden ? ", " : "") + (isHidden ? "hidden" : "");
 }
 
 } // namespace
 
-bool Property::Hidden() const
+bool Class::IsA(std::string_view className) const
 {
-    auto attributes = Members(record->attributes, record->attributeCount);
-    auto hides = [](const REALattribute &attribute) { return SameName(TextOf(attribute.name), "Hidden"); };
-    return std::any_of(attributes.begin(), attributes.end(), hides);
-}
-
-bool Class::IsA(const Class &other) const
-{
-    return InChain(*this, [&](const Class &level) { return &level == &other ? &level : nullptr; }) != nullptr;
+    return SameName(name, className) || (super != nullptr && super->IsA(className));
 }
 
 void Classes::Finding(const std::string &subject, const char *fault)
@@ -72,7 +52,7 @@ void Classes::Finding(const std::string &subject, const char *fault)
     findings.push_back(subject + ": " + fault);
 }
 
-Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
+Class &Classes::AddClass(REALclassDefinition &definition)
 {
     const Class *super = definition.superName != nullptr ? Find(definition.superName) : nullptr;
     Class &type = classes.emplace_back();
@@ -80,7 +60,6 @@ Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
     type.super = super;
     type.definition = &definition;
     type.dataSize = definition.dataSize;
-    type.isOwn = isOwn;
     if (definition.superName != nullptr && super == nullptr) Finding(type.name, "its superclass is not known");
     if (auto chosen = offsets.find(type.name); chosen != offsets.end()) {
         type.offset = chosen->second;
@@ -99,39 +78,42 @@ Class &Classes::AddClass(REALclassDefinition &definition, bool isOwn)
     AddProperties(type.sharedProperties, nullptr, Members(definition.sharedProperties, definition.sharedPropertyCount));
     AddEvents(type, Members(definition.events, definition.eventCount));
     AddConstants(type.constants, Members(definition.constants, definition.constantCount));
-    auto isDestructor = [](const Function &method) { return SameName(method.declaration.name, "Destructor"); };
-    if (auto destructor = FirstOf(type.methods, isDestructor)) type.destructor = destructor->address;
+    auto destructor = std::ranges::find_if(type.methods, Named("Destructor"));
+    if (destructor != type.methods.end()) type.destructor = destructor->address;
     return type;
+}
+
+void Classes::AddOwnClasses(std::span<REALclassDefinition> definitions)
+{
+    for (REALclassDefinition &definition : definitions)
+        AddClass(definition).isOwn = true;
 }
 
 void Classes::AddModule(REALmoduleDefinition &definition)
 {
-    Module &module = modules.emplace_back();
-    module.name = TextOf(definition.name);
-    AddFunctions(module.functions, Members(definition.methods, definition.methodCount));
-    AddProperties(module.properties, nullptr, Members(definition.properties, definition.propertyCount));
+    Class &module = classes.emplace_back(Class{.name = TextOf(definition.name), .isModule = true});
+    AddFunctions(module.sharedMethods, Members(definition.methods, definition.methodCount));
+    AddProperties(module.sharedProperties, nullptr, Members(definition.properties, definition.propertyCount));
     AddConstants(module.constants, Members(definition.constants, definition.constantCount));
 }
 
 void Classes::AddFunction(REALmethodDefinition &method, bool isOwn)
 {
-    AddFunctions(functions, {&method, 1});
-    if (isOwn) ownFunctions = functions.size();
+    auto fits = [&](const Class &type) { return type.isModule && type.name.empty() && type.isOwn == isOwn; };
+    auto module = std::ranges::find_if(classes, fits);
+    if (module == classes.end()) module = classes.insert(module, Class{.isModule = true, .isOwn = isOwn});
+    AddFunctions(module->sharedMethods, {&method, 1});
 }
 
 void Classes::AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods)
 {
-    for (REALmethodDefinition &method : methods)
-        AddFunction(to, method.declaration, method.function);
-}
-
-void Classes::AddFunction(std::vector<Function> &to, const char *declaration, void *address)
-{
-    auto parsed = ParseDeclaration(TextOf(declaration));
-    if (parsed && address != nullptr) {
-        to.push_back({std::move(*parsed), address});
-    } else {
-        Finding(TextOf(declaration), "no method can be made of it");
+    for (const REALmethodDefinition &method : methods) {
+        auto declaration = ParseDeclaration(TextOf(method.declaration));
+        if (declaration && method.function != nullptr && declaration->parameters.size() <= mostParameters) {
+            to.push_back({std::move(*declaration), method.function});
+        } else {
+            Finding(TextOf(method.declaration), "no method can be made of it");
+        }
     }
 }
 
@@ -140,7 +122,9 @@ void Classes::AddProperties(std::vector<Property> &to, const Class *owner, std::
     for (const REALproperty &property : properties) {
         Type type = ParseType(TextOf(property.type));
         if (property.name != nullptr && property.getter.word != 0 && Fits(owner, property, type)) {
-            to.push_back({owner, property.name, std::move(type), &property});
+            std::string text = property.name + (" As " + type.name), remark = RemarkOn(property);
+            if (!remark.empty()) text += " (" + remark + ")";
+            to.push_back({property.name, std::move(text), owner, std::move(type), &property});
         } else {
             Finding(TextOf(property.name), "no property can be made of it");
         }
@@ -158,7 +142,7 @@ void Classes::AddEvents(Class &type, std::span<REALevent> events)
             Finding(TextOf(record.declaration), "no event can be made of it");
             continue;
         }
-        Event &event = type.events.emplace_back(Event{parsed->name, number++, {}});
+        Event &event = type.events.emplace_back(Event{parsed->name, parsed->name, number++, {}});
         event.step.token = &event;
         record.token = sdkVersion == 9 ? static_cast<void *>(&event.step) : &event;
     }
@@ -170,7 +154,7 @@ void Classes::AddConstants(std::vector<Constant> &to, std::span<REALconstant> co
         std::string text = TextOf(record.declaration);
         auto equals = text.find(" = ");
         if (equals != std::string::npos) {
-            to.push_back({text.substr(0, equals), text.substr(equals + 3)});
+            to.push_back({text.substr(0, equals), text, text.substr(equals + 3)});
         } else {
             Finding(text, "no constant can be made of it");
         }
@@ -180,63 +164,25 @@ void Classes::AddConstants(std::vector<Constant> &to, std::span<REALconstant> co
 const Class *Classes::Find(std::string_view name) const
 {
     for (auto type = classes.rbegin(); type != classes.rend(); ++type) {
-        if (SameName(type->name, name)) return &*type;
+        if (!type->isModule && SameName(type->name, name)) return &*type;
     }
     return nullptr;
 }
 
 bool Classes::Owns(const Class *type) const
 {
-    return std::any_of(classes.begin(), classes.end(), [&](const Class &owned) { return &owned == type; });
-}
-
-std::span<const Function> Classes::PluginFunctions() const
-{
-    return std::span(functions).subspan(ownFunctions);
+    return std::ranges::any_of(classes, [&](const Class &owned) { return &owned == type; });
 }
 
 std::vector<const Function *> Classes::AllFunctions() const
 {
     std::vector<const Function *> all;
-    for (const Module &module : modules) {
-        for (const Function &function : module.functions)
-            all.push_back(&function);
+    for (const Class &type : classes) {
+        for (const Function &function : type.sharedMethods) {
+            if (type.isModule) all.push_back(&function);
+        }
     }
-    for (const Function &function : functions)
-        all.push_back(&function);
     return all;
-}
-
-const Function *Classes::FindFunction(const Declaration &prototype) const
-{
-    for (const Function *function : AllFunctions()) {
-        if (SamePrototype(function->declaration, prototype)) return function;
-    }
-    return nullptr;
-}
-
-const Function *FindMethod(const Class &type, const Declaration &prototype)
-{
-    auto matches = [&](const Function &method) { return SamePrototype(method.declaration, prototype); };
-    return InChain(type, [&](const Class &level) { return FirstOf(level.methods, matches); });
-}
-
-const Function *FindMethod(const Class &type, std::string_view name)
-{
-    auto matches = [&](const Function &method) { return SameName(method.declaration.name, name); };
-    return InChain(type, [&](const Class &level) { return FirstOf(level.methods, matches); });
-}
-
-const Property *FindProperty(const Class &type, std::string_view name)
-{
-    auto matches = [&](const Property &property) { return SameName(property.name, name); };
-    return InChain(type, [&](const Class &level) { return FirstOf(level.properties, matches); });
-}
-
-const Event *FindEvent(const Class &type, std::string_view name)
-{
-    auto matches = [&](const Event &event) { return SameName(event.name, name); };
-    return InChain(type, [&](const Class &level) { return FirstOf(level.events, matches); });
 }
 
 // --- entries -----------------------------------------------------------------------------------------------
@@ -253,7 +199,7 @@ void entry::RegisterPluginVersion(int sdkVersion)
 
 void *entry::REALRegisterClass(REALclassDefinition *definition)
 {
-    return &Host::Current().classes.AddClass(*definition, false);
+    return &Host::Current().classes.AddClass(*definition);
 }
 
 void *entry::REALRegisterModule(REALmoduleDefinition *definition)

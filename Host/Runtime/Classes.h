@@ -7,6 +7,7 @@
 #include "Host/Runtime/Declarations.h"
 #include "Source/SDK/GlueCode/HostRecords.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <span>
@@ -17,57 +18,54 @@ namespace host {
 
 struct Class;
 
-struct Function {
-    Declaration declaration;
+// Every member has a name, and a text that declares it to its users.
+struct Function : Declaration {
     void *address;
 };
 
 struct Property {
-    const Class *owner; // whose block a standard accessor reads; null in a module
-    std::string name;
+    std::string name, text;
+    const Class *owner; // whose block a standard accessor reads; null for a shared one
     Type type;
     const REALproperty *record;
 
     bool IsField() const { return record->getter.word == kStandardAccessor; } // read from the block itself
     bool ReadOnly() const { return record->setter.word == 0; }
-    bool Hidden() const;
 };
 
 // An event's address is the token by which a plugin asks for its handler.
 struct Event {
-    std::string name;
+    std::string name, text;
     std::size_t number; // in its class, those of the superclasses first
     REALevent step;     // what an old plugin's record points to instead: it holds the token
 };
 
 struct Constant {
-    std::string name;
-    std::string text; // of the value
+    std::string name, text;
+    std::string value; // as it was written
 };
 
+// A class, or a module: a class without objects, whose functions are shared methods. The functions that are registered
+// one by one are in a module without a name.
 struct Class {
-    std::string name;
+    std::string name{};
+    bool isModule = false;
+    bool isOwn = false; // the host's
     const Class *super = nullptr;
     REALclassDefinition *definition = nullptr;
     std::size_t offset = 0; // of the instance block, from the handle
     std::size_t dataSize = 0;
-    bool isOwn = false; // the host's
     bool isMemoryBlock = false;
-    std::vector<Function> methods, sharedMethods;
-    std::vector<Property> properties, sharedProperties;
-    std::deque<Event> events;
-    std::vector<Constant> constants;
+    std::vector<Function> methods{}, sharedMethods{}; // extensions are in modules
+    std::vector<Property> properties{}, sharedProperties{};
+    std::deque<Event> events{};
+    std::vector<Constant> constants{};
     void *destructor = nullptr; // its method of that name
 
-    bool IsA(const Class &other) const;
+    bool IsA(std::string_view className) const;
 };
 
-struct Module {
-    std::string name;
-    std::vector<Function> functions; // extensions too
-    std::vector<Property> properties;
-    std::vector<Constant> constants;
-};
+constexpr std::size_t mostParameters = 8; // of a function
 
 class Classes {
   public:
@@ -76,7 +74,8 @@ class Classes {
     int sdkVersion = 0;                 // as announced; 0 before
     const Class *memoryBlock = nullptr; // the host's own
 
-    Class &AddClass(REALclassDefinition &definition, bool isOwn);
+    Class &AddClass(REALclassDefinition &definition);
+    void AddOwnClasses(std::span<REALclassDefinition> definitions);
     void AddModule(REALmoduleDefinition &definition);
     void AddFunction(REALmethodDefinition &method, bool isOwn);
 
@@ -86,35 +85,42 @@ class Classes {
     bool Owns(const Class *type) const;
 
     const std::deque<Class> &All() const { return classes; }
-    const std::deque<Module> &Modules() const { return modules; }
-    std::span<const Function> PluginFunctions() const; // registered one by one
     const std::vector<std::string> &Findings() const { return findings; }
 
-    // Every function of modules and method tables.
+    // Every function of the modules.
     std::vector<const Function *> AllFunctions() const;
-    const Function *FindFunction(const Declaration &prototype) const;
 
   private:
     void AddFunctions(std::vector<Function> &to, std::span<REALmethodDefinition> methods);
-    void AddFunction(std::vector<Function> &to, const char *declaration, void *address);
     void AddProperties(std::vector<Property> &to, const Class *owner, std::span<REALproperty> properties);
     void AddEvents(Class &type, std::span<REALevent> events);
     void AddConstants(std::vector<Constant> &to, std::span<REALconstant> constants);
     void Finding(const std::string &subject, const char *fault);
 
     std::deque<Class> classes; // which stay where they are
-    std::deque<Module> modules;
-    std::vector<Function> functions;
-    std::size_t ownFunctions = 0; // the first ones
     std::vector<std::string> findings;
 };
 
-// Looks a method of this prototype up in the class and its superclasses; null when there is none.
-const Function *FindMethod(const Class &type, const Declaration &prototype);
+// The first member of the list that matches, in the class or its superclasses; null when there is none.
+template <typename List, typename Matches>
+const typename List::value_type *FindMember(const Class &type, List Class::*list, Matches matches)
+{
+    for (const Class *level = &type; level != nullptr; level = level->super) {
+        auto found = std::ranges::find_if(level->*list, matches);
+        if (found != (level->*list).end()) return &*found;
+    }
+    return nullptr;
+}
 
-// The same by name alone.
-const Function *FindMethod(const Class &type, std::string_view name);
-const Property *FindProperty(const Class &type, std::string_view name);
-const Event *FindEvent(const Class &type, std::string_view name);
+// For members of this name, and for functions of this prototype.
+inline auto Named(std::string_view name)
+{
+    return [name](const auto &member) { return SameName(member.name, name); };
+}
+
+inline auto Like(const Declaration &prototype)
+{
+    return [&prototype](const Function &function) { return SamePrototype(function, prototype); };
+}
 
 } // namespace host

@@ -1,16 +1,18 @@
 #include "Host/Runtime/Declarations.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace host {
 namespace {
 
-constexpr struct {
+constexpr struct KnownType {
     const char *name;
     TypeKind kind;
+    std::size_t width; // in bytes, of a field
 } knownTypes[] = {
-    {"Boolean", TypeKind::Boolean}, {"Integer", TypeKind::Integer}, {"UInt16", TypeKind::UInt16},
-    {"UInt32", TypeKind::UInt32},   {"String", TypeKind::String},   {"Ptr", TypeKind::Ptr},
+    {"Boolean", TypeKind::Boolean, 1}, {"Integer", TypeKind::Integer, 8}, {"UInt16", TypeKind::UInt16, 2},
+    {"UInt32", TypeKind::UInt32, 4},   {"String", TypeKind::String, 8},   {"Ptr", TypeKind::Ptr, 8},
 };
 
 bool IsWordCharacter(char character)
@@ -76,6 +78,16 @@ bool ReadType(Scanner &scanner, Type &type)
     return true;
 }
 
+void SetDefault(Parameter &parameter, std::string_view text)
+{
+    parameter.omittable = true;
+    if (text.starts_with('"')) {
+        parameter.defaultText = text.substr(1, text.size() - 2);
+    } else {
+        parameter.defaultWord = SameName(text, "true") ? 1 : std::strtol(std::string(text).c_str(), nullptr, 0);
+    }
+}
+
 bool ReadParameter(Scanner &scanner, Declaration &declaration)
 {
     bool byref = scanner.Accept("byref");
@@ -83,9 +95,13 @@ bool ReadParameter(Scanner &scanner, Declaration &declaration)
     bool assigns = scanner.Accept("assigns");
     if (!scanner.AtWord()) return false;
 
-    Parameter parameter{std::string(scanner.Take()), {}, byref, {}};
+    Parameter parameter{std::string(scanner.Take()), {}, byref};
     if (!scanner.Accept("as") || !ReadType(scanner, parameter.type)) return false;
-    if (scanner.Accept("=")) parameter.defaultText = std::string(scanner.Take());
+    const auto &before = declaration.parameters;
+    TypeKind kind = parameter.type.kind;
+    parameter.omittable = kind == TypeKind::Object && std::ranges::any_of(before, &Parameter::byref);
+    parameter.counts = kind == TypeKind::Integer && !before.empty() && before.back().type.kind == TypeKind::Ptr;
+    if (scanner.Accept("=")) SetDefault(parameter, scanner.Take());
 
     declaration.assigns |= assigns;
     if (extends) {
@@ -137,16 +153,8 @@ Type ParseType(std::string_view name)
 
 std::size_t WidthOf(TypeKind kind)
 {
-    switch (kind) {
-    case TypeKind::Boolean:
-        return 1;
-    case TypeKind::UInt16:
-        return 2;
-    case TypeKind::UInt32:
-        return 4;
-    default:
-        return 8;
-    }
+    auto known = std::ranges::find(knownTypes, kind, &KnownType::kind);
+    return known != std::end(knownTypes) ? known->width : sizeof(Word);
 }
 
 bool SamePrototype(const Declaration &first, const Declaration &second)
@@ -155,8 +163,7 @@ bool SamePrototype(const Declaration &first, const Declaration &second)
         return SameType(one.type, other.type) && one.byref == other.byref;
     };
     return SameName(first.name, second.name) && SameType(first.result, second.result) &&
-           std::equal(first.parameters.begin(), first.parameters.end(), second.parameters.begin(),
-                      second.parameters.end(), same);
+           std::ranges::equal(first.parameters, second.parameters, same);
 }
 
 } // namespace host

@@ -5,6 +5,7 @@
 // is the name of a class.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,18 +14,24 @@
 
 namespace host {
 
+// A value as it travels, whatever its type: a number, a handle, or a Boolean, of which the low byte counts.
+using Word = std::int64_t;
+
 enum class TypeKind { None, Boolean, Integer, UInt16, UInt32, String, Ptr, Object };
 
 struct Type {
     TypeKind kind = TypeKind::None;
-    std::string name; // as it was written
+    std::string name{}; // as it was written
 };
 
 struct Parameter {
     std::string name;
     Type type;
-    bool byref = false;
-    std::optional<std::string> defaultText; // as it was written: "", 2, false, nil
+    bool byref = false;     // takes no argument and gives one more result
+    bool omittable = false; // by a declared default, or as an object after a byref parameter
+    bool counts = false;    // by custom, the bytes that the pointer before it points to
+    Word defaultWord = 0;   // nil is 0
+    std::string defaultText{};
 };
 
 struct Declaration {

@@ -3,13 +3,15 @@
 
 #include "Source/SDK/GlueCode/HostTypes.h"
 
+#include <array>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <string>
 #include <unordered_map>
 
 namespace host {
+
+constexpr std::size_t eventLimit = 16; // of a class
 
 using Handler = std::function<void(REALobjectStruct *)>;
 
@@ -27,7 +29,7 @@ class Events {
     long Fired() const { return fired; }
 
   private:
-    std::unordered_map<const REALobjectStruct *, std::map<std::size_t, Handler>> handlers;
+    std::unordered_map<const REALobjectStruct *, std::array<Handler, eventLimit>> handlers;
     long fired = 0;
 };
 

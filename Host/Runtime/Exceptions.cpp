@@ -1,8 +1,6 @@
 #include "Host/Runtime/Exceptions.h"
 
 #include "Host/Runtime/Host.h"
-#include "Host/Runtime/OwnClasses.h"
-#include "Host/Runtime/Owned.h"
 
 #include <utility>
 
@@ -16,10 +14,14 @@ struct ExceptionRecord {
 
 constexpr char rootName[] = "RuntimeException";
 
+ExceptionRecord &RecordOf(REALobjectStruct *exception)
+{
+    return *static_cast<ExceptionRecord *>(InstanceBlock(exception, *Host::Current().classes.Find(rootName)));
+}
+
 void Destroy(REALobjectStruct *exception)
 {
-    const Class &root = *Host::Current().classes.Find(rootName);
-    Release(std::exchange(static_cast<ExceptionRecord *>(InstanceBlock(exception, root))->message, nullptr));
+    Release(std::exchange(RecordOf(exception).message, nullptr));
 }
 
 REALproperty properties[] = {
@@ -40,39 +42,33 @@ REALclassDefinition definitions[] = {
     {.name = "UnsupportedFormatException", .superName = rootName},
 };
 
-// The record of an exception object; null for any other object.
-ExceptionRecord *RecordOf(REALobjectStruct *object)
+Exception ValueOf(REALobjectStruct *exception)
 {
-    const Class &root = *Host::Current().classes.Find(rootName);
-    const Class *type = ClassOf(object, entry::REALRaiseExceptionName);
-    if (type == nullptr || !type->IsA(root)) return nullptr;
-    return static_cast<ExceptionRecord *>(InstanceBlock(object, root));
+    const ExceptionRecord &record = RecordOf(exception);
+    const Class *type = ClassOf(exception, entry::REALRaiseExceptionName);
+    return {type->name, std::string(BytesOf(record.message)), record.number};
 }
 
 } // namespace
 
 void AddExceptionClasses(Classes &classes)
 {
-    for (REALclassDefinition &definition : definitions)
-        classes.AddClass(definition, true);
+    classes.AddOwnClasses(definitions);
 }
 
 REALobjectStruct *NewException(const Exception &exception)
 {
-    Classes &classes = Host::Current().classes;
-    const Class &root = *classes.Find(rootName);
-    const Class *type = classes.Find(exception.className);
-    REALobjectStruct *object = NewInstance(type != nullptr && type->IsA(root) ? *type : root);
-    if (object != nullptr) {
-        *static_cast<ExceptionRecord *>(InstanceBlock(object, root)) = {NewString(exception.message), exception.number};
-    }
+    const Class *type = Host::Current().classes.Find(exception.className);
+    if (type == nullptr || !type->IsA(rootName)) type = Host::Current().classes.Find(rootName);
+    REALobjectStruct *object = NewInstance(*type);
+    if (object != nullptr) RecordOf(object) = {NewString(exception.message), exception.number};
     return object;
 }
 
 void Exceptions::Raise(REALobjectStruct *exception)
 {
-    ExceptionRecord *record = RecordOf(exception);
-    if (record == nullptr) {
+    const Class *type = ClassOf(exception, entry::REALRaiseExceptionName);
+    if (type == nullptr || !type->IsA(rootName)) {
         Host::Current().ledger.Error("what was raised is no exception");
         return;
     }
@@ -80,8 +76,7 @@ void Exceptions::Raise(REALobjectStruct *exception)
         Lock(exception);
         pending = exception;
     }
-    const Class *type = ClassOf(exception, entry::REALRaiseExceptionName);
-    raised.push_back({type->name, std::string(BytesOf(record->message)), record->number});
+    raised.push_back(ValueOf(exception));
 }
 
 REALobjectStruct *Exceptions::TakePending()
@@ -92,9 +87,7 @@ REALobjectStruct *Exceptions::TakePending()
 void Exceptions::Throw()
 {
     Owned exception(TakePending());
-    const ExceptionRecord *record = RecordOf(exception.Get());
-    const Class *type = ClassOf(exception.Get(), entry::REALRaiseExceptionName);
-    throw Exception{type->name, std::string(BytesOf(record->message)), record->number};
+    throw ValueOf(exception.Get());
 }
 
 // What was pending before was not raised by the function.

@@ -34,6 +34,8 @@ class Exceptions {
         if (pending != nullptr) Throw();
     }
 
+    bool ArePending() const { return pending != nullptr; }
+
     // Runs the function; answers the exception that left it or that it raised, with a reference, or null.
     REALobjectStruct *RunGuarded(void (*function)(void *), void *data);
 

@@ -1,10 +1,8 @@
 #include "Host/Runtime/Host.h"
 
-#include "Host/Runtime/OwnClasses.h"
-
-#include <algorithm>
 #include <csignal>
 #include <stdexcept>
+#include <tuple>
 
 namespace host {
 namespace {
@@ -21,40 +19,27 @@ REALmethodDefinition framework[] = {
     METHOD("LenB(s as String) as Integer", Length::Call),
 };
 
-void TakeEntriesAway(const Options &options)
+// Throws for null.
+template <typename Found>
+const Found &Existing(const Found *found, const char *what, const std::string &name)
 {
-    ResetEntries();
-    for (Entry *entry : AllEntries()) {
-        bool needed = entry->name == std::string_view(entry::REALGetRBVersionName) ||
-                      entry->name == std::string_view(entry::RegisterPluginVersionName);
-        entry->missing = options.bare && !needed;
-    }
-    for (const std::string &name : options.without) {
-        Entry *entry = FindEntry(name);
-        if (entry == nullptr) throw std::invalid_argument("there is no entry " + name);
-        entry->missing = true;
-    }
-}
-
-Declaration Parsed(const char *prototype)
-{
-    auto declaration = ParseDeclaration(prototype);
-    if (!declaration) throw std::invalid_argument(std::string("this is no prototype: ") + prototype);
-    return *declaration;
-}
-
-void *Existing(const Function *function, const char *prototype)
-{
-    if (function == nullptr) throw std::invalid_argument(std::string("there is no method ") + prototype);
-    return function->address;
+    if (found == nullptr) throw std::invalid_argument(std::string("there is no ") + what + " " + name);
+    return *found;
 }
 
 } // namespace
 
-Host::Host(const Options &options) : version(options.version)
+Host::Host(const Options &options) : version(options.version), entries(AllEntries())
 {
     if (options.ignoresBrokenPipes) std::signal(SIGPIPE, SIG_IGN);
-    TakeEntriesAway(options);
+    for (const std::string &name : options.without) {
+        if (entries.erase(name) == 0) throw std::invalid_argument("there is no entry " + name);
+    }
+    if (options.bare) {
+        std::erase_if(entries, [](const auto &entry) {
+            return entry.first != entry::REALGetRBVersionName && entry.first != entry::RegisterPluginVersionName;
+        });
+    }
     AddMemoryBlockClass(classes);
     AddExceptionClasses(classes);
     AddSocketClasses(classes);
@@ -85,39 +70,48 @@ std::string Host::Complaints() const
     return text;
 }
 
-const Class &Host::ClassNamed(const std::string &name) const
+// Whatever a function takes, it is called with as many words as there may be. They are the caller's, and a function
+// looks at its own alone: every type of a declaration travels as a whole word, in a register or on the stack, of which
+// the low bytes count for a narrower one.
+Word Host::Invoke(const Function &function, const Words &words)
 {
-    const Class *type = classes.Find(name);
-    if (type == nullptr) throw std::invalid_argument("there is no class " + name);
-    return *type;
+    auto call = reinterpret_cast<Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word)>(function.address);
+    Word result = std::apply(call, words);
+    if (exceptions.ArePending()) ReleaseWord(function.result.kind, result);
+    exceptions.ThrowPending();
+    return result;
 }
 
-const Property &Host::PropertyNamed(REALobjectStruct *object, const std::string &name) const
+REALobjectStruct *Host::Construct(const std::string &className, Words words)
 {
-    const Class *type = ClassOf(object, "a property");
-    const Property *property = type != nullptr ? FindProperty(*type, name) : nullptr;
-    if (property == nullptr) throw std::invalid_argument("there is no property " + name);
-    return *property;
+    const Class &type = Existing(classes.Find(className), "class", className);
+    Owned object(NewInstance(type));
+    if (object.Get() == nullptr) throw std::bad_alloc();
+    words[0] = AsWord(object.Get());
+    if (auto constructor = FindMember(type, &Class::methods, Named("Constructor"))) Invoke(*constructor, words);
+    return object.Leave();
 }
 
-void *Host::MethodAddress(REALobjectStruct *object, const char *prototype) const
+const Property &Host::PropertyOf(REALobjectStruct *object, const std::string &name) const
 {
-    const Class *type = ClassOf(object, prototype);
-    return Existing(type != nullptr ? FindMethod(*type, Parsed(prototype)) : nullptr, prototype);
+    const Class &type = Existing(ClassOf(object, "a property"), "object with a property", name);
+    return Existing(FindMember(type, &Class::properties, Named(name)), "property", name);
 }
 
-void *Host::SharedMethodAddress(const std::string &className, const char *prototype) const
+const Function &Host::MethodOf(REALobjectStruct *object, const char *prototype) const
 {
-    Declaration wanted = Parsed(prototype);
-    const auto &methods = ClassNamed(className).sharedMethods;
-    auto matches = [&](const Function &method) { return SamePrototype(method.declaration, wanted); };
-    auto found = std::find_if(methods.begin(), methods.end(), matches);
-    return Existing(found != methods.end() ? &*found : nullptr, prototype);
+    const Class &type = Existing(ClassOf(object, prototype), "object with a method", prototype);
+    return Existing(FindMember(type, &Class::methods, Like(ParseDeclaration(prototype).value())), "method", prototype);
 }
 
-void *Host::FunctionAddress(const char *prototype) const
+const Function &Host::SharedMethod(const char *prototype) const
 {
-    return Existing(classes.FindFunction(Parsed(prototype)), prototype);
+    Declaration wanted = ParseDeclaration(prototype).value();
+    const Function *found = nullptr;
+    for (const Class &type : classes.All()) {
+        if (found == nullptr) found = FindMember(type, &Class::sharedMethods, Like(wanted));
+    }
+    return Existing(found, "method", prototype);
 }
 
 } // namespace host

@@ -14,16 +14,14 @@
 #include "Host/Runtime/Events.h"
 #include "Host/Runtime/Exceptions.h"
 #include "Host/Runtime/Ledger.h"
-#include "Host/Runtime/MemoryBlocks.h"
 #include "Host/Runtime/Objects.h"
+#include "Host/Runtime/OwnClasses.h"
 #include "Host/Runtime/Owned.h"
 #include "Host/Runtime/Properties.h"
-#include "Host/Runtime/Sockets.h"
 #include "Host/Runtime/Strings.h"
 #include "Host/Runtime/Tasks.h"
 
-#include <new>
-#include <type_traits>
+#include <array>
 
 namespace host {
 
@@ -36,6 +34,9 @@ struct Options {
     bool bare = false;                            // lacks all but the two of start-up
     bool ignoresBrokenPipes = true;               // whoever sends to a peer that has gone gets an error, no signal
 };
+
+// What a function is called with: its object if it takes one, and the arguments.
+using Words = std::array<Word, 1 + mostParameters>;
 
 class Host {
   public:
@@ -52,34 +53,49 @@ class Host {
     // A new object after its constructor, with one reference. A class without a constructor takes no arguments.
     // Throws Exception, or std::invalid_argument for an unknown class.
     template <typename... Arguments>
-    REALobjectStruct *New(const std::string &className, Arguments... arguments);
+    REALobjectStruct *New(const std::string &className, Arguments... arguments)
+    {
+        return Construct(className, {0, AsWord(arguments)...});
+    }
 
-    // Calls the method of this prototype. Numbers go as Integer, bool as Boolean. Throws Exception when the
-    // method raised one, std::invalid_argument when there is no such method.
+    // Calls the method of this prototype. Throws Exception when the method raised one, std::invalid_argument when
+    // there is no such method.
     template <typename Result, typename... Arguments>
-    Result Call(REALobjectStruct *object, const char *prototype, Arguments... arguments);
+    Result Call(REALobjectStruct *object, const char *prototype, Arguments... arguments)
+    {
+        return FromWord<Result>(Invoke(MethodOf(object, prototype), {AsWord(object), AsWord(arguments)...}));
+    }
 
-    // The same for a shared method ("Class.Method(...)" is given as the two), a module function or an extension,
-    // whose object is then the first argument.
+    // The same for a shared method, a function of a module or an extension, whose object is then the first argument.
     template <typename Result, typename... Arguments>
-    Result CallShared(const std::string &className, const char *prototype, Arguments... arguments);
-    template <typename Result, typename... Arguments>
-    Result CallGlobal(const char *prototype, Arguments... arguments);
+    Result CallShared(const char *prototype, Arguments... arguments)
+    {
+        return FromWord<Result>(Invoke(SharedMethod(prototype), {AsWord(arguments)...}));
+    }
 
     // Calls a function of the plugin and throws the exception that it raised, if any; its result is then released.
-    template <typename Result, typename... Arguments>
-    Result Invoke(void *function, Arguments... arguments);
+    Word Invoke(const Function &function, const Words &words);
 
     // Properties by name; a string or an object that is read carries a reference. Throw as Call does.
     template <typename Result>
-    Result Get(REALobjectStruct *object, const std::string &property);
+    Result Get(REALobjectStruct *object, const std::string &property)
+    {
+        Word word = ReadProperty(object, PropertyOf(object, property));
+        exceptions.ThrowPending();
+        return FromWord<Result>(word);
+    }
     template <typename Argument>
-    void Set(REALobjectStruct *object, const std::string &property, Argument value);
+    void Set(REALobjectStruct *object, const std::string &property, Argument value)
+    {
+        WriteProperty(object, PropertyOf(object, property), AsWord(value));
+        exceptions.ThrowPending();
+    }
 
     // Leaks and errors, one a line; empty when all is well.
     std::string Complaints() const;
 
     const double version;
+    Entries entries;
     Ledger ledger;
     Faults faults;
     Exceptions exceptions;
@@ -88,101 +104,12 @@ class Host {
     Tasks tasks;
 
   private:
-    void *MethodAddress(REALobjectStruct *object, const char *prototype) const;
-    void *SharedMethodAddress(const std::string &className, const char *prototype) const;
-    void *FunctionAddress(const char *prototype) const;
-    const Class &ClassNamed(const std::string &name) const;
-    const Property &PropertyNamed(REALobjectStruct *object, const std::string &name) const;
+    REALobjectStruct *Construct(const std::string &className, Words words);
+    const Function &MethodOf(REALobjectStruct *object, const char *prototype) const;
+    const Function &SharedMethod(const char *prototype) const;
+    const Property &PropertyOf(REALobjectStruct *object, const std::string &name) const;
 
     static inline Host *current = nullptr;
 };
-
-// How an argument travels: integers as 64-bit words, Boolean as one byte, nil as a null pointer.
-template <typename Argument>
-auto AsArgument(Argument argument)
-{
-    if constexpr (std::is_same_v<Argument, bool>) {
-        return static_cast<HostBoolean>(argument);
-    } else if constexpr (std::is_integral_v<Argument> && !std::is_same_v<Argument, HostBoolean>) {
-        return static_cast<long>(argument);
-    } else if constexpr (std::is_null_pointer_v<Argument>) {
-        return static_cast<void *>(nullptr);
-    } else {
-        return argument;
-    }
-}
-
-template <typename Result, typename... Arguments>
-Result Host::Invoke(void *function, Arguments... arguments)
-{
-    auto call = reinterpret_cast<Result (*)(decltype(AsArgument(arguments))...)>(function);
-    if constexpr (std::is_void_v<Result>) {
-        call(AsArgument(arguments)...);
-        exceptions.ThrowPending();
-    } else if constexpr (std::is_same_v<Result, REALobjectStruct *> || std::is_same_v<Result, REALstringStruct *>) {
-        Owned result(call(AsArgument(arguments)...));
-        exceptions.ThrowPending();
-        return result.Leave();
-    } else {
-        Result result = call(AsArgument(arguments)...);
-        exceptions.ThrowPending();
-        return result;
-    }
-}
-
-template <typename Result, typename... Arguments>
-Result Host::Call(REALobjectStruct *object, const char *prototype, Arguments... arguments)
-{
-    return Invoke<Result>(MethodAddress(object, prototype), object, arguments...);
-}
-
-template <typename Result, typename... Arguments>
-Result Host::CallShared(const std::string &className, const char *prototype, Arguments... arguments)
-{
-    return Invoke<Result>(SharedMethodAddress(className, prototype), arguments...);
-}
-
-template <typename Result, typename... Arguments>
-Result Host::CallGlobal(const char *prototype, Arguments... arguments)
-{
-    return Invoke<Result>(FunctionAddress(prototype), arguments...);
-}
-
-template <typename... Arguments>
-REALobjectStruct *Host::New(const std::string &className, Arguments... arguments)
-{
-    const Class &type = ClassNamed(className);
-    Owned object(NewInstance(type));
-    if (object.Get() == nullptr) throw std::bad_alloc();
-    if (const Function *constructor = FindMethod(type, "Constructor")) {
-        Invoke<void>(constructor->address, object.Get(), arguments...);
-    }
-    return object.Leave();
-}
-
-template <typename Result>
-Result Host::Get(REALobjectStruct *object, const std::string &property)
-{
-    Word word = ReadProperty(object, PropertyNamed(object, property));
-    exceptions.ThrowPending();
-    if constexpr (std::is_pointer_v<Result>) {
-        return reinterpret_cast<Result>(word);
-    } else {
-        return static_cast<Result>(word);
-    }
-}
-
-template <typename Argument>
-void Host::Set(REALobjectStruct *object, const std::string &property, Argument value)
-{
-    Word word = 0;
-    if constexpr (std::is_pointer_v<Argument>) {
-        word = reinterpret_cast<Word>(value);
-    } else if constexpr (!std::is_null_pointer_v<Argument>) {
-        word = static_cast<Word>(value);
-    }
-    WriteProperty(object, PropertyNamed(object, property), word);
-    exceptions.ThrowPending();
-}
 
 } // namespace host

@@ -61,13 +61,12 @@ Value *Ledger::Create(Kind kind, std::size_t size, const Class *type)
     }
     auto value = static_cast<Value *>(memory.release());
     *value = {kind, 0, static_cast<std::int64_t>(size), type, 1};
-    Count(*value, 1);
     return value;
 }
 
 Value *Ledger::Find(const void *handle, Kind kind, const char *operation)
 {
-    if (handle == nullptr) return nullptr;
+    if (handle == nullptr || kind == Kind::Dead) return nullptr;
     const char *fault = "was never handed out";
     if (auto cell = cells.find(handle); cell != cells.end()) {
         auto value = static_cast<Value *>(const_cast<void *>(handle));
@@ -94,7 +93,6 @@ bool Ledger::Unlock(Value *value)
 
 void Ledger::Bury(Value *value)
 {
-    Count(*value, -1);
     Cell &cell = cells.at(value);
     cell.lives = false;
     std::memset(static_cast<void *>(value), restingPattern, cell.bytes);
@@ -141,23 +139,30 @@ void Ledger::Error(std::string text)
 std::vector<std::string> Ledger::Leaks() const
 {
     std::vector<std::string> leaks;
-    for (const auto &[address, cell] : cells) {
-        if (!cell.lives) continue;
-        auto &value = *static_cast<Value *>(const_cast<void *>(address));
-        auto count = value.references;
-        leaks.push_back(Describe(value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
+    for (Value *value : Living()) {
+        auto count = value->references;
+        leaks.push_back(Describe(*value) + ", " + std::to_string(count) + (count == 1 ? " reference" : " references"));
     }
     std::sort(leaks.begin(), leaks.end());
     return leaks;
 }
 
-void Ledger::Count(const Value &value, long change)
+std::vector<Value *> Ledger::Living() const
 {
-    if (value.type == nullptr) {
-        live.strings += change;
-    } else {
-        (value.type->isMemoryBlock ? live.memoryBlocks : live.objects) += change;
+    std::vector<Value *> living;
+    for (const auto &[address, cell] : cells) {
+        if (cell.lives) living.push_back(static_cast<Value *>(const_cast<void *>(address)));
     }
+    return living;
+}
+
+References Ledger::Live() const
+{
+    References live;
+    for (const Value *value : Living()) {
+        ++(value->type == nullptr ? live.strings : value->type->isMemoryBlock ? live.memoryBlocks : live.objects);
+    }
+    return live;
 }
 
 } // namespace host

@@ -49,8 +49,8 @@ class Ledger {
     // A value with one reference and cleared bytes; null when there is no memory.
     Value *Create(Kind kind, std::size_t size, const Class *type = nullptr);
 
-    // The living value that a handle means. Null for nil; null with an error recorded for a handle of anything
-    // else. A dying object is an object still.
+    // The living value that a handle means. Null for nil and for Dead, which is no kind of handle; null with an error
+    // recorded for a handle of anything else. A dying object is an object still.
     Value *Find(const void *handle, Kind kind, const char *operation);
 
     void Lock(const void *handle, Kind kind, const char *operation);
@@ -64,7 +64,7 @@ class Ledger {
     void Error(std::string text);
 
     // Living values, each counted once however often it is locked.
-    const References &Live() const { return live; }
+    References Live() const;
 
     // One line for each living value: its kind, its content and its references.
     std::vector<std::string> Leaks() const;
@@ -82,13 +82,12 @@ class Ledger {
     };
 
     void GiveBackOldest();
-    void Count(const Value &value, long change);
+    std::vector<Value *> Living() const;
 
     std::pmr::unsynchronized_pool_resource pool;              // so that a value costs one allocation
     std::pmr::unordered_map<const void *, Cell> cells{&pool}; // living and resting
     std::array<Value *, 1024> resting{};                      // a ring: the oldest first, from this place on
     std::size_t oldest = 0, restingCount = 0, restingBytes = 0;
-    References live;
     std::vector<std::string> errors;
 };
 

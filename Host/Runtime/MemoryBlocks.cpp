@@ -1,8 +1,5 @@
-#include "Host/Runtime/MemoryBlocks.h"
-
+// The class MemoryBlock: bytes on the heap, or a view of memory that belongs to someone else.
 #include "Host/Runtime/Host.h"
-#include "Host/Runtime/OwnClasses.h"
-#include "Host/Runtime/Owned.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -153,7 +150,8 @@ bool IsBlock(REALobjectStruct *object, const char *operation)
 
 void AddMemoryBlockClass(Classes &classes)
 {
-    classes.memoryBlock = &classes.AddClass(definition, true);
+    classes.AddOwnClasses({&definition, 1});
+    classes.memoryBlock = classes.Find("MemoryBlock");
 }
 
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)

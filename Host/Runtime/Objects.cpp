@@ -7,11 +7,6 @@ namespace {
 
 using Destructor = void (*)(REALobjectStruct *);
 
-Value *FindObject(const void *object, const char *operation)
-{
-    return Host::Current().ledger.Find(object, Kind::Object, operation);
-}
-
 void RunDestructors(REALobjectStruct *object, const Class &type)
 {
     for (const Class *level = &type; level != nullptr; level = level->super) {
@@ -59,7 +54,7 @@ void Release(const void *handle, Kind kind, const char *operation)
 
 const Class *ClassOf(const REALobjectStruct *object, const char *operation)
 {
-    Value *value = FindObject(object, operation);
+    Value *value = Host::Current().ledger.Find(object, Kind::Object, operation);
     return value != nullptr ? value->type : nullptr;
 }
 
@@ -102,23 +97,25 @@ unsigned long entry::REALObjectIsA(REALobjectStruct *object, REALclassRefStruct 
 {
     const Class *type = ClassOf(object, REALObjectIsAName);
     auto wanted = reinterpret_cast<const Class *>(classRef);
-    return type != nullptr && Host::Current().classes.Owns(wanted) && type->IsA(*wanted);
+    return type != nullptr && Host::Current().classes.Owns(wanted) && type->IsA(wanted->name);
 }
 
 void *entry::REALLoadObjectMethod(REALobjectStruct *object, const char *prototype)
 {
     const Class *type = ClassOf(object, REALLoadObjectMethodName);
-    if (type == nullptr || prototype == nullptr) return nullptr;
-    auto wanted = ParseDeclaration(prototype);
-    const Function *method = wanted ? FindMethod(*type, *wanted) : nullptr;
+    auto wanted = ParseDeclaration(prototype != nullptr ? prototype : "");
+    if (type == nullptr || !wanted) return nullptr;
+    const Function *method = FindMember(*type, &Class::methods, Like(*wanted));
     return method != nullptr ? method->address : nullptr;
 }
 
 void *entry::REALLoadGlobalMethod(void *, const char *prototype)
 {
     auto wanted = ParseDeclaration(prototype != nullptr ? prototype : "");
-    const Function *function = wanted ? Host::Current().classes.FindFunction(*wanted) : nullptr;
-    return function != nullptr ? function->address : nullptr;
+    for (const Function *function : Host::Current().classes.AllFunctions()) {
+        if (wanted && SamePrototype(*function, *wanted)) return function->address;
+    }
+    return nullptr;
 }
 
 } // namespace host

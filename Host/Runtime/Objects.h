@@ -16,7 +16,7 @@ REALobjectStruct *NewInstance(const Class &type);
 void Lock(REALobjectStruct *object);
 void Release(REALobjectStruct *object);
 
-// Takes one reference of any kind of value away, and ends what has no other. Nothing happens for nil.
+// Takes one reference of any kind of value away, and ends what has no other. Nothing happens for nil or Dead.
 void Release(const void *handle, Kind kind, const char *operation);
 
 // Null, with an error recorded, for what is no living object.

@@ -35,7 +35,7 @@ const Property *FindTyped(REALobjectStruct *object, const char *name, TypeKind k
 {
     const Class *type = ClassOf(object, operation);
     if (type == nullptr || name == nullptr) return nullptr;
-    const Property *property = FindProperty(*type, name);
+    const Property *property = FindMember(*type, &Class::properties, Named(name));
     return property != nullptr && property->type.kind == kind ? property : nullptr;
 }
 
@@ -91,14 +91,12 @@ void WriteProperty(REALobjectStruct *object, const Property &property, Word valu
 
 void LockWord(TypeKind kind, Word word)
 {
-    auto handle = reinterpret_cast<const void *>(word);
-    if (Kind value = KindOf(kind); value != Kind::Dead) Host::Current().ledger.Lock(handle, value, "lock of a value");
+    Host::Current().ledger.Lock(FromWord<const void *>(word), KindOf(kind), "lock of a value");
 }
 
 void ReleaseWord(TypeKind kind, Word word)
 {
-    auto handle = reinterpret_cast<const void *>(word);
-    if (Kind value = KindOf(kind); value != Kind::Dead) Release(handle, value, "release of a value");
+    Release(FromWord<const void *>(word), KindOf(kind), "release of a value");
 }
 
 // --- entries -----------------------------------------------------------------------------------------------
@@ -107,13 +105,13 @@ unsigned long entry::REALGetPropValueString(REALobjectStruct *object, const char
 {
     Word word = 0;
     if (value == nullptr || !GetByName(object, name, TypeKind::String, &word, REALGetPropValueStringName)) return 0;
-    *value = reinterpret_cast<REALstringStruct *>(word);
+    *value = FromWord<REALstringStruct *>(word);
     return 1;
 }
 
 unsigned long entry::REALSetPropValueString(REALobjectStruct *object, const char *name, REALstringStruct *value)
 {
-    return SetByName(object, name, TypeKind::String, reinterpret_cast<Word>(value), REALSetPropValueStringName);
+    return SetByName(object, name, TypeKind::String, AsWord(value), REALSetPropValueStringName);
 }
 
 unsigned long entry::REALGetPropValueInteger(REALobjectStruct *object, const char *name, long *value)

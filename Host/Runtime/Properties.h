@@ -3,9 +3,31 @@
 
 #include "Host/Runtime/Classes.h"
 
+#include <type_traits>
+
 namespace host {
 
-using Word = std::int64_t; // a property's value: a number, a Boolean as 0 or 1, or a handle
+template <typename Value>
+Word AsWord(Value value)
+{
+    if constexpr (std::is_null_pointer_v<Value>) {
+        return 0;
+    } else if constexpr (std::is_pointer_v<Value>) {
+        return reinterpret_cast<Word>(value);
+    } else {
+        return static_cast<Word>(value);
+    }
+}
+
+template <typename Value>
+Value FromWord(Word word)
+{
+    if constexpr (std::is_pointer_v<Value>) {
+        return reinterpret_cast<Value>(word);
+    } else {
+        return static_cast<Value>(word);
+    }
+}
 
 // Nothing to be released for numbers; a string or an object that is read carries a reference, one that is
 // written is borrowed. Exceptions that an accessor raises stay pending. The object is null for a shared property.

@@ -1,7 +1,5 @@
-#include "Host/Runtime/Sockets.h"
-
+// The host's own sockets: SocketCore, which shows a descriptor as its Handle, with a TCP and a UDP kind.
 #include "Host/Runtime/Host.h"
-#include "Host/Runtime/OwnClasses.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -11,36 +9,29 @@
 namespace host {
 namespace {
 
-// Kept plus one, so that a cleared block is a socket that is not open.
-struct Record {
-    std::int64_t descriptorPlusOne;
-};
-
-Record &RecordOf(REALobjectStruct *socket)
+// The descriptor plus one, so that a cleared block is a socket that is not open.
+int &KeptOf(REALobjectStruct *socket)
 {
-    return *static_cast<Record *>(InstanceBlock(socket, *Host::Current().classes.Find("SocketCore")));
+    return *static_cast<int *>(InstanceBlock(socket, *Host::Current().classes.Find("SocketCore")));
 }
 
 long GetHandle(REALobjectStruct *socket, long)
 {
-    return RecordOf(socket).descriptorPlusOne - 1;
+    return KeptOf(socket) - 1;
 }
 
 long GetLocalPort(REALobjectStruct *socket, long)
 {
     sockaddr_storage address{};
     socklen_t length = sizeof address;
-    auto descriptor = static_cast<int>(GetHandle(socket, 0));
-    if (getsockname(descriptor, reinterpret_cast<sockaddr *>(&address), &length) != 0) return 0;
+    if (getsockname(KeptOf(socket) - 1, reinterpret_cast<sockaddr *>(&address), &length) != 0) return 0;
     if (address.ss_family == AF_INET6) return ntohs(reinterpret_cast<sockaddr_in6 &>(address).sin6_port);
     return address.ss_family == AF_INET ? ntohs(reinterpret_cast<sockaddr_in &>(address).sin_port) : 0;
 }
 
 void Close(REALobjectStruct *socket)
 {
-    Record &record = RecordOf(socket);
-    if (record.descriptorPlusOne != 0) close(static_cast<int>(record.descriptorPlusOne - 1));
-    record = {};
+    if (int kept = std::exchange(KeptOf(socket), 0); kept != 0) close(kept - 1);
 }
 
 REALproperty properties[] = {
@@ -54,7 +45,7 @@ REALmethodDefinition methods[] = {
 
 REALclassDefinition definitions[] = {
     {.name = "SocketCore",
-     .dataSize = sizeof(Record),
+     .dataSize = sizeof(int),
      .destructor = Close,
      .properties = properties,
      .propertyCount = std::size(properties),
@@ -68,14 +59,13 @@ REALclassDefinition definitions[] = {
 
 void AddSocketClasses(Classes &classes)
 {
-    for (REALclassDefinition &definition : definitions)
-        classes.AddClass(definition, true);
+    classes.AddOwnClasses(definitions);
 }
 
 REALobjectStruct *NewSocket(const char *className, int descriptor)
 {
     REALobjectStruct *socket = NewInstance(*Host::Current().classes.Find(className));
-    if (socket != nullptr) RecordOf(socket).descriptorPlusOne = std::int64_t{descriptor} + 1;
+    if (socket != nullptr) KeptOf(socket) = descriptor + 1;
     return socket;
 }
 

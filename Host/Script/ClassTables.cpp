@@ -7,202 +7,153 @@
 namespace host {
 namespace {
 
-// Sets the field of the metatable on top of the stack to a function with these two as upvalues.
+// Sets the field of the metatable on top of the stack to a function with these upvalues.
 template <Body body>
-void SetClosure(lua_State *state, const char *field, const void *first, const void *second)
+void SetClosure(lua_State *state, const char *field, std::initializer_list<const void *> upvalues)
 {
-    lua_pushlightuserdata(state, const_cast<void *>(first));
-    lua_pushlightuserdata(state, const_cast<void *>(second));
-    lua_pushcclosure(state, LuaFunction<body>, 2);
+    for (const void *upvalue : upvalues)
+        lua_pushlightuserdata(state, const_cast<void *>(upvalue));
+    lua_pushcclosure(state, LuaFunction<body>, static_cast<int>(upvalues.size()));
     lua_setfield(state, -2, field);
 }
 
-// Fills the two tables of a class, its objects or a module: what there is to read and what to assign to.
-class TableMaker {
+// Collects the members of a class, of its objects or of a module by their names.
+class MemberTable {
   public:
-    TableMaker(lua_State *made, std::string ownerName) : state(made), owner(std::move(ownerName))
+    // With a class the functions take an object of it.
+    MemberTable(lua_State *made, std::string ownerName, const Class *taken = nullptr)
+        : state(made), owner(std::move(ownerName)), type(taken)
     {
-        lua_newtable(state);
-        lua_newtable(state);
-        readers = lua_gettop(state) - 1;
     }
 
-    // With a class the functions take an object of it. Forms of one name become one method.
-    void AddFunction(const Function &function, const Class *type)
+    // Forms of one name become one method.
+    void AddFunction(const Function &function)
     {
-        const Declaration &declaration = function.declaration;
-        auto &named = (declaration.assigns ? assignments : methods)[declaration.name];
-        if (named == nullptr) {
-            auto &kept = Script::Of(state).methods;
-            named = &kept.emplace_back(OverloadSet{owner + "." + declaration.name, type, {}});
-            if (declaration.assigns) {
-                SetMember(readers + 1, declaration.name, {.assignment = named});
-            } else {
-                SetMethod(declaration.name, *named);
-            }
-        }
-        named->overloads.push_back(MakeOverload(Host::Current(), function, type != nullptr));
-    }
-
-    // A property or an event.
-    void AddField(const std::string &name, const Member &member)
-    {
-        SetMember(readers, name, member);
-        SetMember(readers + 1, name, member);
+        Member &member = MemberNamed(function.name);
+        (function.assigns ? member.assignments : member.methods).push_back(&function);
     }
 
     void AddProperties(const std::vector<Property> &properties)
     {
         for (const Property &property : properties)
-            AddField(property.name, {.property = &property});
+            MemberNamed(property.name).property = &property;
     }
 
-    void AddConstants(const std::vector<Constant> &constants)
+    void AddEvents(const std::deque<Event> &events)
     {
-        for (const Constant &constant : constants) {
-            if (lua_stringtonumber(state, constant.text.c_str()) == 0) PushBytes(state, constant.text);
-            lua_setfield(state, readers, constant.name.c_str());
-        }
+        for (const Event &event : events)
+            MemberNamed(event.name).event = &event;
     }
 
     // The constructor, which no longer is a method to be called; null when there is none.
-    const OverloadSet *TakeConstructor()
+    const Member *TakeConstructor()
     {
-        auto found = methods.find("Constructor");
-        if (found == methods.end()) return nullptr;
-        lua_pushnil(state);
-        lua_setfield(state, readers, "Constructor");
-        return found->second;
+        auto found = members.extract("Constructor");
+        return found ? found.mapped() : nullptr;
     }
 
-    int Readers() const { return readers; }
-
-    // Takes the two tables off the stack and leaves a metatable that uses them, of a class or else of a module.
-    void Finish(const Class *type, const Module *module)
+    // Sets them as fields of the table on top of the stack.
+    void SetFields() const
     {
-        lua_newtable(state);
-        SetAccess<ReadMember>("__index", readers);
-        SetAccess<AssignMember>("__newindex", readers + 1);
-        SetPointer(classField, type);
-        SetPointer(moduleField, module);
-        SetClosure<ListMembers>(state, "__pairs", type, module);
-        lua_replace(state, readers);
-        lua_settop(state, readers);
+        for (const auto &[name, member] : members) {
+            lua_pushlightuserdata(state, member);
+            auto call = type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>;
+            if (!member->methods.empty()) lua_pushcclosure(state, call, 1);
+            lua_setfield(state, -2, name.c_str());
+        }
     }
 
   private:
-    void SetMember(int table, const std::string &name, const Member &member)
+    Member &MemberNamed(const std::string &name)
     {
-        lua_pushlightuserdata(state, &Script::Of(state).members.emplace_back(member));
-        lua_setfield(state, table, name.c_str());
-    }
-
-    void SetMethod(const std::string &name, OverloadSet &method)
-    {
-        lua_pushlightuserdata(state, &method);
-        lua_pushcclosure(state, method.type != nullptr ? LuaFunction<CallOnObject> : LuaFunction<CallWithoutObject>, 1);
-        lua_setfield(state, readers, name.c_str());
-    }
-
-    template <Body body>
-    void SetAccess(const char *event, int members)
-    {
-        lua_pushvalue(state, members);
-        PushBytes(state, owner);
-        lua_pushcclosure(state, LuaFunction<body>, 2);
-        lua_setfield(state, -2, event);
-    }
-
-    void SetPointer(const char *field, const void *pointer)
-    {
-        lua_pushlightuserdata(state, const_cast<void *>(pointer));
-        lua_setfield(state, -2, field);
+        Member *&member = members[name];
+        if (member == nullptr) member = &Script::Of(state).members.emplace_back(Member{owner + "." + name, type});
+        return *member;
     }
 
     lua_State *state;
     std::string owner;
-    int readers; // the stack index of the one table; the other is above it
-    std::map<std::string, OverloadSet *> methods, assignments;
+    const Class *type;
+    std::map<std::string, Member *> members;
 };
 
-// The members of a class, then those of its superclasses. Operators are no methods to be called.
-void AddObjectMembers(TableMaker &maker, const Class &type)
+constexpr luaL_Reg accessors[] = {
+    {"__index", LuaFunction<ReadMember>},
+    {"__newindex", LuaFunction<AssignMember>},
+};
+
+// Takes the table of members off the stack and leaves a metatable through which they are reached.
+void PushMetatable(lua_State *state, const Class &type)
 {
-    for (const Class *level = &type; level != nullptr; level = level->super) {
-        for (const Function &method : level->methods) {
-            if (!method.declaration.name.starts_with("Operator_")) maker.AddFunction(method, &type);
-        }
-        maker.AddProperties(level->properties);
-        for (const Event &event : level->events)
-            maker.AddField(event.name, {.event = &event});
-        for (const Function *function : Host::Current().classes.AllFunctions()) {
-            if (SameName(function->declaration.extends, level->name)) maker.AddFunction(*function, &type);
-        }
+    lua_newtable(state);
+    for (const auto &[event, function] : accessors) {
+        lua_pushvalue(state, -2);
+        PushBytes(state, type.name);
+        lua_pushcclosure(state, function, 2);
+        lua_setfield(state, -2, event);
     }
+    lua_pushlightuserdata(state, const_cast<Class *>(&type));
+    lua_setfield(state, -2, classField);
+    SetClosure<ListMembers>(state, "__pairs", {&type});
+    lua_remove(state, -2);
 }
 
-// Makes the metatable of the objects, kept in the registry under the class. Answers the constructor.
-const OverloadSet *MakeObjectTable(lua_State *state, const Class &type)
+// Makes the metatable of the objects, kept in the registry under the class, of the members of the class and of its
+// superclasses. Operators are no methods to be called. Answers the constructor.
+const Member *MakeObjectTable(lua_State *state, const Class &type)
 {
-    TableMaker maker(state, type.name);
-    AddObjectMembers(maker, type);
-    const OverloadSet *constructor = maker.TakeConstructor();
-    maker.Finish(&type, nullptr);
+    MemberTable table(state, type.name, &type);
+    for (const Class *level = &type; level != nullptr; level = level->super) {
+        for (const Function &method : level->methods) {
+            if (!method.name.starts_with("Operator_")) table.AddFunction(method);
+        }
+        table.AddProperties(level->properties);
+        table.AddEvents(level->events);
+        for (const Function *function : Host::Current().classes.AllFunctions()) {
+            if (SameName(function->extends, level->name)) table.AddFunction(*function);
+        }
+    }
+    const Member *constructor = table.TakeConstructor();
+    lua_newtable(state);
+    table.SetFields();
+    PushMetatable(state, type);
     if (type.isMemoryBlock) SetFunction<BlockLength>(state, "__len");
     SetProxyFunctions(state, type.name);
     lua_rawsetp(state, LUA_REGISTRYINDEX, &type);
     return constructor;
 }
 
-// Gives the metatable on top of the stack to a new global table.
-void SetGlobalTable(lua_State *state, const std::string &name)
-{
-    lua_newtable(state);
-    lua_insert(state, -2);
-    lua_setmetatable(state, -2);
-    lua_setglobal(state, name.c_str());
-}
-
+// Makes the global table of a class or a module.
 void OpenClass(lua_State *state, const Class &type)
 {
-    const OverloadSet *constructor = MakeObjectTable(state, type);
-    TableMaker maker(state, type.name);
-    for (const Function &method : type.sharedMethods)
-        maker.AddFunction(method, nullptr);
-    maker.AddProperties(type.sharedProperties);
-    maker.AddConstants(type.constants);
-    maker.Finish(&type, nullptr);
-
-    SetClosure<Construct>(state, "__call", &type, constructor);
-    SetGlobalTable(state, type.name);
-}
-
-void OpenModule(lua_State *state, const Module &module)
-{
-    TableMaker maker(state, module.name);
-    for (const Function &function : module.functions) {
-        if (function.declaration.extends.empty()) maker.AddFunction(function, nullptr);
+    MemberTable table(state, type.name);
+    for (const Function &function : type.sharedMethods) {
+        if (function.extends.empty()) table.AddFunction(function);
     }
-    maker.AddProperties(module.properties);
-    maker.AddConstants(module.constants);
-    maker.Finish(nullptr, &module);
-    SetGlobalTable(state, module.name);
+    table.AddProperties(type.sharedProperties);
+    lua_newtable(state);
+    lua_newtable(state);
+    table.SetFields();
+    for (const Constant &constant : type.constants) {
+        if (lua_stringtonumber(state, constant.value.c_str()) == 0) PushBytes(state, constant.value);
+        lua_setfield(state, -2, constant.name.c_str());
+    }
+    PushMetatable(state, type);
+    if (!type.isModule) SetClosure<Construct>(state, "__call", {&type, MakeObjectTable(state, type)});
+    lua_setmetatable(state, -2);
+    lua_setglobal(state, type.name.c_str());
 }
 
 // Functions of modules are global as well.
 void OpenFunctions(lua_State *state)
 {
-    TableMaker maker(state, "global");
+    MemberTable table(state, "global");
     for (const Function *function : Host::Current().classes.AllFunctions()) {
-        if (function->declaration.extends.empty()) maker.AddFunction(*function, nullptr);
+        if (function->extends.empty()) table.AddFunction(*function);
     }
     lua_pushglobaltable(state);
-    for (lua_pushnil(state); lua_next(state, maker.Readers()) != 0;) {
-        lua_pushvalue(state, -2);
-        lua_insert(state, -2);
-        lua_rawset(state, maker.Readers() + 2);
-    }
-    lua_settop(state, maker.Readers() - 1);
+    table.SetFields();
+    lua_pop(state, 1);
 }
 
 } // namespace
@@ -210,12 +161,9 @@ void OpenFunctions(lua_State *state)
 void OpenClasses(lua_State *state)
 {
     OpenValues(state);
-    const Classes &classes = Host::Current().classes;
-    for (const Class &type : classes.All()) {
-        if (type.name != "Array") OpenClass(state, type);
+    for (const Class &type : Host::Current().classes.All()) {
+        if (type.name != "Array" && !type.name.empty()) OpenClass(state, type);
     }
-    for (const Module &module : classes.Modules())
-        OpenModule(state, module);
     OpenFunctions(state);
 }
 

@@ -1,55 +1,33 @@
 #include "Host/Script/Describe.h"
 
 #include <algorithm>
+#include <span>
+#include <stdexcept>
 
 namespace host {
 namespace {
 
 using Lines = std::vector<MemberLine>;
 
-using Line = std::pair<std::string, std::string>; // name and declaration
-
-Line LineOf(const Function &function)
-{
-    return {function.declaration.name, function.declaration.text};
-}
-
-Line LineOf(const Property &property)
-{
-    std::string remark = property.ReadOnly() ? "read-only" : "";
-    if (property.Hidden()) remark += remark.empty() ? "hidden" : ", hidden";
-    return {property.name, property.name + " As " + property.type.name + (remark.empty() ? "" : " (" + remark + ")")};
-}
-
-Line LineOf(const Event &event)
-{
-    return {event.name, event.name};
-}
-
-Line LineOf(const Constant &constant)
-{
-    return {constant.name, constant.name + " = " + constant.text};
-}
-
 template <typename Items>
 void Add(Lines &lines, const char *section, const Items &items)
 {
-    for (const auto &item : items) {
-        auto [name, text] = LineOf(item);
-        lines.push_back({section, name, text});
-    }
+    for (const auto &item : items)
+        lines.push_back({section, item.name, item.text});
 }
 
-struct Owner {
-    std::string heading, name;
-    Lines members;
-};
-
-std::string Headed(const Owner &owner)
+std::string HeadingOf(const Class &type)
 {
-    std::string text = owner.heading + "\n";
+    if (type.name.empty()) return "Functions outside of modules\n";
+    if (type.isModule) return "Module " + type.name + "\n";
+    return "Class " + type.name + (type.super != nullptr ? ", a " + type.super->name : "") + "\n";
+}
+
+std::string WithMembers(const Class &type)
+{
+    std::string text = HeadingOf(type);
     const char *section = "";
-    for (const MemberLine &member : owner.members) {
+    for (const MemberLine &member : MembersOf(type)) {
         if (section != std::string_view(member.section)) text += std::string("  ") + member.section + "\n";
         section = member.section;
         text += "    " + member.text + "\n";
@@ -57,27 +35,20 @@ std::string Headed(const Owner &owner)
     return text;
 }
 
-std::vector<Owner> Owners(const Host &host, bool ofHostToo)
+std::vector<const Class *> ClassesThenModules()
 {
-    std::vector<Owner> owners;
-    for (const Class &type : host.classes.All()) {
-        if (type.isOwn && !ofHostToo) continue;
-        std::string super = type.super != nullptr ? ", a " + type.super->name : "";
-        owners.push_back({"Class " + type.name + super, type.name, MembersOf(type)});
-    }
-    for (const Module &module : host.classes.Modules())
-        owners.push_back({"Module " + module.name, module.name, MembersOf(module)});
-    Owner single{"Functions outside of modules", "", {}};
-    Add(single.members, "Functions", host.classes.PluginFunctions());
-    if (!single.members.empty()) owners.push_back(std::move(single));
-    return owners;
+    std::vector<const Class *> all;
+    for (const Class &type : Host::Current().classes.All())
+        all.push_back(&type);
+    std::stable_partition(all.begin(), all.end(), [](const Class *type) { return !type->isModule; });
+    return all;
 }
 
 // The declarations of the members that are meant by "Owner.Member", or by the name alone in a module.
-std::string DeclarationsOf(const Owner &owner, std::string_view name)
+std::string DeclarationsOf(const Class &owner, std::string_view name)
 {
     std::string text;
-    for (const MemberLine &member : owner.members) {
+    for (const MemberLine &member : MembersOf(owner)) {
         bool isGlobal = std::string_view(member.section) == "Functions" && SameName(member.name, name);
         if (isGlobal || SameName(owner.name + "." + member.name, name)) text += member.text + "\n";
     }
@@ -93,44 +64,34 @@ std::vector<MemberLine> MembersOf(const Class &type)
     Add(lines, "Methods", type.methods);
     Add(lines, "Events", type.events);
     Add(lines, "Constants", type.constants);
-    Add(lines, "Shared properties", type.sharedProperties);
-    Add(lines, "Shared methods", type.sharedMethods);
+    Add(lines, type.isModule ? "Functions" : "Shared methods", type.sharedMethods);
+    Add(lines, type.isModule ? "Properties" : "Shared properties", type.sharedProperties);
     return lines;
 }
 
-std::vector<MemberLine> MembersOf(const Module &module)
-{
-    Lines lines;
-    Add(lines, "Functions", module.functions);
-    Add(lines, "Properties", module.properties);
-    Add(lines, "Constants", module.constants);
-    return lines;
-}
-
-std::vector<MemberLine> AllMembersOf(const Host &host, const Class &type)
+std::vector<MemberLine> AllMembersOf(const Class &type)
 {
     Lines lines;
     for (const Class *level = &type; level != nullptr; level = level->super) {
         auto own = MembersOf(*level);
         lines.insert(lines.end(), own.begin(), own.end());
-        for (const Function *function : host.classes.AllFunctions()) {
-            const Declaration &declaration = function->declaration;
-            if (!SameName(declaration.extends, level->name)) continue;
-            lines.push_back({"Extensions", declaration.name, declaration.text});
+        for (const Function *function : Host::Current().classes.AllFunctions()) {
+            if (SameName(function->extends, level->name)) Add(lines, "Extensions", std::span(function, 1));
         }
     }
     std::erase_if(lines, [](const MemberLine &line) { return line.name.starts_with("Operator_"); });
     return lines;
 }
 
-std::string Describe(const Host &host, std::string_view name)
+std::string Describe(std::string_view name)
 {
     std::string text;
-    for (const Owner &owner : Owners(host, !name.empty())) {
-        if (name.empty() || SameName(owner.name, name)) {
-            text += (text.empty() ? "" : "\n") + Headed(owner);
-        } else {
-            text += DeclarationsOf(owner, name);
+    for (const Class *type : ClassesThenModules()) {
+        bool isMeant = name.empty() ? !type->isOwn : SameName(type->name, name);
+        if (isMeant) {
+            text += (text.empty() ? "" : "\n") + WithMembers(*type);
+        } else if (!name.empty()) {
+            text += DeclarationsOf(*type, name);
         }
     }
     if (text.empty()) throw std::invalid_argument("nothing is registered under the name " + std::string(name));

@@ -23,10 +23,9 @@ bool IsMeant(std::string_view heading, std::string_view name)
 {
     if (SameName(heading, name)) return true;
     auto dot = heading.find('.');
-    const auto &modules = Host::Current().classes.Modules();
-    auto owns = [&](const Module &module) { return module.name == heading.substr(0, dot); };
+    auto owns = [&](const Class &type) { return type.isModule && type.name == heading.substr(0, dot); };
     return dot != heading.npos && SameName(heading.substr(dot + 1), name) &&
-           std::any_of(modules.begin(), modules.end(), owns);
+           std::ranges::any_of(Host::Current().classes.All(), owns);
 }
 
 // The line without the marks of the page: the addresses of links, and what makes letters bold.
@@ -65,11 +64,11 @@ std::string Overview()
 {
     std::string text = "Classes:";
     for (const Class &type : Host::Current().classes.All()) {
-        if (!type.isOwn) text += " " + type.name;
+        if (!type.isOwn && !type.isModule) text += " " + type.name;
     }
     text += "\nFunctions:";
     for (const Function *function : Host::Current().classes.AllFunctions()) {
-        if (function->declaration.extends.empty()) text += " " + function->declaration.name;
+        if (function->extends.empty()) text += " " + function->name;
     }
     return text + "\n\n"
                   "help(UDPSocketVYN)              what a class is for, and its members\n"
@@ -82,29 +81,23 @@ std::string Overview()
 
 // --- names of values -----------------------------------------------------------------------------------------
 
-// What a table of a class or a module is the table of; null for anything else.
-template <typename Owner>
-const Owner *OwnerOf(lua_State *state, int index, const char *field)
-{
-    if (!lua_istable(state, index) || !lua_getmetatable(state, index)) return nullptr;
-    PushField(state, field);
-    auto owner = static_cast<const Owner *>(lua_touserdata(state, -1));
-    lua_pop(state, 2);
-    return owner;
-}
-
+// The class or module of a table, or of an object; null for any other value.
 const Class *ClassOfValue(lua_State *state, int index)
 {
-    const Proxy *proxy = ToProxy(state, index);
-    return proxy != nullptr ? proxy->type : OwnerOf<Class>(state, index, classField);
+    if (const Proxy *proxy = ToProxy(state, index)) return proxy->type;
+    if (!lua_istable(state, index) || !lua_getmetatable(state, index)) return nullptr;
+    PushField(state, classField);
+    auto owner = static_cast<const Class *>(lua_touserdata(state, -1));
+    lua_pop(state, 2);
+    return owner;
 }
 
 std::string NameFor(lua_State *state)
 {
     if (lua_type(state, 1) == LUA_TSTRING) return lua_tostring(state, 1);
     if (const Class *type = ClassOfValue(state, 1)) return type->name;
-    if (auto module = OwnerOf<Module>(state, 1, moduleField)) return module->name;
-    std::string name = NameOfMethod(state, 1);
+    const Member *method = MethodOf(state, 1);
+    std::string name = method != nullptr ? method->name : "";
     return name.starts_with("global.") ? name.substr(name.find('.') + 1) : name;
 }
 
@@ -155,15 +148,11 @@ void AddNames(lua_State *state, std::string_view beginning, bool methodsOnly, st
     auto add = [&](std::string_view name) {
         if (name.starts_with(beginning)) names.emplace(name);
     };
-    auto addLines = [&](const std::vector<MemberLine> &lines) {
-        for (const MemberLine &line : lines) {
-            bool isCalled =
-                std::string_view(line.section) == "Methods" || line.section == std::string_view("Extensions");
-            if (isCalled || !methodsOnly) add(line.name);
-        }
-    };
-    if (const Class *type = ClassOfValue(state, -1)) addLines(AllMembersOf(Host::Current(), *type));
-    if (auto module = OwnerOf<Module>(state, -1, moduleField)) addLines(MembersOf(*module));
+    const Class *type = ClassOfValue(state, -1);
+    for (const MemberLine &line : type != nullptr ? AllMembersOf(*type) : std::vector<MemberLine>()) {
+        std::string_view section = line.section;
+        if (section == "Methods" || section == "Extensions" || !methodsOnly) add(line.name);
+    }
     if (!lua_istable(state, -1)) return;
     for (lua_pushnil(state); lua_next(state, -2) != 0; lua_pop(state, 1)) {
         if (lua_type(state, -2) == LUA_TSTRING) add(lua_tostring(state, -2));

@@ -17,7 +17,6 @@
 
 namespace host {
 
-struct OverloadSet;
 struct Member;
 
 class Script {
@@ -60,9 +59,8 @@ class Script {
     bool HandlersFailed() const { return handlersFailed; } // an error was printed
 
     Host &host;
-    lua_State *current = nullptr;    // the thread of Lua that runs: the main one or a coroutine
-    std::deque<OverloadSet> methods; // what the tables in Lua point to
-    std::deque<Member> members;
+    lua_State *current = nullptr; // the thread of Lua that runs: the main one or a coroutine
+    std::deque<Member> members;   // what the tables in Lua point to
     std::vector<std::string> arguments;
 
   private:

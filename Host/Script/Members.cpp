@@ -79,12 +79,11 @@ void AssignProperty(lua_State *state, REALobjectStruct *object, const Property &
 {
     Host &host = Host::Current();
     if (property.ReadOnly()) throw Mistake(MemberText(state) + " is read-only");
-    ValueType type = ResolveType(host, property.type);
-    if (!Accepts(state, 3, type)) {
-        throw Mistake(MemberText(state) + " takes " + type.name + ", not " + NameOfValue(state, 3));
+    if (!Accepts(state, 3, property.type)) {
+        throw Mistake(MemberText(state) + " takes " + property.type.name + ", not " + NameOfValue(state, 3));
     }
     Owned<REALstringStruct> made;
-    WriteProperty(object, property, ToWord(state, 3, type, made));
+    WriteProperty(object, property, ToWord(state, 3, property.type, made));
     host.exceptions.ThrowPending();
 }
 
@@ -120,16 +119,16 @@ int ReadMember(lua_State *state)
     int found = lua_rawget(state, lua_upvalueindex(1));
     if (found == LUA_TFUNCTION) return 1; // looks at its object itself
     REALobjectStruct *object = SelfOf(state);
-    if (found == LUA_TLIGHTUSERDATA) {
-        const Member &member = *static_cast<const Member *>(lua_touserdata(state, -1));
-        if (member.event != nullptr) {
-            PushOwnField(state, 1, member.event->name);
-        } else {
-            PushProperty(state, object, *member.property);
-        }
-    } else if (found == LUA_TNIL) {
-        if (object == nullptr || KeyText(state) != freeField) throw Mistake("there is no member " + MemberText(state));
+    if (found != LUA_TLIGHTUSERDATA && found != LUA_TNIL) return 1; // a constant
+    auto member = static_cast<const Member *>(lua_touserdata(state, -1));
+    if (member != nullptr && member->property != nullptr) {
+        PushProperty(state, object, *member->property);
+    } else if (member != nullptr && member->event != nullptr) {
+        PushOwnField(state, 1, member->event->name);
+    } else if (object != nullptr && KeyText(state) == freeField) {
         PushOwnField(state, 1, freeField);
+    } else {
+        throw Mistake("there is no member " + MemberText(state));
     }
     return 1;
 }
@@ -140,50 +139,49 @@ int AssignMember(lua_State *state)
     lua_pushvalue(state, 2);
     lua_rawget(state, lua_upvalueindex(1));
     auto member = static_cast<const Member *>(lua_touserdata(state, -1));
+    if (member == nullptr) member = MethodOf(state, -1);
     lua_pop(state, 1);
-    if (member == nullptr) {
-        if (object == nullptr || KeyText(state) != freeField) {
-            throw Mistake("there is no member " + MemberText(state) + " to assign to");
-        }
-        SetOwnField(state, freeField);
-    } else if (member->property != nullptr) {
+    if (member != nullptr && member->property != nullptr) {
         AssignProperty(state, object, *member->property);
-    } else if (member->event != nullptr) {
+    } else if (member != nullptr && member->event != nullptr) {
         AssignHandler(state, object, *member->event);
+    } else if (member != nullptr && !member->assignments.empty()) {
+        CallFunction(state, *member, member->assignments, object, 3);
+    } else if (object != nullptr && KeyText(state) == freeField) {
+        SetOwnField(state, freeField);
     } else {
-        CallMethod(state, *member->assignment, object, 3);
+        throw Mistake("there is no member " + MemberText(state) + " to assign to");
     }
     return 0;
 }
 
 int CallOnObject(lua_State *state)
 {
-    const OverloadSet &method = *Upvalue<OverloadSet>(state, 1);
-    return CallMethod(state, method, CheckObject(state, 1, *method.type), 2);
+    const Member &member = *Upvalue<Member>(state, 1);
+    return CallFunction(state, member, member.methods, CheckObject(state, 1, *member.type), 2);
 }
 
 int CallWithoutObject(lua_State *state)
 {
-    return CallMethod(state, *Upvalue<OverloadSet>(state, 1), nullptr, 1);
+    const Member &member = *Upvalue<Member>(state, 1);
+    return CallFunction(state, member, member.methods, nullptr, 1);
 }
 
-std::string NameOfMethod(lua_State *state, int index)
+const Member *MethodOf(lua_State *state, int index)
 {
     lua_CFunction function = lua_tocfunction(state, index);
-    if (function != LuaFunction<CallOnObject> && function != LuaFunction<CallWithoutObject>) return "";
+    if (function != LuaFunction<CallOnObject> && function != LuaFunction<CallWithoutObject>) return nullptr;
     lua_getupvalue(state, index, 1);
-    std::string name = static_cast<const OverloadSet *>(lua_touserdata(state, -1))->name;
+    auto member = static_cast<const Member *>(lua_touserdata(state, -1));
     lua_pop(state, 1);
-    return name;
+    return member;
 }
 
 int ListMembers(lua_State *state)
 {
-    auto type = Upvalue<Class>(state, 1);
-    auto lines = type != nullptr ? AllMembersOf(Host::Current(), *type) : MembersOf(*Upvalue<Module>(state, 2));
     lua_newtable(state);
     lua_Integer place = 0;
-    for (const MemberLine &line : lines) {
+    for (const MemberLine &line : AllMembersOf(*Upvalue<Class>(state, 1))) {
         for (const std::string *text : {&line.name, &line.text}) {
             PushBytes(state, *text);
             lua_rawseti(state, -2, ++place);
@@ -197,11 +195,11 @@ int ListMembers(lua_State *state)
 int Construct(lua_State *state)
 {
     const Class &type = *Upvalue<Class>(state, 1);
-    auto constructor = Upvalue<OverloadSet>(state, 2);
+    auto constructor = Upvalue<Member>(state, 2);
     if (constructor == nullptr && lua_gettop(state) > 1) throw Mistake(type.name + " takes no arguments");
     Owned object(NewInstance(type));
     if (object.Get() == nullptr) throw Exception{"OutOfMemoryException", "There is no memory for a " + type.name + "."};
-    if (constructor != nullptr) CallMethod(state, *constructor, object.Get(), 2);
+    if (constructor != nullptr) CallFunction(state, *constructor, constructor->methods, object.Get(), 2);
     PushObject(state, std::move(object));
     return 1;
 }

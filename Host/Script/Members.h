@@ -13,13 +13,13 @@ int AssignMember(lua_State *state);
 int CallOnObject(lua_State *state);
 int CallWithoutObject(lua_State *state);
 
-// The name of a method or function that is called through this file, "Class.Method"; empty for any other value.
-std::string NameOfMethod(lua_State *state, int index);
+// The member of which a value is the method or function that is called through this file; null for any other value.
+const Member *MethodOf(lua_State *state, int index);
 
-// What a table in Lua belongs to, in fields of its metatable.
-inline constexpr char classField[] = "class", moduleField[] = "module";
+// The class that a table in Lua belongs to, in a field of its metatable.
+inline constexpr char classField[] = "class";
 
-// __pairs. Upvalues: the class or null, the module or null. Goes through the names and the declarations of members.
+// __pairs. Upvalue: the class. Goes through the names and the declarations of members.
 int ListMembers(lua_State *state);
 
 // Upvalues: the class, and its constructor if it has one.

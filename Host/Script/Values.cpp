@@ -18,11 +18,10 @@ bool HasInteger(lua_State *state, int number)
 }
 
 // The living object of that class; null for anything else.
-REALobjectStruct *ToObject(lua_State *state, int index, const Class *type)
+REALobjectStruct *ToObject(lua_State *state, int index, std::string_view className)
 {
     const Proxy *proxy = ToProxy(state, index);
-    if (proxy == nullptr || type == nullptr) return nullptr;
-    return proxy->type == type || proxy->type->IsA(*type) ? proxy->object : nullptr;
+    return proxy != nullptr && proxy->type->IsA(className) ? proxy->object : nullptr;
 }
 
 bool IsLivingBlock(const Proxy *proxy)
@@ -38,7 +37,7 @@ Owned<REALstringStruct> StringOfLua(lua_State *state, int index)
     return Owned(NewString(text, IsUTF8(text) ? kEncodingUTF8 : kEncodingNone));
 }
 
-Word IntegerInRange(lua_State *state, int index, const ValueType &type)
+Word IntegerInRange(lua_State *state, int index, const Type &type)
 {
     Word value = lua_tointeger(state, index);
     Word limit = type.kind == TypeKind::UInt16 ? UINT16_MAX : UINT32_MAX;
@@ -89,7 +88,7 @@ Proxy *ToProxy(lua_State *state, int index)
 
 REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
 {
-    REALobjectStruct *object = ToObject(state, index, &type);
+    REALobjectStruct *object = ToObject(state, index, type.name);
     if (object == nullptr) {
         throw Mistake("a living " + type.name + " was expected, but found: " + NameOfValue(state, index));
     }
@@ -128,12 +127,7 @@ void PushObject(lua_State *state, Owned<REALobjectStruct> object)
     proxy->object = object.Leave();
 }
 
-ValueType ResolveType(const Host &host, const Type &type)
-{
-    return {type.kind, type.kind == TypeKind::Object ? host.classes.Find(type.name) : nullptr, type.name};
-}
-
-bool Accepts(lua_State *state, int index, const ValueType &type)
+bool Accepts(lua_State *state, int index, const Type &type)
 {
     int given = lua_type(state, index);
     switch (type.kind) {
@@ -148,14 +142,14 @@ bool Accepts(lua_State *state, int index, const ValueType &type)
     case TypeKind::Ptr:
         return given == LUA_TNIL || given == LUA_TLIGHTUSERDATA || IsLivingBlock(ToProxy(state, index));
     case TypeKind::Object:
-        return given == LUA_TNIL || ToObject(state, index, type.type) != nullptr;
+        return given == LUA_TNIL || ToObject(state, index, type.name) != nullptr;
     case TypeKind::None:
         return false;
     }
     return false;
 }
 
-Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstringStruct> &made)
+Word ToWord(lua_State *state, int index, const Type &type, Owned<REALstringStruct> &made)
 {
     switch (type.kind) {
     case TypeKind::Boolean:
@@ -166,11 +160,11 @@ Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstring
         return IntegerInRange(state, index, type);
     case TypeKind::String:
         if (lua_type(state, index) == LUA_TSTRING) made = StringOfLua(state, index);
-        return reinterpret_cast<Word>(made.Get());
+        return AsWord(made.Get());
     case TypeKind::Ptr:
-        return reinterpret_cast<Word>(PointerOf(state, index));
+        return AsWord(PointerOf(state, index));
     case TypeKind::Object:
-        return reinterpret_cast<Word>(ToObject(state, index, type.type));
+        return AsWord(ToObject(state, index, type.name));
     case TypeKind::None:
         break;
     }
@@ -193,13 +187,13 @@ void PushWord(lua_State *state, TypeKind kind, Word word)
         lua_pushinteger(state, static_cast<std::uint32_t>(word));
         break;
     case TypeKind::String:
-        PushBytes(state, BytesOf(Owned(reinterpret_cast<REALstringStruct *>(word)).Get()));
+        PushBytes(state, BytesOf(Owned(FromWord<REALstringStruct *>(word)).Get()));
         break;
     case TypeKind::Ptr:
-        word != 0 ? lua_pushlightuserdata(state, reinterpret_cast<void *>(word)) : lua_pushnil(state);
+        word != 0 ? lua_pushlightuserdata(state, FromWord<void *>(word)) : lua_pushnil(state);
         break;
     case TypeKind::Object:
-        PushObject(state, Owned(reinterpret_cast<REALobjectStruct *>(word)));
+        PushObject(state, Owned(FromWord<REALobjectStruct *>(word)));
         break;
     case TypeKind::None:
         lua_pushnil(state);

@@ -31,20 +31,12 @@ void OpenValues(lua_State *state);
 // Completes the metatable on top of the stack to one of proxies.
 void SetProxyFunctions(lua_State *state, const std::string &name);
 
-// What a declared type asks for, with the class looked up.
-struct ValueType {
-    TypeKind kind = TypeKind::None;
-    const Class *type = nullptr; // of objects; null when there is no class of that name
-    std::string name = {};
-};
-ValueType ResolveType(const Host &host, const Type &type);
-
 // True when the Lua value is of a kind that the type takes; a number may still be out of range.
-bool Accepts(lua_State *state, int index, const ValueType &type);
+bool Accepts(lua_State *state, int index, const Type &type);
 
 // The value as an argument or a property's new value: it must be one that the type accepts. A string that is made for
 // it is given to `made`, to live as long as the word is used. Throws Mistake for a number out of range.
-Word ToWord(lua_State *state, int index, const ValueType &type, Owned<REALstringStruct> &made);
+Word ToWord(lua_State *state, int index, const Type &type, Owned<REALstringStruct> &made);
 
 // Leaves the value on the stack; the reference of a string or an object is taken over.
 void PushWord(lua_State *state, TypeKind kind, Word word);

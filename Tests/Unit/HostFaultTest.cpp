@@ -59,10 +59,9 @@ bool CountsReferences(const std::string &entry)
 
 std::vector<std::string> EntryNames()
 {
-    host::Host host;
     std::vector<std::string> names;
-    for (host::Entry *entry : host::AllEntries())
-        names.emplace_back(entry->name);
+    for (const auto &[name, function] : host::AllEntries())
+        names.emplace_back(name);
     return names;
 }
 

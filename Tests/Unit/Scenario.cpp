@@ -232,10 +232,9 @@ std::string Helpers()
 {
     const char *toText = "inet_ntoa(IPv4 as UInt32) as String", *toNumber = "inet_addr(IPv4 as String) as UInt32";
     const char *checksum = "CalcChecksum(data as Ptr, ByteCount as Integer) as UInt16";
-    String text(Host().CallShared<REALstringStruct *>("RAWSocketVYN", toText, 0x0100007FU)), number = Text("1.2.3.4");
-    return Seen() << host::BytesOf(text.Get()) << " "
-                  << Host().CallShared<std::uint32_t>("RAWSocketVYN", toNumber, number.Get()) << " "
-                  << Host().CallShared<std::uint16_t>("RAWSocketVYN", checksum, "\x01", 1);
+    String text(Host().CallShared<REALstringStruct *>(toText, 0x0100007FU)), number = Text("1.2.3.4");
+    return Seen() << host::BytesOf(text.Get()) << " " << Host().CallShared<std::uint32_t>(toNumber, number.Get()) << " "
+                  << Host().CallShared<std::uint16_t>(checksum, "\x01", 1);
 }
 
 std::string Extensions()
@@ -248,7 +247,7 @@ std::string Extensions()
     }
     auto call = [&]<typename Result = void>(const char *function, auto... value)
     {
-        return Host().CallGlobal<Result>(function, socket.Get(), value...);
+        return Host().CallShared<Result>(function, socket.Get(), value...);
     };
     call("OptionTTLVYN(extends s as SocketCore, assigns value as Integer)", 9);
     call("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)", true);
@@ -264,7 +263,7 @@ std::string Names()
                                       {"DNSNameToAddressIPv6VYN(HostName as String) as String", "::1"},
                                       {"DNSAddressToNameVYN(HostAddress as String) as String", "nonsense"},
                                       {"DNSAddressToNameIPv6VYN(HostAddress as String) as String", "nonsense"}}) {
-        String text = Text(argument), answer(Host().CallGlobal<REALstringStruct *>(function, text.Get()));
+        String text = Text(argument), answer(Host().CallShared<REALstringStruct *>(function, text.Get()));
         seen << "'" << host::BytesOf(answer.Get()) << "' ";
     }
     return seen;
@@ -297,7 +296,7 @@ constexpr Step steps[] = {
     {"header option",           HeaderOption,       " (92) 0 (0)"},
     {"no such family",          [] { Raw(9999, 1, 0); return std::string("made"); }, "UnsupportedOperationException: The specified address family is not supported."},
     {"helpers",                 Helpers,            "127.0.0.1 67305985 65534"},
-    {"extension of nothing",    [] { return std::to_string(Host().CallGlobal<long>("OptionTTLVYN(extends s as SocketCore) as Integer", nullptr)); }, "NilObjectException: Socket is nil"},
+    {"extension of nothing",    [] { return std::to_string(Host().CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", nullptr)); }, "NilObjectException: Socket is nil"},
     {"names",                   Names,              "'127.0.0.1' '::1' '' '' "},
     {"switch",                  Switch,             "switched"},
     {"multicast",               Multicast,          " (0) 127.0.0.1 (0) (0) (0)"},

@@ -127,13 +127,13 @@ TEST_F(OnHost, WhatADestructorRaisesLeavesThePollAndStopsAtTheTask)
 {
     static void (*unlock)(REALobjectStruct *) = nullptr;
     static bool raises = false;
-    host::Entry *entry = host::FindEntry("REALUnlockObject");
-    unlock = reinterpret_cast<decltype(unlock)>(entry->function);
-    entry->function = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
+    StartHost();
+    void *&entry = running->entries.at("REALUnlockObject"); // the library has not asked for it yet
+    unlock = reinterpret_cast<decltype(unlock)>(entry);
+    entry = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
         unlock(object);
         if (raises) throw host::Exception{"RuntimeException", "from a destructor", 0};
     });
-    StartHost();
     int events = 0;
     Object socket = Udp();
     On(socket, "SendComplete", [&](const Object &) { raises = ++events != 0; });
@@ -344,5 +344,5 @@ TEST_F(Socket, AHandleOfAHostSocketAbove32BitsIsNoDescriptor)
         return 1UL;
     });
     EXPECT_NE(
-        Raised([&] { Host().CallGlobal<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); }), "");
+        Raised([&] { Host().CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); }), "");
 }

@@ -1,5 +1,8 @@
-#include "Host/Script/ClassTables.h"
-
+// What is registered, as a program sees it: a class is a table that makes objects when it is called, a module a
+// table, a function a global. All of it comes from the records.
+//
+// The tables in Lua hold, by the name of the member: a function for a method, the value of a constant, and a pointer
+// to a Member for what is read or assigned through code.
 #include "Host/Script/Members.h"
 
 #include <map>
@@ -160,7 +163,6 @@ void OpenFunctions(lua_State *state)
 
 void OpenClasses(lua_State *state)
 {
-    OpenValues(state);
     for (const Class &type : Host::Current().classes.All()) {
         if (type.name != "Array" && !type.name.empty()) OpenClass(state, type);
     }

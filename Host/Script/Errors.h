@@ -59,6 +59,4 @@ std::string ReportOfTop(lua_State *state);
 // The message handler of protected calls.
 void PushLocator(lua_State *state);
 
-void OpenErrors(lua_State *state);
-
 } // namespace host

@@ -8,9 +8,6 @@ namespace host {
 // The text of Docs/reference.md, put in at build time.
 extern const char referencePage[];
 
-// Makes the global function known.
-void OpenHelp(lua_State *state);
-
 // How the last word of a line may go on: the whole words, in the order of the alphabet. After "name." and "name:" they
 // are the members of that value; a colon asks for methods alone.
 std::vector<std::string> Completions(lua_State *state, std::string_view line);

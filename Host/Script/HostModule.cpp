@@ -1,5 +1,4 @@
-#include "Host/Script/HostModule.h"
-
+// The module "host": the host's loop, its sockets, and what tests need of the system.
 #include "Host/Script/Values.h"
 
 #include <algorithm>
@@ -110,9 +109,23 @@ int ListDescriptors(lua_State *state)
 
 // --- the host's sockets ------------------------------------------------------------------------------------
 
-// An open socket with what `use` does with it and its address, under the name `what`. The address may be left out.
-int OpenSocket(lua_State *state, const char *className, int type, const char *what,
-               int (*use)(int, const sockaddr *, socklen_t))
+int BindAndListen(int descriptor, const sockaddr *address, socklen_t length)
+{
+    return bind(descriptor, address, length) == 0 ? listen(descriptor, 16) : -1;
+}
+
+struct SocketKind {
+    const char *name, *className;
+    int type;
+    int (*use)(int descriptor, const sockaddr *address, socklen_t length);
+};
+constexpr SocketKind tcp = {"tcp", "TCPSocket", SOCK_STREAM, connect};
+constexpr SocketKind tcpListener = {"tcpListener", "TCPSocket", SOCK_STREAM, BindAndListen};
+constexpr SocketKind udp = {"udp", "UDPSocket", SOCK_DGRAM, bind};
+
+// ([address,] [port]): a socket of this kind, used with its address; by itself a free port of the loopback address.
+template <const SocketKind &kind>
+int OpenSocket(lua_State *state)
 {
     bool hasAddress = lua_type(state, 1) == LUA_TSTRING;
     int portIndex = hasAddress ? 2 : 1;
@@ -120,42 +133,19 @@ int OpenSocket(lua_State *state, const char *className, int type, const char *wh
     if (port < 0 || port > UINT16_MAX) throw Mistake(std::to_string(port) + " is no port");
     addrinfo hints{}, *made = nullptr;
     hints.ai_flags = AI_NUMERICHOST;
-    hints.ai_socktype = type;
+    hints.ai_socktype = kind.type;
     std::string address = hasAddress ? lua_tostring(state, 1) : "127.0.0.1";
     if (int fault = getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &made); fault != 0) {
         throw Mistake(address + ": " + gai_strerror(fault));
     }
     std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> found(made, freeaddrinfo);
-    int descriptor = socket(found->ai_family, type | SOCK_CLOEXEC, 0);
-    Owned socket(NewSocket(className, descriptor));
-    if (descriptor < 0 || use(descriptor, found->ai_addr, found->ai_addrlen) != 0) {
-        throw Mistake(std::string(what) + ": " + std::strerror(errno));
+    int descriptor = socket(found->ai_family, kind.type | SOCK_CLOEXEC, 0);
+    Owned socket(NewSocket(kind.className, descriptor));
+    if (descriptor < 0 || kind.use(descriptor, found->ai_addr, found->ai_addrlen) != 0) {
+        throw Mistake(std::string(kind.name) + ": " + std::strerror(errno));
     }
     PushObject(state, std::move(socket));
     return 1;
-}
-
-int BindAndListen(int descriptor, const sockaddr *address, socklen_t length)
-{
-    return bind(descriptor, address, length) == 0 ? listen(descriptor, 16) : -1;
-}
-
-// tcp(address, port): connected.
-int OpenTCP(lua_State *state)
-{
-    return OpenSocket(state, "TCPSocket", SOCK_STREAM, "tcp", connect);
-}
-
-// tcpListener([address,] port)
-int OpenListener(lua_State *state)
-{
-    return OpenSocket(state, "TCPSocket", SOCK_STREAM, "tcpListener", BindAndListen);
-}
-
-// udp([port]): bound to the loopback address.
-int OpenUDP(lua_State *state)
-{
-    return OpenSocket(state, "UDPSocket", SOCK_DGRAM, "udp", bind);
 }
 
 // --- what the system offers -----------------------------------------------------------------------------------
@@ -241,9 +231,9 @@ constexpr luaL_Reg functions[] = {
     {"step", LuaFunction<Step>},
     {"exception", LuaFunction<RaiseException>},
     {"raiseStandard", LuaFunction<RaiseStandard>},
-    {"tcp", LuaFunction<OpenTCP>},
-    {"tcpListener", LuaFunction<OpenListener>},
-    {"udp", LuaFunction<OpenUDP>},
+    {tcp.name, LuaFunction<OpenSocket<tcp>>},
+    {tcpListener.name, LuaFunction<OpenSocket<tcpListener>>},
+    {udp.name, LuaFunction<OpenSocket<udp>>},
     {"ignoreBrokenPipes", IgnoreBrokenPipes},
     {"sleep", Sleep},
     {"time", Time},

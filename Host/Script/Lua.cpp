@@ -1,9 +1,6 @@
 #include "Host/Script/Lua.h"
 
 #include "Host/Script/Calls.h"
-#include "Host/Script/ClassTables.h"
-#include "Host/Script/Help.h"
-#include "Host/Script/HostModule.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -140,6 +137,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words) : host(runt
     lua_gc(current, LUA_GCGEN, 0, 0); // as Lua's own program: what a program receives mostly dies young
     lua_warning(current, "@on", 0);   // an exception in a destructor that the collector runs
     OpenErrors(current);
+    OpenValues(current);
     OpenClasses(current);
     OpenHostModule(current);
     OpenHelp(current);

@@ -105,4 +105,15 @@ void SetFunction(lua_State *state, const char *name)
     lua_setfield(state, -2, name);
 }
 
+// What a new state is given: the metatable of exceptions, the table of proxies, what is registered, the module "host",
+// and help().
+void OpenErrors(lua_State *state);
+void OpenValues(lua_State *state);
+void OpenClasses(lua_State *state);
+void OpenHostModule(lua_State *state);
+void OpenHelp(lua_State *state);
+
+// Leaves the program's host.onError, whatever it is.
+void PushErrorHandler(lua_State *state);
+
 } // namespace host

@@ -26,8 +26,6 @@ void PushObject(lua_State *state, Owned<REALobjectStruct> object);
 // has none.
 bool PushExistingProxy(lua_State *state, const REALobjectStruct *object);
 
-void OpenValues(lua_State *state);
-
 // Completes the metatable on top of the stack to one of proxies.
 void SetProxyFunctions(lua_State *state, const std::string &name);
 

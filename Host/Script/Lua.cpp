@@ -170,8 +170,22 @@ void Script::RunLoaded()
     throw Mistake(report);
 }
 
+// The global "arg", as Lua's own program sets it: the program's name, then its arguments.
+void Script::SetArguments(const std::string &name)
+{
+    lua_createtable(current, static_cast<int>(arguments.size()), 1);
+    PushBytes(current, name);
+    lua_rawseti(current, -2, 0);
+    for (std::size_t i = 0; i < arguments.size(); i++) {
+        PushBytes(current, arguments[i]);
+        lua_rawseti(current, -2, static_cast<lua_Integer>(i) + 1);
+    }
+    lua_setglobal(current, "arg");
+}
+
 void Script::RunFile(const std::string &path)
 {
+    SetArguments(path);
     if (path != "-") RequireFrom(std::filesystem::absolute(path).parent_path());
     Load(luaL_loadfilex(current, path != "-" ? path.c_str() : nullptr, "t"));
     RunLoaded();

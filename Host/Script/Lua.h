@@ -72,6 +72,7 @@ class Script {
     void Load(int status);
     int LoadLine(const std::string &line, const char *name);
     void RunLoaded();
+    void SetArguments(const std::string &name);
     void RequireFrom(const std::string &folder);
 
     struct HandlerError {

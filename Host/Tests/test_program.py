@@ -178,10 +178,11 @@ class Exploring(unittest.TestCase):
 
     def test_programs_come_from_anywhere(self):
         with tempfile.TemporaryDirectory() as folder:
-            for name, text in (("helper.lua", "return 'help at hand'"), ("main.lua", "print(require('helper'), ...)")):
+            for name, text in (("helper.lua", "return 'help at hand'"),
+                               ("main.lua", "print(require('helper'), arg[1], ...)")):
                 with open(os.path.join(folder, name), "w") as file:
                     file.write(text)
-            self.assertEqual(vynhost(os.path.join(folder, "main.lua"), "-x")[1], "help at hand\t-x\n")
+            self.assertEqual(vynhost(os.path.join(folder, "main.lua"), "-x")[1], "help at hand\t-x\t-x\n")
         self.assertEqual(vynhost("-", "a", given="print(...)")[1], "a\n")
         self.assertEqual(vynhost("-e", "6 * 7, ...", "x", "--help")[1], "42\tx\t--help\n")
 

@@ -335,7 +335,7 @@ std::string Run(const Step &step)
 
 long Sweep(const std::function<std::string(long nth)> &run)
 {
-    for (long nth = 1, failed = 0;; nth += Emulated() ? 17 : 1, failed++) {
+    for (long nth = 1, failed = 0;; nth += Emulated() ? 7 : 1, failed++) {
         std::string said = InChild([&] { return run(nth); });
         if (said == kNoSuch) return failed;
         EXPECT_EQ(said, "") << "number " << nth;

@@ -32,58 +32,21 @@ struct Record {
     std::int64_t number;
 };
 
-std::string trace;
 REALclassDefinition probe;
 REALevent probeEvents[2];
-
-long Add(REALobjectStruct *, long first, long second)
-{
-    return first + second;
-}
-
-REALstringStruct *MakeAndRaise(REALobjectStruct *)
-{
-    Owned exception(Entry<REALobjectStruct *(const char *)>("PluginNewInstance")("NilObjectException"));
-    Entry<void(REALobjectStruct *)>("RuntimeRaiseException")(exception.Get());
-    return host::NewString("a result that nobody gets");
-}
-
-void DestructorOfRecord(REALobjectStruct *object)
-{
-    trace += "record ";
-    Lock(object);
-    Unlock(object);
-    auto record = reinterpret_cast<Record *>(reinterpret_cast<char *>(object) + probe.forSystemUse);
-    Entry<void(REALstringStruct *)>("REALUnlockString")(record->name);
-}
-
-void DestructorMethod(REALobjectStruct *)
-{
-    trace += "method ";
-}
 
 REALproperty properties[] = {
     Field("Name", "String", offsetof(Record, name)), Field("Number", "integer", offsetof(Record, number)),
     Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends after the block
 };
-REALmethodDefinition methods[] = {
-    METHOD("Add(first as Integer, second as Integer = 2) as Integer", Add),
-    METHOD("MakeAndRaise as String", MakeAndRaise),
-    METHOD("Destructor", DestructorMethod),
-};
-
 void RegisterProbe()
 {
-    trace.clear();
     probeEvents[0] = Event("First");
     probeEvents[1] = Event("Second");
     probe = {.name = "Probe",
              .dataSize = sizeof(Record),
-             .destructor = DestructorOfRecord,
              .properties = properties,
              .propertyCount = std::size(properties),
-             .methods = methods,
-             .methodCount = std::size(methods),
              .events = probeEvents,
              .eventCount = std::size(probeEvents)};
     Entry<void(int)>("RegisterPluginVersion")(13);
@@ -154,13 +117,6 @@ TEST(Ledger, NoticesEveryMisuseOfAHandle)
              Owned object(Host::Current().New("Probe"));
              Entry<long(REALobjectStruct *)>("memoryBlockGetSize")(object.Get());
          }},
-        {"a background task was removed that is not there: 7",
-         [] { Entry<void(int)>("PluginUnregisterBackgroundTask")(7); }},
-        {"what was raised is no exception",
-         [] {
-             Owned object(Host::Current().New("Probe"));
-             Entry<void(REALobjectStruct *)>("RuntimeRaiseException")(object.Get());
-         }},
         {"an event was looked up that MemoryBlock does not have",
          [] {
              Owned block(host::NewMemoryBlock("x", 1));
@@ -194,54 +150,3 @@ TEST(Ledger, NoticesAWriteAfterTheRelease)
     }
 }
 #endif
-
-TEST(Objects, DieOnceWithBothDestructors)
-{
-    Host host;
-    RegisterProbe();
-    REALobjectStruct *object = host.New("Probe");
-    host.Set(object, "Name", Owned(host::NewString("its own")).Get());
-    Lock(object);
-    Unlock(object);
-    EXPECT_EQ(trace, "");
-    Unlock(object);
-    EXPECT_EQ(trace, "record method ");
-    EXPECT_EQ(host.Complaints(), "");
-}
-
-TEST(Exceptions, AreThrownByTheCallerAndTheResultIsReleased)
-{
-    Host host;
-    RegisterProbe();
-    Owned object(host.New("Probe"));
-    EXPECT_THROW(host.Call<REALstringStruct *>(object.Get(), "MakeAndRaise as String"), host::Exception);
-    EXPECT_EQ(host.Call<long>(object.Get(), "Add(a as Integer, b as Integer) as Integer", 40, 2), 42);
-    EXPECT_EQ(host.ledger.Live(), (host::References{0, 1, 0}));
-}
-
-TEST(Tasks, ComeAndGoDuringAStep)
-{
-    Host host;
-    static std::string order;
-    order.clear();
-    auto add = Entry<int(void (*)(void *), unsigned int, void *)>("PluginRegisterBackgroundTask");
-    auto remove = Entry<void(int)>("PluginUnregisterBackgroundTask");
-    static void (*removeTask)(int);
-    removeTask = remove;
-    EXPECT_EQ(add(
-                  [](void *) {
-                      order += "a";
-                      removeTask(1);
-                      removeTask(2);
-                      Host::Current().tasks.Add({[](void *) { order += "d"; }, 10, nullptr});
-                  },
-                  10, nullptr),
-              1);
-    EXPECT_EQ(add([](void *) { order += "b"; }, 10, nullptr), 2);
-    EXPECT_EQ(add([](void *) { order += "c"; }, 10, nullptr), 3);
-    host.tasks.Step();
-    EXPECT_EQ(order, "ac");
-    EXPECT_TRUE(host.tasks.Run(5.0, [] { return order.size() >= 4; }));
-    EXPECT_EQ(order, "accd");
-    EXPECT_FALSE(host.tasks.Run(0.0));
-}

@@ -16,7 +16,7 @@ HOST = os.environ["VYN_HOST"]
 HERE = os.path.dirname(os.path.abspath(__file__))
 LIMIT = 60  # seconds for anything
 
-EACCES, EADDRINUSE, EADDRNOTAVAIL, EMSGSIZE, ENETUNREACH, ENOBUFS, ENODEV = 13, 98, 99, 90, 101, 105, 19
+ENETUNREACH = 101
 GROUP = "239.1.2.3"
 NAMES = "127.0.0.1 localhost\n10.0.0.2 both four\nfd00::2 both six\n255.255.255.255 all\n"
 TRIAL = "ip link add wire type veth && ip address add fd00::1/64 dev wire && mount --bind /etc/hosts /etc/hosts"
@@ -104,50 +104,9 @@ class Multicast(Machines):
             self.near.does(f"socket.{setting}; return socket.Lasterror", 0)
             self.send("'x'", GROUP)
             self.assertEqual((self.near.ask("got()"), self.far.ask("got()")), ("x" * here, "x" * there), setting)
-        self.far.does(f"socket:DropMembership('{GROUP}', '10.0.0.2'); return socket.Lasterror", 0)
-        self.near.does("socket.MulticastInterface = '10.0.0.1'")
-        self.send("'x'", GROUP)
-        self.far.does("got()", "")
-
-    def test_memberships_have_their_limits(self):
-        self.receivers()
-        self.near.does(f"socket:AddMembership('{GROUP}'); return socket.Lasterror", ENODEV)  # no route
-        for what, last, wanted in (*(("Add", i, 0) for i in range(1, 21)), ("Add", 21, ENOBUFS), ("Add", 7, EADDRINUSE),
-                                   ("Drop", 21, EADDRNOTAVAIL), ("Drop", 7, 0), ("Add", 21, 0)):
-            self.near.does(f"socket:{what}Membership('239.0.0.{last}', '10.0.0.1'); return socket.Lasterror", wanted)
 
 
 class Unicast(Machines):
-    def test_broadcast_needs_its_option(self):
-        self.receivers()
-        self.send("'x'", "10.0.0.255", EACCES)
-        self.near.does("socket.Broadcast = true")
-        self.send("'to all'", "10.0.0.255")
-        self.far.does("got()", "to all")
-
-    def test_large_datagrams_cross_a_small_wire_in_pieces(self):
-        for machine in (self.near, self.far):
-            machine.run("ip", "link", "set", "wire", "mtu", "576")
-        self.receivers()
-        pattern = "(string.rep('0123456789abc', 5039))"  # 65,507 bytes
-        self.send(pattern, "10.0.0.2")
-        self.far.does(f"got() == {pattern}", "true")
-        self.near.does("raw = RAWSocketVYN(2, 3, 255)")  # with its own header: as it is, or not at all
-        for size, wanted in ((576, "576; 0"), (577, f"-1; {EMSGSIZE}")):
-            packet = f"('E' .. ('\\0'):rep({size - 1}))"
-            self.near.does(f"raw:SendMessage({packet}, '10.0.0.2', 0), raw.Lasterror", wanted)
-
-    def test_without_a_route_the_program_hears_of_it(self):
-        self.receivers()
-        self.send("'x'", "192.0.2.1", ENETUNREACH)
-        self.near.does("RAWSocketVYN(2, 1, 6):Connect('192.0.2.1', 80)",
-                       "false; Socket connect failed with error 101: Network is unreachable")
-        self.near.run("ip", "link", "set", "wire", "down")
-        self.send("'x'", "10.0.0.2", ENETUNREACH)
-        self.near.run("ip", "link", "set", "wire", "up")
-        self.send("'back'", "10.0.0.2")
-        self.far.does("got()", "back")
-
     def test_echo_by_hand_is_answered(self):
         self.far.does("raw = RAWSocketVYN(2, 3, 1)")
         output = self.near.run(HOST, os.path.join(HERE, "..", "..", "Examples", "ping.lua"), "10.0.0.2")

@@ -27,35 +27,19 @@ TEST(Debug, TheEnvironmentSwitchesItOn)
     EXPECT_FALSE(setDebugging(0));
 }
 
-TEST(Debug, EachTypeHasItsLine)
+TEST(Debug, TextIsNeverAFormatAndAPointerNoTruthValue)
 {
     int place = 0;
-    char text[] = "text";
     auto log = CaptureLog([&] {
-        LogMessage("x");
-        LogMessage("x", 1L, 2L);
-        LogMessage("x", -1);
-        LogMessage("x", ~0UL);
-        LogMessage("x", -1LL, 2LL);
-        LogMessage("x", ~0ULL);
-        LogMessage("x", 1.5, 2.5, 3.5);
-        LogMessage("x", text, "b");
-        LogMessage("x", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10);
-        LogMessage("x", 7U, 8U, 9U);
-        LogMessage(L"wide");
+        LogMessage("%n%s%1000000d", "%n%s");
         LogMessage("x", L"wide");
-        LogMessage("x", static_cast<const void *>(nullptr));
-        LogMessage("%n%s%1000000d", "%n%s"); // text is never a format
-        LogMessage("x", &place);             // a pointer is no truth value
+        LogMessage("x", ~0ULL);
+        LogMessage("x", &place);
     });
     char address[32];
-    std::snprintf(address, sizeof address, "%p", static_cast<const void *>(&place));
-    EXPECT_EQ(log, (Lines{"VYN Debug: x", "VYN Debug: x 1, 2", "VYN Debug: x -1", "VYN Debug: x 18446744073709551615",
-                          "VYN Debug: x -1, 2", "VYN Debug: x 18446744073709551615",
-                          "VYN Debug: x 1.500000, 2.500000, 3.500000", "VYN Debug: x text, b",
-                          "VYN Debug: x 1, 2, 3, 4, 5, 6, 7, 8, 9, 10", "VYN Debug: x 7, 8, 9", "VYN Debug: wide",
-                          "VYN Debug: x wide", "VYN Debug: x (nil)", "VYN Debug: %n%s%1000000d %n%s",
-                          std::string("VYN Debug: x ") + address}));
+    std::snprintf(address, sizeof address, "VYN Debug: x %p", static_cast<const void *>(&place));
+    EXPECT_EQ(log, (Lines{"VYN Debug: %n%s%1000000d %n%s", "VYN Debug: x wide", "VYN Debug: x 18446744073709551615",
+                          address}));
 }
 
 TEST(Debug, LinesAreCutAndTheErrorNumberStaysWhateverTheStreamDoes)

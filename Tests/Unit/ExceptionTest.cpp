@@ -56,12 +56,6 @@ TEST_F(Exceptions, TheMessageArrivesInEveryForm)
     }
 }
 
-TEST_F(Exceptions, AHostWithoutExceptionsRaisesNothing)
-{
-    StartHost({.without = {"PluginNewInstance"}});
-    EXPECT_EQ(Raised([] { RaiseException("NilObjectException", "it is nil"); }), "nothing");
-}
-
 TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
 {
     StartHost();

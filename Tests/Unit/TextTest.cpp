@@ -312,20 +312,3 @@ TEST_F(Text, AHostThatThrowsLosesNoReferenceAndIsNotAskedAgain)
     // The text of the exception can't be made either.
     EXPECT_THROW(REALBuildUnicodeString("text", 4, kEncodingASCII), std::bad_alloc);
 }
-
-TEST_F(Text, IsInTheLogWithItsHandle)
-{
-    StartHost();
-    String string(host::NewString("caf\xC3\xA9"));
-    RuntimeText *text = host::NewText("caf\xC3\xA9");
-    auto log = CaptureLog([&] {
-        LogMessage(string.Get());
-        LogMessage("x", string.Get());
-        LogMessage("x", text);
-        LogMessage("x", static_cast<RuntimeText *>(nullptr));
-    });
-    auto at = [](const void *handle) { return (std::ostringstream() << handle).str() + ": caf\xC3\xA9"; };
-    EXPECT_EQ(log, (Lines{"VYN Debug: " + at(string.Get()), "VYN Debug: x " + at(string.Get()),
-                          "VYN Debug: x " + at(text), "VYN Debug: x (nil) and no text"}));
-    host::Release(text);
-}

@@ -1,6 +1,7 @@
 #include "Host/Script/Calls.h"
 
 #include <algorithm>
+
 namespace host {
 namespace {
 

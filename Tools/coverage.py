@@ -1,24 +1,25 @@
 #!/usr/bin/env python3
-"""Says what the tests did not reach of the library, and whether each such place is known.
+"""Says which lines of the library the tests did not reach, and whether each of them is known.
 
-    Tools/coverage.py COUNTS EXCEPTIONS        what `gcovr --json` wrote, and the list of known places
+    Tools/coverage.py COUNTS EXCEPTIONS        what `gcovr --json` wrote, and the list of known lines
 
-The list has a reason on a line of its own that begins with "#", and below it the places that it holds for: the
-file, a colon and the line of code as it is there. A place that was not reached and is not listed is an error,
-and so is one that is listed and was reached after all.
+The list has a reason on a line of its own that begins with "#", and below it the lines that it holds for: the file, a
+colon and the line of code as it is there. A line that was not reached and is not listed is an error, and so is one that
+is listed and was reached after all. Branches are counted, and no more: whether a line's condition is tried from both
+sides shows in Tools/mutate.py.
 """
 import json
 import pathlib
 import sys
 
 
-def places(text):
-    """The places of a list."""
+def listed_lines(text):
+    """The lines of a list, each with its file."""
     return {tuple(line.split(": ", 1)) for line in text.splitlines() if line and not line.startswith("#")}
 
 
 def unreached(files):
-    """Each place with a line or a branch that no test took; and the counts of lines and branches, taken and all."""
+    """Each line that no test took; and the counts of lines and branches, taken and all."""
     missing, lines, branches = set(), [0, 0], [0, 0]
     for file in files:
         source = pathlib.Path(file["file"]).read_text(encoding="utf-8").splitlines()
@@ -30,7 +31,7 @@ def unreached(files):
             lines[1] += 1
             branches[0] += sum(taken)
             branches[1] += len(taken)
-            if line["count"] == 0 or not all(taken):
+            if line["count"] == 0:
                 missing.add((file["file"], source[line["line_number"] - 1].strip()))
     return missing, lines, branches
 
@@ -38,10 +39,10 @@ def unreached(files):
 def main():
     counts, exceptions = sys.argv[1:]
     missing, lines, branches = unreached(json.loads(pathlib.Path(counts).read_text(encoding="utf-8"))["files"])
-    known = places(pathlib.Path(exceptions).read_text(encoding="utf-8"))
+    known = listed_lines(pathlib.Path(exceptions).read_text(encoding="utf-8"))
     for what, (taken, total) in ("lines", lines), ("branches", branches):
         print(f"{what}: {taken} of {total} reached, {100 * taken / total:.1f} %")
-    print(f"places not reached: {len(missing)}, with a reason in {exceptions}: {len(missing & known)}")
+    print(f"lines not reached: {len(missing)}, with a reason in {exceptions}: {len(missing & known)}")
     for title, found in ("not reached, not listed", missing - known), ("listed, but reached", known - missing):
         for file, code in sorted(found):
             print(f"{title}: {file}: {code}")

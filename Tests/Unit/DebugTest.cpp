@@ -32,14 +32,14 @@ TEST(Debug, TextIsNeverAFormatAndAPointerNoTruthValue)
     int place = 0;
     auto log = CaptureLog([&] {
         LogMessage("%n%s%1000000d", "%n%s");
-        LogMessage("x", L"wide");
+        LogMessage(L"wide");
         LogMessage("x", ~0ULL);
         LogMessage("x", &place);
     });
     char address[32];
     std::snprintf(address, sizeof address, "VYN Debug: x %p", static_cast<const void *>(&place));
-    EXPECT_EQ(log, (Lines{"VYN Debug: %n%s%1000000d %n%s", "VYN Debug: x wide", "VYN Debug: x 18446744073709551615",
-                          address}));
+    EXPECT_EQ(
+        log, (Lines{"VYN Debug: %n%s%1000000d %n%s", "VYN Debug: wide", "VYN Debug: x 18446744073709551615", address}));
 }
 
 TEST(Debug, LinesAreCutAndTheErrorNumberStaysWhateverTheStreamDoes)

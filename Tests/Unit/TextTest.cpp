@@ -312,3 +312,17 @@ TEST_F(Text, AHostThatThrowsLosesNoReferenceAndIsNotAskedAgain)
     // The text of the exception can't be made either.
     EXPECT_THROW(REALBuildUnicodeString("text", 4, kEncodingASCII), std::bad_alloc);
 }
+
+TEST_F(Text, IsInTheLogWithItsHandle)
+{
+    StartHost();
+    String string(host::NewString("caf\xC3\xA9"));
+    RuntimeText *text = host::NewText("caf\xC3\xA9");
+    for (const std::string &line : CaptureLog([&] {
+             LogMessage(string.Get());
+             LogMessage("x", text);
+         }))
+        EXPECT_TRUE(line.ends_with(": caf\xC3\xA9")) << line;
+    LogMessage("x", static_cast<RuntimeText *>(nullptr));
+    host::Release(text);
+}

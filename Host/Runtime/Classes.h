@@ -101,7 +101,7 @@ class Classes {
     std::vector<std::string> findings;
 };
 
-// The first member of the list that matches, in the class or its superclasses; null when there is none.
+// The first member of the list that matches, in the class or its superclasses, or null.
 template <typename List, typename Matches>
 const typename List::value_type *FindMember(const Class &type, List Class::*list, Matches matches)
 {

@@ -26,7 +26,7 @@ class Exceptions {
     // Keeps the exception with a reference of its own. One that is pending already stays.
     void Raise(REALobjectStruct *exception);
 
-    // The pending one with the reference that was kept; null when there is none.
+    // The pending one with the reference that was kept, or null.
     REALobjectStruct *TakePending();
 
     void ThrowPending()

@@ -48,7 +48,7 @@ class MemberTable {
             MemberNamed(event.name).event = &event;
     }
 
-    // The constructor, which no longer is a method to be called; null when there is none.
+    // The constructor, which no longer is a method to be called, or null.
     const Member *TakeConstructor()
     {
         auto found = members.extract("Constructor");

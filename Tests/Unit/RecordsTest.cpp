@@ -254,8 +254,10 @@ TEST(Records, FlagsAreAdaptedToTheHost)
     FixFlags(static_cast<REALmethodDefinition *>(nullptr), 5, "");
     FixFlags(&sample.method, -1, "");
     EXPECT_EQ(sample.method.flags, 0x40000U);
-    FixFlags(&sample.method, "");
-    EXPECT_EQ(sample.method.flags, 0x0U);
+    REALmethodDefinition two[] = {sample.method, sample.method};
+    FixFlags(two, "");
+    EXPECT_EQ(two[0].flags, 0x0U);
+    EXPECT_EQ(two[1].flags, 0x40000U);
 }
 
 // Every member gets the same bad attribute and flags to be adapted.

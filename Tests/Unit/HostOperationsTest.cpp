@@ -40,7 +40,6 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
     EXPECT_EQ(FakeHost::Asked("REALGetStringEncoding"), 3);
 
-    // By whichever of two ways it is called.
     Provide("REALLockString", [](REALstringStruct *) {});
     Provide("REALUnlockString", [](REALstringStruct *) {});
     REALUnlockString(AnyHandle<REALstringStruct>(8));

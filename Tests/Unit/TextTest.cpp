@@ -318,11 +318,12 @@ TEST_F(Text, IsInTheLogWithItsHandle)
     StartHost();
     String string(host::NewString("caf\xC3\xA9"));
     RuntimeText *text = host::NewText("caf\xC3\xA9");
-    for (const std::string &line : CaptureLog([&] {
-             LogMessage(string.Get());
-             LogMessage("x", text);
-         }))
-        EXPECT_TRUE(line.ends_with(": caf\xC3\xA9")) << line;
-    LogMessage("x", static_cast<RuntimeText *>(nullptr));
+    auto log = CaptureLog([&] {
+        LogMessage(string.Get());
+        LogMessage("x", text);
+        LogMessage("x", static_cast<RuntimeText *>(nullptr));
+    });
+    EXPECT_TRUE(log.at(0).ends_with(": caf\xC3\xA9") && log.at(1).ends_with(": caf\xC3\xA9"));
+    EXPECT_EQ(log.at(2), "VYN Debug: x (nil) and no text");
     host::Release(text);
 }

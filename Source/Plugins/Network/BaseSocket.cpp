@@ -175,6 +175,7 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
+    // No more than an IPv6 address takes: of longer ones no text is made.
     LocalName local = {.length = sizeof local.name.address};
     if (!QueryName(*socket, local, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];

@@ -64,6 +64,17 @@ std::string CommonBeginning(const std::vector<std::string> &words)
     return {first.begin(), differ.first};
 }
 
+// One turn of the host's loop; what handlers did wrong is told.
+void TakeTurn(Script &script)
+{
+    try {
+        script.host.tasks.Step();
+        script.ShowHandlerError();
+    } catch (const Exception &exception) {
+        std::fprintf(stderr, "vynhost: %s\n", TextOf(exception).c_str());
+    }
+}
+
 } // namespace
 
 LineEditor::LineEditor(Script &user)
@@ -143,7 +154,7 @@ bool LineEditor::WaitForKey()
         interruptKey = 0;
         if (interrupted || isThere) return !interrupted;
         handlerRan = false;
-        script.Step();
+        TakeTurn(script);
         if (handlerRan) el_set(editor.get(), EL_REFRESH);
     }
 }

@@ -211,8 +211,6 @@ void AddArrayClass(Classes &classes)
     classes.AddOwnClasses({&definition, 1});
 }
 
-// --- entries -----------------------------------------------------------------------------------------------
-
 void *entry::REALCreateArray(unsigned int typeCode, long upperBound)
 {
     const ElementType *type = TypeOfCode(typeCode);

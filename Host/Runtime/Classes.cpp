@@ -42,16 +42,6 @@ std::string RemarkOn(const REALproperty &property)
 
 } // namespace
 
-bool Class::IsA(std::string_view className) const
-{
-    return SameName(name, className) || (super != nullptr && super->IsA(className));
-}
-
-void Classes::Finding(const std::string &subject, const char *fault)
-{
-    findings.push_back(subject + ": " + fault);
-}
-
 Class &Classes::AddClass(REALclassDefinition &definition)
 {
     const Class *super = definition.superName != nullptr ? Find(definition.superName) : nullptr;
@@ -78,8 +68,8 @@ Class &Classes::AddClass(REALclassDefinition &definition)
     AddProperties(type.sharedProperties, nullptr, Members(definition.sharedProperties, definition.sharedPropertyCount));
     AddEvents(type, Members(definition.events, definition.eventCount));
     AddConstants(type.constants, Members(definition.constants, definition.constantCount));
-    auto destructor = std::ranges::find_if(type.methods, Named("Destructor"));
-    if (destructor != type.methods.end()) type.destructor = destructor->address;
+    auto found = std::ranges::find_if(type.methods, Named("Destructor"));
+    if (found != type.methods.end()) type.destructor = reinterpret_cast<decltype(type.destructor)>(found->address);
     return type;
 }
 
@@ -184,8 +174,6 @@ std::vector<const Function *> Classes::AllFunctions() const
     }
     return all;
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 double entry::REALGetRBVersion()
 {

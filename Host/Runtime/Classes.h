@@ -29,7 +29,6 @@ struct Property {
     Type type;
     const REALproperty *record;
 
-    bool IsField() const { return record->getter.word == kStandardAccessor; } // read from the block itself
     bool ReadOnly() const { return record->setter.word == 0; }
 };
 
@@ -60,9 +59,12 @@ struct Class {
     std::vector<Property> properties{}, sharedProperties{};
     std::deque<Event> events{};
     std::vector<Constant> constants{};
-    void *destructor = nullptr; // its method of that name
+    void (*destructor)(REALobjectStruct *) = nullptr; // its method of that name
 
-    bool IsA(std::string_view className) const;
+    bool IsA(std::string_view className) const
+    {
+        return SameName(name, className) || (super != nullptr && super->IsA(className));
+    }
 };
 
 constexpr std::size_t mostParameters = 8; // of a function
@@ -95,7 +97,7 @@ class Classes {
     void AddProperties(std::vector<Property> &to, const Class *owner, std::span<REALproperty> properties);
     void AddEvents(Class &type, std::span<REALevent> events);
     void AddConstants(std::vector<Constant> &to, std::span<REALconstant> constants);
-    void Finding(const std::string &subject, const char *fault);
+    void Finding(const std::string &subject, const char *fault) { findings.push_back(subject + ": " + fault); }
 
     std::deque<Class> classes; // which stay where they are
     std::vector<std::string> findings;

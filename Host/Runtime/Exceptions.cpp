@@ -2,8 +2,6 @@
 
 #include "Host/Runtime/Host.h"
 
-#include <utility>
-
 namespace host {
 namespace {
 
@@ -73,19 +71,15 @@ void Exceptions::Raise(REALobjectStruct *exception)
         return;
     }
     if (pending == nullptr) {
-        Lock(exception);
+        entry::REALLockObject(exception);
         pending = exception;
     }
     raised.push_back(ValueOf(exception));
 }
 
-REALobjectStruct *Exceptions::TakePending()
+void Exceptions::ThrowPending()
 {
-    return std::exchange(pending, nullptr);
-}
-
-void Exceptions::Throw()
-{
+    if (pending == nullptr) return;
     Owned exception(TakePending());
     throw ValueOf(exception.Get());
 }
@@ -103,8 +97,6 @@ REALobjectStruct *Exceptions::RunGuarded(void (*function)(void *), void *data)
     pending = before.Leave();
     return stoppedBy.Leave();
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 void entry::REALRaiseException(REALobjectStruct *exception)
 {

@@ -7,6 +7,7 @@
 #include "Source/SDK/GlueCode/HostTypes.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace host {
@@ -27,13 +28,9 @@ class Exceptions {
     void Raise(REALobjectStruct *exception);
 
     // The pending one with the reference that was kept, or null.
-    REALobjectStruct *TakePending();
+    REALobjectStruct *TakePending() { return std::exchange(pending, nullptr); }
 
-    void ThrowPending()
-    {
-        if (pending != nullptr) Throw();
-    }
-
+    void ThrowPending();
     bool ArePending() const { return pending != nullptr; }
 
     // Runs the function; answers the exception that left it or that it raised, with a reference, or null.
@@ -42,8 +39,6 @@ class Exceptions {
     const std::vector<Exception> &Raised() const { return raised; } // all since the start, in order
 
   private:
-    [[noreturn]] void Throw();
-
     REALobjectStruct *pending = nullptr;
     std::vector<Exception> raised;
 };

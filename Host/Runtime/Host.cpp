@@ -59,14 +59,14 @@ Host::~Host()
     current = nullptr;
 }
 
-std::string Host::Complaints() const
+std::string Host::Complaints()
 {
     std::string text;
     for (const std::string &leak : ledger.Leaks())
         text += "still alive: " + leak + "\n";
+    ledger.GiveBackResting();
     for (const std::string &error : ledger.Errors())
         text += error + "\n";
-    if (ledger.RestingIsTouched()) text += "a released value was written to\n";
     return text;
 }
 

@@ -92,7 +92,7 @@ class Host {
     }
 
     // Leaks and errors, one a line; empty when all is well.
-    std::string Complaints() const;
+    std::string Complaints();
 
     const double version;
     Entries entries;

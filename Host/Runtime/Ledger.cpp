@@ -119,18 +119,6 @@ void Ledger::GiveBackOldest()
     std::free(value);
 }
 
-bool Ledger::RestingIsTouched() const
-{
-    return std::any_of(cells.begin(), cells.end(), [](const auto &entry) {
-        const auto &[address, cell] = entry;
-        if (cell.lives) return false;
-        ASAN_UNPOISON_MEMORY_REGION(address, cell.bytes);
-        bool isFilled = IsFilled(static_cast<const unsigned char *>(address), cell.bytes);
-        ASAN_POISON_MEMORY_REGION(address, cell.bytes);
-        return !isFilled;
-    });
-}
-
 void Ledger::Error(std::string text)
 {
     if (errors.size() < keptErrors) errors.push_back(std::move(text));

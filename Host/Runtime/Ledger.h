@@ -69,8 +69,12 @@ class Ledger {
     // One line for each living value: its kind, its content and its references.
     std::vector<std::string> Leaks() const;
 
-    // Whether a resting value was written to.
-    bool RestingIsTouched() const;
+    // Ends the rest of all released values: writes into them are found out now.
+    void GiveBackResting()
+    {
+        while (restingCount > 0)
+            GiveBackOldest();
+    }
 
     // What was done wrong with handles; the first hundred.
     const std::vector<std::string> &Errors() const { return errors; }

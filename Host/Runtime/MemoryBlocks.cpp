@@ -8,8 +8,7 @@ namespace host {
 namespace {
 
 struct Block {
-    unsigned char *data;
-    std::int64_t size;
+    MemoryBlockView view;
     bool owned;
 };
 
@@ -32,7 +31,7 @@ void Raise(const char *className, const char *message)
 void Destroy(REALobjectStruct *object)
 {
     Block &block = BlockOf(object);
-    if (block.owned) std::free(block.data);
+    if (block.owned) std::free(block.view.data);
     block = {};
 }
 
@@ -42,7 +41,7 @@ bool Allocate(REALobjectStruct *object, std::int64_t size)
     Destroy(object);
     auto data = static_cast<unsigned char *>(std::calloc(static_cast<std::size_t>(size) + 1, 1));
     if (data == nullptr) return false;
-    BlockOf(object) = {data, size, true};
+    BlockOf(object) = {{data, size}, true};
     return true;
 }
 
@@ -60,28 +59,28 @@ void ConstructFromString(REALobjectStruct *object, REALstringStruct *content)
 {
     auto bytes = BytesOf(content);
     Construct(object, static_cast<long>(bytes.size()));
-    if (BlockOf(object).data != nullptr) std::copy(bytes.begin(), bytes.end(), BlockOf(object).data);
+    if (auto data = BlockOf(object).view.data) std::copy(bytes.begin(), bytes.end(), data);
 }
 
 void *ToPointer(REALobjectStruct *object)
 {
-    return BlockOf(object).data;
+    return BlockOf(object).view.data;
 }
 
 void FromPointer(REALobjectStruct *object, void *data)
 {
     Destroy(object);
-    BlockOf(object) = {static_cast<unsigned char *>(data), -1, false};
+    BlockOf(object) = {{static_cast<unsigned char *>(data), -1}, false};
 }
 
 long GetSize(REALobjectStruct *object, long)
 {
-    return BlockOf(object).size;
+    return BlockOf(object).view.size;
 }
 
 REALstringStruct *GetBytes(REALobjectStruct *object)
 {
-    const Block &block = BlockOf(object);
+    auto block = BlockOf(object).view;
     if (block.size >= 0) return NewString({reinterpret_cast<char *>(block.data), static_cast<std::size_t>(block.size)});
     Raise("UnsupportedOperationException", "The size of this memory block is not known.");
     return nullptr;
@@ -89,7 +88,7 @@ REALstringStruct *GetBytes(REALobjectStruct *object)
 
 unsigned char *ByteAt(REALobjectStruct *object, long offset)
 {
-    const Block &block = BlockOf(object);
+    auto block = BlockOf(object).view;
     if (offset >= 0 && offset < block.size) return block.data + offset;
     Raise("OutOfBoundsException", "The memory block has no such byte.");
     return nullptr;
@@ -138,14 +137,6 @@ REALclassDefinition definition{
     .methodCount = std::size(methods),
 };
 
-bool IsBlock(REALobjectStruct *object, const char *operation)
-{
-    const Class *type = ClassOf(object, operation);
-    if (type != nullptr && !type->isMemoryBlock)
-        Host::Current().ledger.Error("a memory block was expected, but found: " + type->name);
-    return type != nullptr && type->isMemoryBlock;
-}
-
 } // namespace
 
 void AddMemoryBlockClass(Classes &classes)
@@ -158,27 +149,26 @@ REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)
 {
     Owned block(NewInstance(BlockClass()));
     if (block.Get() == nullptr || !Allocate(block.Get(), static_cast<std::int64_t>(count))) return nullptr;
-    if (count != 0) std::memcpy(BlockOf(block.Get()).data, bytes, count);
+    if (count != 0) std::memcpy(BlockOf(block.Get()).view.data, bytes, count);
     return block.Leave();
 }
 
 MemoryBlockView ViewOf(REALobjectStruct *object)
 {
-    if (!IsBlock(object, "reading of a memory block")) return {};
-    const Block &block = BlockOf(object);
-    return {block.data, block.size};
+    const Class *type = ClassOf(object, "reading of a memory block");
+    if (type == nullptr || type->isMemoryBlock) return type != nullptr ? BlockOf(object).view : MemoryBlockView{};
+    Host::Current().ledger.Error("a memory block was expected, but found: " + type->name);
+    return {};
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 void *entry::REALMemoryBlockGetPtr(REALmemoryBlockStruct *block)
 {
-    return IsBlock(AsObject(block), REALMemoryBlockGetPtrName) ? BlockOf(AsObject(block)).data : nullptr;
+    return ViewOf(AsObject(block)).data;
 }
 
 long entry::REALMemoryBlockGetSize(REALmemoryBlockStruct *block)
 {
-    return IsBlock(AsObject(block), REALMemoryBlockGetSizeName) ? BlockOf(AsObject(block)).size : 0;
+    return ViewOf(AsObject(block)).size;
 }
 
 REALmemoryBlockStruct *entry::REALPtrToMemoryBlock(void *data)

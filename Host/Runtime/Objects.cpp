@@ -5,13 +5,11 @@
 namespace host {
 namespace {
 
-using Destructor = void (*)(REALobjectStruct *);
-
 void RunDestructors(REALobjectStruct *object, const Class &type)
 {
     for (const Class *level = &type; level != nullptr; level = level->super) {
         if (level->definition->destructor != nullptr) level->definition->destructor(object);
-        if (level->destructor != nullptr) reinterpret_cast<Destructor>(level->destructor)(object);
+        if (level->destructor != nullptr) level->destructor(object);
     }
 }
 
@@ -31,11 +29,6 @@ REALobjectStruct *NewInstance(const Class &type)
 {
     auto size = type.offset + type.dataSize - sizeof(Value);
     return reinterpret_cast<REALobjectStruct *>(Host::Current().ledger.Create(Kind::Object, size, &type));
-}
-
-void Lock(REALobjectStruct *object)
-{
-    entry::REALLockObject(object);
 }
 
 void Release(REALobjectStruct *object)
@@ -62,8 +55,6 @@ void *InstanceBlock(REALobjectStruct *object, const Class &type)
 {
     return reinterpret_cast<unsigned char *>(object) + type.offset;
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 void entry::REALLockObject(REALobjectStruct *object)
 {

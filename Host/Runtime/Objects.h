@@ -13,7 +13,6 @@ namespace host {
 // One reference for the caller; no constructor runs. Null when there is no memory.
 REALobjectStruct *NewInstance(const Class &type);
 
-void Lock(REALobjectStruct *object);
 void Release(REALobjectStruct *object);
 
 // Takes one reference of any kind of value away, and ends what has no other. Nothing happens for nil or Dead.

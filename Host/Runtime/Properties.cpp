@@ -62,7 +62,7 @@ Word ReadProperty(REALobjectStruct *object, const Property &property)
 {
     const REALproperty &record = *property.record;
     Word word;
-    if (property.IsField()) {
+    if (record.getter.word == kStandardAccessor) {
         word = LoadField(FieldOf(object, property), property.type);
         LockWord(property.type.kind, word);
     } else {
@@ -98,8 +98,6 @@ void ReleaseWord(TypeKind kind, Word word)
 {
     Release(FromWord<const void *>(word), KindOf(kind), "release of a value");
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 unsigned long entry::REALGetPropValueString(REALobjectStruct *object, const char *name, REALstringStruct **value)
 {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <iconv.h>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace host {
 namespace {
@@ -74,6 +76,18 @@ std::optional<Conversion> Recode(std::string_view bytes, const Encoding &from, c
     return made;
 }
 
+// What can't be converted becomes a question mark; to or from "no declared encoding" the bytes stay what they are.
+// Nothing for a code that names no encoding.
+std::optional<std::string> Convert(std::string_view bytes, unsigned int from, unsigned int to)
+{
+    const Encoding *source = FindEncoding(from), *target = FindEncoding(to);
+    if (from == to || from == kEncodingNone || to == kEncodingNone) return std::string(bytes);
+    if (source == nullptr || target == nullptr) return {};
+    if (source->unit == 1 && target->unit == 1 && IsSevenBit(bytes)) return std::string(bytes);
+    auto made = Recode(bytes, *source, *target);
+    return made ? std::optional(std::move(made->result)) : std::nullopt;
+}
+
 Value *NewBytes(Kind kind, std::string_view bytes, unsigned int encoding)
 {
     if (bytes.empty()) return nullptr;
@@ -133,24 +147,12 @@ unsigned int EncodingOf(REALstringStruct *string)
     return value != nullptr ? value->encoding : static_cast<unsigned int>(kEncodingUTF8);
 }
 
-std::optional<std::string> Convert(std::string_view bytes, unsigned int from, unsigned int to)
-{
-    const Encoding *source = FindEncoding(from), *target = FindEncoding(to);
-    if (from == to || from == kEncodingNone || to == kEncodingNone) return std::string(bytes);
-    if (source == nullptr || target == nullptr) return {};
-    if (source->unit == 1 && target->unit == 1 && IsSevenBit(bytes)) return std::string(bytes);
-    auto made = Recode(bytes, *source, *target);
-    return made ? std::optional(std::move(made->result)) : std::nullopt;
-}
-
 bool IsUTF8(std::string_view bytes)
 {
     if (IsSevenBit(bytes)) return true;
     auto made = Recode(bytes, *FindEncoding(kEncodingUTF8), *FindEncoding(kEncodingUTF32));
     return made && made->isExact;
 }
-
-// --- entries -----------------------------------------------------------------------------------------------
 
 void entry::REALLockString(REALstringStruct *string)
 {

@@ -6,8 +6,6 @@
 
 #include "Source/SDK/GlueCode/HostTypes.h"
 
-#include <optional>
-#include <string>
 #include <string_view>
 
 namespace host {
@@ -26,9 +24,5 @@ std::string_view BytesOf(REALstringStruct *string);
 unsigned int EncodingOf(REALstringStruct *string);
 
 bool IsUTF8(std::string_view bytes);
-
-// What can't be converted becomes a question mark; to or from "no declared encoding" the bytes stay what they
-// are. Nothing for a code that names no encoding.
-std::optional<std::string> Convert(std::string_view bytes, unsigned int from, unsigned int to);
 
 } // namespace host

@@ -36,16 +36,12 @@ class MemberTable {
         (function.assigns ? member.assignments : member.methods).push_back(&function);
     }
 
-    void AddProperties(const std::vector<Property> &properties)
+    // The properties or the events of a list.
+    template <typename List>
+    void Add(const List &list, const typename List::value_type *Member::*place)
     {
-        for (const Property &property : properties)
-            MemberNamed(property.name).property = &property;
-    }
-
-    void AddEvents(const std::deque<Event> &events)
-    {
-        for (const Event &event : events)
-            MemberNamed(event.name).event = &event;
+        for (const auto &item : list)
+            MemberNamed(item.name).*place = &item;
     }
 
     // The constructor, which no longer is a method to be called, or null.
@@ -80,16 +76,12 @@ class MemberTable {
     std::map<std::string, Member *> members;
 };
 
-constexpr luaL_Reg accessors[] = {
-    {"__index", LuaFunction<ReadMember>},
-    {"__newindex", LuaFunction<AssignMember>},
-};
-
 // Takes the table of members off the stack and leaves a metatable through which they are reached.
 void PushMetatable(lua_State *state, const Class &type)
 {
     lua_newtable(state);
-    for (const auto &[event, function] : accessors) {
+    for (auto [event, function] :
+         {luaL_Reg{"__index", LuaFunction<ReadMember>}, {"__newindex", LuaFunction<AssignMember>}}) {
         lua_pushvalue(state, -2);
         PushBytes(state, type.name);
         lua_pushcclosure(state, function, 2);
@@ -97,7 +89,6 @@ void PushMetatable(lua_State *state, const Class &type)
     }
     lua_pushlightuserdata(state, const_cast<Class *>(&type));
     lua_setfield(state, -2, classField);
-    SetClosure<ListMembers>(state, "__pairs", {&type});
     lua_remove(state, -2);
 }
 
@@ -110,8 +101,8 @@ const Member *MakeObjectTable(lua_State *state, const Class &type)
         for (const Function &method : level->methods) {
             if (!method.name.starts_with("Operator_")) table.AddFunction(method);
         }
-        table.AddProperties(level->properties);
-        table.AddEvents(level->events);
+        table.Add(level->properties, &Member::property);
+        table.Add(level->events, &Member::event);
         for (const Function *function : Host::Current().classes.AllFunctions()) {
             if (SameName(function->extends, level->name)) table.AddFunction(*function);
         }
@@ -133,7 +124,7 @@ void OpenClass(lua_State *state, const Class &type)
     for (const Function &function : type.sharedMethods) {
         if (function.extends.empty()) table.AddFunction(function);
     }
-    table.AddProperties(type.sharedProperties);
+    table.Add(type.sharedProperties, &Member::property);
     lua_newtable(state);
     lua_newtable(state);
     table.SetFields();

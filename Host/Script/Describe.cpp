@@ -1,7 +1,7 @@
 #include "Host/Script/Describe.h"
 
 #include <algorithm>
-#include <span>
+#include <ranges>
 #include <stdexcept>
 
 namespace host {
@@ -35,15 +35,6 @@ std::string WithMembers(const Class &type)
     return text;
 }
 
-std::vector<const Class *> ClassesThenModules()
-{
-    std::vector<const Class *> all;
-    for (const Class &type : Host::Current().classes.All())
-        all.push_back(&type);
-    std::stable_partition(all.begin(), all.end(), [](const Class *type) { return !type->isModule; });
-    return all;
-}
-
 // The declarations of the members that are meant by "Owner.Member", or by the name alone in a module.
 std::string DeclarationsOf(const Class &owner, std::string_view name)
 {
@@ -69,31 +60,16 @@ std::vector<MemberLine> MembersOf(const Class &type)
     return lines;
 }
 
-std::vector<MemberLine> AllMembersOf(const Class &type)
-{
-    Lines lines;
-    for (const Class *level = &type; level != nullptr; level = level->super) {
-        auto own = MembersOf(*level);
-        lines.insert(lines.end(), own.begin(), own.end());
-        for (const Function *function : Host::Current().classes.AllFunctions()) {
-            if (SameName(function->extends, level->name)) Add(lines, "Extensions", std::span(function, 1));
-        }
-    }
-    std::erase_if(lines, [](const MemberLine &line) { return line.name.starts_with("Operator_"); });
-    return lines;
-}
-
 std::string Describe(std::string_view name)
 {
     std::string text;
-    for (const Class *type : ClassesThenModules()) {
-        bool isMeant = name.empty() ? !type->isOwn : SameName(type->name, name);
-        if (isMeant) {
-            text += (text.empty() ? "" : "\n") + WithMembers(*type);
-        } else if (!name.empty()) {
-            text += DeclarationsOf(*type, name);
-        }
-    }
+    auto add = [&](const Class &type) {
+        bool isMeant = name.empty() ? !type.isOwn : SameName(type.name, name);
+        text += isMeant ? (text.empty() ? "" : "\n") + WithMembers(type) : DeclarationsOf(type, name);
+    };
+    const auto &all = Host::Current().classes.All();
+    std::ranges::for_each(all | std::views::filter([](const Class &type) { return !type.isModule; }), add);
+    std::ranges::for_each(all | std::views::filter(&Class::isModule), add);
     if (text.empty()) throw std::invalid_argument("nothing is registered under the name " + std::string(name));
     return text;
 }

@@ -18,9 +18,6 @@ struct MemberLine {
 // The members of a class alone, or of a module.
 std::vector<MemberLine> MembersOf(const Class &type);
 
-// Those of the superclasses, and what extends them, as well.
-std::vector<MemberLine> AllMembersOf(const Class &type);
-
 // Classes in the order of registration with their members in theirs, then modules and single functions. With a name
 // that class or module, or "Class.Member", or a function. Throws std::invalid_argument when nothing has that name.
 std::string Describe(std::string_view name);

@@ -2,15 +2,12 @@
 
 #include "Host/Script/Lua.h"
 
-#include <cstring>
-
 namespace host {
 namespace {
 
 // The metatable of host exceptions, by its address in the registry.
 constexpr char exceptionKey = 0;
 
-constexpr char standardClass[] = "std::exception";
 constexpr char rootClass[] = "RuntimeException"; // says nothing that a text needs
 
 bool IsException(lua_State *state, int index)
@@ -69,14 +66,6 @@ bool TakePlace(lua_State *state, Exception &error)
     return false;
 }
 
-bool IsRaisedByError(lua_State *state)
-{
-    lua_Debug frame;
-    if (lua_getstack(state, 1, &frame) == 0) return false;
-    lua_getinfo(state, "n", &frame);
-    return frame.name != nullptr && std::strcmp(frame.name, "error") == 0;
-}
-
 // Runs where the error was raised: makes an exception of it that tells the place and the way there.
 int Locate(lua_State *state)
 {
@@ -84,7 +73,7 @@ int Locate(lua_State *state)
     bool isSpoken = false;
     if (!IsException(state, 1)) {
         Exception error = ErrorOnTop(state);
-        isSpoken = !TakePlace(state, error) && IsRaisedByError(state);
+        isSpoken = !TakePlace(state, error);
         PushException(state, error);
     }
     if (!TextField(state, "traceback").empty()) return 1;
@@ -117,11 +106,6 @@ void PushException(lua_State *state, const Exception &exception)
     lua_setfield(state, -2, "number");
     lua_rawgetp(state, LUA_REGISTRYINDEX, &exceptionKey);
     lua_setmetatable(state, -2);
-}
-
-void PushStandardException(lua_State *state, const char *message)
-{
-    PushException(state, {standardClass, message});
 }
 
 void PushMistake(lua_State *state, const char *text)

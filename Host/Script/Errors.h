@@ -34,13 +34,15 @@ inline int PushField(lua_State *state, std::string_view field)
     return lua_rawget(state, -2);
 }
 
+// The class of a standard exception of C++ in Lua.
+inline constexpr char standardClass[] = "std::exception";
+
 struct Mistake : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 // Leave the error on the stack, with the place where the program is.
 void PushException(lua_State *state, const Exception &exception);
-void PushStandardException(lua_State *state, const char *message);
 void PushMistake(lua_State *state, const char *text);
 
 // The error on top of the stack, a text of Lua's own as a RuntimeException; it stays there.

@@ -146,12 +146,15 @@ void PushValueOf(lua_State *state, std::string_view path)
 void AddNames(lua_State *state, std::string_view beginning, bool methodsOnly, std::set<std::string> &names)
 {
     auto add = [&](std::string_view name) {
-        if (name.starts_with(beginning)) names.emplace(name);
+        if (name.starts_with(beginning) && !name.starts_with("Operator_")) names.emplace(name);
     };
-    const Class *type = ClassOfValue(state, -1);
-    for (const MemberLine &line : type != nullptr ? AllMembersOf(*type) : std::vector<MemberLine>()) {
-        std::string_view section = line.section;
-        if (section == "Methods" || section == "Extensions" || !methodsOnly) add(line.name);
+    for (const Class *type = ClassOfValue(state, -1); type != nullptr; type = type->super) {
+        for (const MemberLine &line : MembersOf(*type)) {
+            if (line.section == std::string_view("Methods") || !methodsOnly) add(line.name);
+        }
+        for (const Function *function : Host::Current().classes.AllFunctions()) {
+            if (SameName(function->extends, type->name)) add(function->name);
+        }
     }
     if (!lua_istable(state, -1)) return;
     for (lua_pushnil(state); lua_next(state, -2) != 0; lua_pop(state, 1)) {

@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace host {
 namespace {
@@ -27,10 +28,20 @@ constexpr double mostSeconds = 1e9; // some thirty years, for math.huge
     throw Mistake("argument " + std::to_string(index) + " is to be " + wanted + ", not " + NameOfValue(state, index));
 }
 
-long IntegerArgument(lua_State *state, int index)
+template <typename Integer = long>
+Integer IntegerArgument(lua_State *state, int index)
 {
     if (!Accepts(state, index, {TypeKind::Integer})) Refuse(state, index, "an integer");
-    return lua_tointeger(state, index);
+    auto value = lua_tointeger(state, index);
+    if (!std::in_range<Integer>(value)) throw Mistake(std::to_string(value) + " is out of range");
+    return static_cast<Integer>(value);
+}
+
+std::chrono::duration<double> SecondsArgument(lua_State *state, int index)
+{
+    double seconds = lua_tonumber(state, index);
+    if (lua_type(state, index) != LUA_TNUMBER || !(seconds >= 0)) Refuse(state, index, "some seconds");
+    return std::chrono::duration<double>(std::min(seconds, mostSeconds));
 }
 
 std::string TextArgument(lua_State *state, int index)
@@ -54,13 +65,11 @@ int CountReferences(lua_State *state)
 int Run(lua_State *state)
 {
     bool hasCondition = lua_isfunction(state, 1);
-    int secondsIndex = hasCondition ? 2 : 1;
-    double seconds = lua_tonumber(state, secondsIndex);
-    if (lua_type(state, secondsIndex) != LUA_TNUMBER || !(seconds >= 0)) Refuse(state, secondsIndex, "some seconds");
+    auto time = SecondsArgument(state, hasCondition ? 2 : 1);
     Script &script = Script::Of(state);
     auto condition = [&] {
         script.ShowHandlerError();
-        script.CheckStop();
+        if (script.TakeStop()) throw Mistake("interrupted");
         if (!hasCondition) return false;
         lua_pushvalue(state, 1);
         Script::Call(state, 0, 1);
@@ -68,7 +77,7 @@ int Run(lua_State *state)
         lua_pop(state, 1);
         return holds;
     };
-    bool held = Host::Current().tasks.Run(std::min(seconds, mostSeconds), condition);
+    bool held = Host::Current().tasks.Run(time.count(), condition);
     script.ShowHandlerError();
     lua_pushboolean(state, held);
     return 1;
@@ -129,8 +138,7 @@ int OpenSocket(lua_State *state)
 {
     bool hasAddress = lua_type(state, 1) == LUA_TSTRING;
     int portIndex = hasAddress ? 2 : 1;
-    long port = lua_isnone(state, portIndex) ? 0 : IntegerArgument(state, portIndex);
-    if (port < 0 || port > UINT16_MAX) throw Mistake(std::to_string(port) + " is no port");
+    auto port = lua_isnone(state, portIndex) ? 0 : IntegerArgument<std::uint16_t>(state, portIndex);
     addrinfo hints{}, *made = nullptr;
     hints.ai_flags = AI_NUMERICHOST;
     hints.ai_socktype = kind.type;
@@ -149,7 +157,6 @@ int OpenSocket(lua_State *state)
 }
 
 // --- what the system offers -----------------------------------------------------------------------------------
-// No Bodies: these own nothing, so that an error of Lua may jump over them, as in Lua's own library.
 
 int IgnoreBrokenPipes(lua_State *)
 {
@@ -159,9 +166,7 @@ int IgnoreBrokenPipes(lua_State *)
 
 int Sleep(lua_State *state)
 {
-    double seconds = luaL_checknumber(state, 1);
-    luaL_argcheck(state, seconds >= 0, 1, "a number of seconds expected");
-    std::this_thread::sleep_for(std::chrono::duration<double>(std::min(seconds, mostSeconds)));
+    std::this_thread::sleep_for(SecondsArgument(state, 1));
     return 0;
 }
 
@@ -172,17 +177,9 @@ int Time(lua_State *state)
     return 1;
 }
 
-// The number of the argument as the system takes it.
-int Int(lua_State *state, int index)
+int GiveDescriptor(lua_State *state, int descriptor, const std::string &what)
 {
-    auto value = luaL_checkinteger(state, index);
-    luaL_argcheck(state, value >= INT32_MIN && value <= INT32_MAX, index, "32-bit integer expected");
-    return static_cast<int>(value);
-}
-
-int GiveDescriptor(lua_State *state, int descriptor, const char *what)
-{
-    if (descriptor < 0) return luaL_error(state, "%s: %s", what, std::strerror(errno));
+    if (descriptor < 0) throw Mistake(what + ": " + std::strerror(errno));
     lua_pushinteger(state, descriptor);
     return 1;
 }
@@ -190,26 +187,27 @@ int GiveDescriptor(lua_State *state, int descriptor, const char *what)
 // Read and write; the file is made when it is not there.
 int Open(lua_State *state)
 {
-    const char *path = luaL_checkstring(state, 1);
-    int descriptor = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    std::string path = TextArgument(state, 1);
+    int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor < 0) descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     return GiveDescriptor(state, descriptor, path);
 }
 
 int Close(lua_State *state)
 {
-    lua_pushboolean(state, close(Int(state, 1)) == 0);
+    lua_pushboolean(state, close(IntegerArgument<int>(state, 1)) == 0);
     return 1;
 }
 
 int Duplicate(lua_State *state)
 {
-    return GiveDescriptor(state, dup2(Int(state, 1), Int(state, 2)), "dup");
+    return GiveDescriptor(state, dup2(IntegerArgument<int>(state, 1), IntegerArgument<int>(state, 2)), "dup");
 }
 
 int Socket(lua_State *state)
 {
-    return GiveDescriptor(state, socket(Int(state, 1), Int(state, 2), Int(state, 3)), "socket");
+    auto argument = IntegerArgument<int>;
+    return GiveDescriptor(state, socket(argument(state, 1), argument(state, 2), argument(state, 3)), "socket");
 }
 
 int Pipe(lua_State *state)
@@ -221,7 +219,7 @@ int Pipe(lua_State *state)
 
 int IsOpen(lua_State *state)
 {
-    lua_pushboolean(state, fcntl(Int(state, 1), F_GETFD) != -1);
+    lua_pushboolean(state, fcntl(IntegerArgument<int>(state, 1), F_GETFD) != -1);
     return 1;
 }
 
@@ -234,16 +232,16 @@ constexpr luaL_Reg functions[] = {
     {tcp.name, LuaFunction<OpenSocket<tcp>>},
     {tcpListener.name, LuaFunction<OpenSocket<tcpListener>>},
     {udp.name, LuaFunction<OpenSocket<udp>>},
-    {"ignoreBrokenPipes", IgnoreBrokenPipes},
-    {"sleep", Sleep},
-    {"time", Time},
+    {"ignoreBrokenPipes", LuaFunction<IgnoreBrokenPipes>},
+    {"sleep", LuaFunction<Sleep>},
+    {"time", LuaFunction<Time>},
     {"descriptors", LuaFunction<ListDescriptors>},
-    {"open", Open},
-    {"close", Close},
-    {"dup", Duplicate},
-    {"socket", Socket},
-    {"pipe", Pipe},
-    {"isOpen", IsOpen},
+    {"open", LuaFunction<Open>},
+    {"close", LuaFunction<Close>},
+    {"dup", LuaFunction<Duplicate>},
+    {"socket", LuaFunction<Socket>},
+    {"pipe", LuaFunction<Pipe>},
+    {"isOpen", LuaFunction<IsOpen>},
     {nullptr, nullptr},
 };
 

@@ -8,11 +8,8 @@
 #include <utility>
 
 namespace host {
-namespace {
 
 constexpr int stopInterval = 10000; // instructions of Lua between two looks at the flag
-
-} // namespace
 
 int RunBody(lua_State *state, Body body)
 {
@@ -27,9 +24,9 @@ int RunBody(lua_State *state, Body body)
     } catch (const Mistake &mistake) {
         PushMistake(state, mistake.what());
     } catch (const std::exception &exception) {
-        PushStandardException(state, exception.what());
+        PushException(state, {standardClass, exception.what()});
     } catch (...) {
-        PushStandardException(state, "an exception of an unknown type");
+        PushException(state, {standardClass, "an exception of an unknown type"});
     }
     if (results < 0) script.handlerError.reset(); // it comes to the program now
     script.current = outer;
@@ -64,37 +61,23 @@ void Script::CallHandler(const std::string &event, int argumentCount)
     ThrowTop(current);
 }
 
-void Script::Step()
-{
-    try {
-        host.tasks.Step();
-        ShowHandlerError();
-    } catch (const Exception &exception) {
-        std::fprintf(stderr, "vynhost: %s\n", TextOf(exception).c_str());
-        handlersFailed = true;
-    }
-}
-
 void Script::StopBy(volatile std::sig_atomic_t &flag)
 {
     stop = &flag;
     lua_sethook(current, StopHook, LUA_MASKCOUNT, stopInterval);
 }
 
-void Script::CheckStop()
+bool Script::TakeStop()
 {
-    if (stop == nullptr || *stop == 0) return;
-    *stop = 0;
-    throw Mistake("interrupted");
+    bool isSet = stop != nullptr && *stop != 0;
+    if (isSet) *stop = 0;
+    return isSet;
 }
 
 // Called by Lua alone, so that its error passes no frame of C++.
 void Script::StopHook(lua_State *state, lua_Debug *)
 {
-    volatile std::sig_atomic_t &flag = *Of(state).stop;
-    if (flag == 0) return;
-    flag = 0;
-    luaL_error(state, "interrupted");
+    if (Of(state).TakeStop()) luaL_error(state, "interrupted");
 }
 
 void Script::ShowHandlerError()

@@ -47,12 +47,9 @@ class Script {
     // called wherever the plugin has returned.
     void ShowHandlerError();
 
-    // One turn of the host's loop; what handlers did wrong is told.
-    void Step();
-
-    // Lets a signal handler stop what runs, by setting the flag. Throws Mistake when it is set, and clears it.
+    // Lets a signal handler stop what runs, by setting the flag. Whether it is set; it is cleared then.
     void StopBy(volatile std::sig_atomic_t &flag);
-    void CheckStop();
+    bool TakeStop();
 
     std::function<void()> beforeHandler; // runs before each one that the program has set
 

@@ -1,7 +1,5 @@
 #include "Host/Script/Members.h"
 
-#include "Host/Script/Describe.h"
-
 namespace host {
 namespace {
 
@@ -100,17 +98,6 @@ const Pointed *Upvalue(lua_State *state, int number)
     return static_cast<const Pointed *>(lua_touserdata(state, lua_upvalueindex(number)));
 }
 
-// Upvalues: the list of names and declarations in turn, and the place in it.
-int NextMember(lua_State *state)
-{
-    auto place = lua_tointeger(state, lua_upvalueindex(2));
-    lua_pushinteger(state, place + 2);
-    lua_replace(state, lua_upvalueindex(2));
-    lua_rawgeti(state, lua_upvalueindex(1), place + 1);
-    lua_rawgeti(state, lua_upvalueindex(1), place + 2);
-    return 2;
-}
-
 } // namespace
 
 int ReadMember(lua_State *state)
@@ -175,21 +162,6 @@ const Member *MethodOf(lua_State *state, int index)
     auto member = static_cast<const Member *>(lua_touserdata(state, -1));
     lua_pop(state, 1);
     return member;
-}
-
-int ListMembers(lua_State *state)
-{
-    lua_newtable(state);
-    lua_Integer place = 0;
-    for (const MemberLine &line : AllMembersOf(*Upvalue<Class>(state, 1))) {
-        for (const std::string *text : {&line.name, &line.text}) {
-            PushBytes(state, *text);
-            lua_rawseti(state, -2, ++place);
-        }
-    }
-    lua_pushinteger(state, 0);
-    lua_pushcclosure(state, LuaFunction<NextMember>, 2);
-    return 1;
 }
 
 int Construct(lua_State *state)

@@ -19,9 +19,6 @@ const Member *MethodOf(lua_State *state, int index);
 // The class that a table in Lua belongs to, in a field of its metatable.
 inline constexpr char classField[] = "class";
 
-// __pairs. Upvalue: the class. Goes through the names and the declarations of members.
-int ListMembers(lua_State *state);
-
 // Upvalues: the class, and its constructor if it has one.
 int Construct(lua_State *state);
 

@@ -144,7 +144,7 @@ bool Accepts(lua_State *state, int index, const Type &type)
     case TypeKind::Object:
         return given == LUA_TNIL || ToObject(state, index, type.name) != nullptr;
     case TypeKind::None:
-        return false;
+        break;
     }
     return false;
 }
@@ -175,29 +175,21 @@ void PushWord(lua_State *state, TypeKind kind, Word word)
 {
     switch (kind) {
     case TypeKind::Boolean:
-        lua_pushboolean(state, (word & 0xFF) != 0);
-        break;
+        return lua_pushboolean(state, (word & 0xFF) != 0);
     case TypeKind::Integer:
-        lua_pushinteger(state, word);
-        break;
+        return lua_pushinteger(state, word);
     case TypeKind::UInt16:
-        lua_pushinteger(state, static_cast<std::uint16_t>(word));
-        break;
+        return lua_pushinteger(state, static_cast<std::uint16_t>(word));
     case TypeKind::UInt32:
-        lua_pushinteger(state, static_cast<std::uint32_t>(word));
-        break;
+        return lua_pushinteger(state, static_cast<std::uint32_t>(word));
     case TypeKind::String:
-        PushBytes(state, BytesOf(Owned(FromWord<REALstringStruct *>(word)).Get()));
-        break;
+        return PushBytes(state, BytesOf(Owned(FromWord<REALstringStruct *>(word)).Get()));
     case TypeKind::Ptr:
-        word != 0 ? lua_pushlightuserdata(state, FromWord<void *>(word)) : lua_pushnil(state);
-        break;
+        return word != 0 ? lua_pushlightuserdata(state, FromWord<void *>(word)) : lua_pushnil(state);
     case TypeKind::Object:
-        PushObject(state, Owned(FromWord<REALobjectStruct *>(word)));
-        break;
+        return PushObject(state, Owned(FromWord<REALobjectStruct *>(word)));
     case TypeKind::None:
-        lua_pushnil(state);
-        break;
+        return lua_pushnil(state);
     }
 }
 

@@ -161,20 +161,14 @@ class Prompt(unittest.TestCase):
 
 
 class Exploring(unittest.TestCase):
-    def test_members_are_listed_described_and_explained(self):
-        listed = "for name, declaration in pairs(%s) do print(declaration) end"
-        rows = [(["-e", listed % value], line + "\n") for value, line in (
-            ("UDPSocketVYN", "Bind(Port as Integer, IP as string = \"\")"),
-            ("UDPSocketVYN()", "LocalPort As Integer (read-only)"), ("MemoryBlock(1)", "bytes() as String"),
-            ("host.udp()", "OptionTTLVYN(extends s as SocketCore) as integer"),
-            ("NetworkGlobalsVYN", "DNSNameToAddressVYN(HostName as string) as string"))]
-        rows += [(["-e", f"help({asked})"], re.search(r"\w+(?=\W*$)", asked)[0]) for asked in (
-            "UDPSocketVYN", '"UDPSocketVYN.Bind"', "UDPSocketVYN().Poll", "DNSNameToAddressVYN", "NetworkGlobalsVYN")]
-        for arguments, line in rows:
-            status, output, error = vynhost(*arguments)
+    def test_members_are_described_and_explained(self):
+        for asked in ("UDPSocketVYN", '"UDPSocketVYN.Bind"', "UDPSocketVYN().Poll", "DNSNameToAddressVYN",
+                      "NetworkGlobalsVYN"):
+            status, output, error = vynhost("-e", f"help({asked})")
             self.assertEqual((status, error), (0, ""))
-            self.assertIn(line, output if line.endswith("\n") else output.splitlines()[0])
+            self.assertIn(re.search(r"\w+(?=\W*$)", asked)[0], output.splitlines()[0])
         self.assertEqual(vynhost("--describe", "udpsocketvyn.poll")[1], "Poll\n")
+        self.assertIn("    bytes() as String\n", vynhost("--describe", "MemoryBlock")[1])
 
     def test_programs_come_from_anywhere(self):
         with tempfile.TemporaryDirectory() as folder:

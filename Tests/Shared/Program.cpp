@@ -87,7 +87,7 @@ Object Read(const Object &socket, bool peek)
 void On(const Object &socket, const char *event, std::function<void(const Object &)> handler)
 {
     Host().events.SetHandler(socket.Get(), event, [handler](REALobjectStruct *object) {
-        host::Lock(object);
+        host::entry::REALLockObject(object);
         handler(Object(object));
     });
 }

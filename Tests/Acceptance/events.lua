@@ -184,20 +184,6 @@ end
 
 print(tried .. " ways for a handler to meet its sockets tried")
 
-balanced("a handler that polls does not enter itself", function()
-  local receiver = loaded(3)
-  local depth, deepest = 0, 0
-  function receiver:DataAvailable()
-    depth = depth + 1
-    deepest = math.max(deepest, depth)
-    self:Poll()
-    host.step()
-    depth = depth - 1
-  end
-  receiver:Poll()
-  equal(deepest, 1)
-end)
-
 -- What left a handler and did not come to who polled.
 local untold = {}
 function host.onError(failure)

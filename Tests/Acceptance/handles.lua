@@ -80,7 +80,7 @@ local function exercise(kind, socket, name, handle, isNumber)
   end
   local selectable = handle >= 0 and handle < 1024
   if selectable or not support.emulated then
-    for _ = 1, 3 do
+    for _ = 1, 1000 do -- each comes back at once
       socket:Poll()
     end
   end
@@ -111,19 +111,3 @@ for _, row in ipairs(kinds) do
 end
 os.remove(sparse)
 print(#kinds - (leftOut and 1 or 0) .. " kinds of descriptor and number tried")
-
--- A poll of what hangs up, is shut or closed comes back at once, every time.
-support.balanced("polls without end", function()
-  local socket = UDPSocketVYN()
-  local mine = socket.Handle
-  local hungUp, writeEnd = host.pipe()
-  host.close(writeEnd)
-  for _, handle in ipairs({ mine, connected.Handle, hungUp, 901, -1 }) do
-    socket.Handle = handle
-    for _ = 1, 10000 do
-      socket:Poll()
-    end
-  end
-  socket.Handle = mine
-  host.close(hungUp)
-end)

@@ -51,95 +51,73 @@ struct Run {
         return isRaw ? input.PickValueInArray(kRawOptions) : input.PickValueInArray(kOptions);
     }
     void Steps();
-    void Step();
-    void RawStep(const Object &socket);
 
     Input &input;
     Object sockets[kSockets];
     int depth = 0;
 };
 
-void Run::RawStep(const Object &socket)
-{
-    std::string bytes = AnyText();
-    switch (input.ConsumeIntegralInRange(0, 5)) {
-    case 0:
-        Call(socket, "Listen(BackLog as Integer)", input.ConsumeIntegral<long>());
-        break;
-    case 1:
-        Host().Set(socket.Get(), "SocketType", input.ConsumeIntegralInRange(0, 4));
-        Connect(socket, "127.0.0.1", AnyPort());
+using Action = void (*)(Run &run, const Object &socket);
+
+constexpr Action rawActions[] = {
+    [](Run &run, auto &socket) { Call(socket, "Listen(BackLog as Integer)", run.input.ConsumeIntegral<long>()); },
+    [](Run &run, auto &socket) {
+        Host().Set(socket.Get(), "SocketType", run.input.ConsumeIntegralInRange(0, 4));
+        Connect(socket, "127.0.0.1", run.AnyPort());
         // Whatever waits must come back at once.
         fcntl(static_cast<int>(Number(socket, "Handle")), F_SETFL, O_NONBLOCK);
-        break;
-    case 2:
-        if (IsRaw(sockets[0]) && input.ConsumeBool()) {
-            Accept(socket, nullptr, sockets[0]);
-        } else {
-            Accept(socket);
-        }
-        break;
-    case 3:
-        Object(Call<REALobjectStruct *>(socket, "ReadAll(peek as Boolean) as MemoryBlock", input.ConsumeBool()));
-        break;
-    case 4:
+    },
+    [](Run &run, auto &socket) {
+        bool intoGiven = IsRaw(run.sockets[0]) && run.input.ConsumeBool();
+        intoGiven ? Accept(socket, nullptr, run.sockets[0]) : Accept(socket);
+    },
+    [](Run &run, auto &socket) {
+        Object(Call<REALobjectStruct *>(socket, "ReadAll(peek as Boolean) as MemoryBlock", run.input.ConsumeBool()));
+    },
+    [](Run &run, auto &socket) {
+        std::string bytes = run.AnyText();
         Call<long>(socket, "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer", bytes.data(),
                    bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        break;
-    default:
-        Call(socket, "Close");
-    }
-}
+    },
+    [](Run &, auto &socket) { Call(socket, "Close"); },
+};
 
-void Run::Step()
-{
-    const Object &socket = Pick();
-    bool isRaw = IsRaw(socket);
-    switch (input.ConsumeIntegralInRange(0, 10)) {
-    case 0:
-        Call(socket, "Bind(Port as Integer, IP as String)", AnyPort() % 2, Text(Address()));
-        break;
-    case 1:
-        Call<long>(socket, kSend, Text(AnyText().c_str()), Text(Address()), AnyPort());
-        break;
-    case 2:
-        Read(socket, input.ConsumeBool());
-        break;
-    case 3:
-        Call(socket, "Poll");
-        break;
-    case 4:
-        Number(socket, Option(isRaw));
-        break;
-    case 5:
-        if (const char *option = Option(isRaw); option != kOptions[8] && option != kRawOptions[7])
-            Host().Set(socket.Get(), option, input.ConsumeIntegral<long>());
-        break;
-    case 6:
-        Host().Set(socket.Get(), "Handle", Handle());
-        break;
-    case 7:
-        Words(socket, "LocalIP");
-        break;
-    case 8:
-        Pick() = New();
-        break;
-    case 9:
-        if (isRaw) RawStep(socket);
-        break;
-    default:
-        On(socket, "DataAvailable", [this](const Object &) {
-            if (depth < 3) Steps();
+constexpr Action actions[] = {
+    [](Run &run, auto &socket) {
+        Call(socket, "Bind(Port as Integer, IP as String)", run.AnyPort() % 2, Text(run.Address()));
+    },
+    [](Run &run, auto &socket) {
+        Call<long>(socket, kSend, Text(run.AnyText().c_str()), Text(run.Address()), run.AnyPort());
+    },
+    [](Run &run, auto &socket) { Read(socket, run.input.ConsumeBool()); },
+    [](Run &, auto &socket) { Call(socket, "Poll"); },
+    [](Run &run, auto &socket) { Number(socket, run.Option(IsRaw(socket))); },
+    [](Run &run, auto &socket) {
+        if (std::string_view option = run.Option(IsRaw(socket)); option != "SocketError") // which is read-only
+            Host().Set(socket.Get(), std::string(option), run.input.ConsumeIntegral<long>());
+    },
+    [](Run &run, auto &socket) { Host().Set(socket.Get(), "Handle", run.Handle()); },
+    [](Run &, auto &socket) { Words(socket, "LocalIP"); },
+    [](Run &run, auto &) { run.Pick() = run.New(); },
+    [](Run &run, auto &socket) {
+        if (IsRaw(socket)) run.input.PickValueInArray(rawActions)(run, socket);
+    },
+    [](Run &run, auto &socket) {
+        On(socket, "DataAvailable", [&run](const Object &) {
+            if (run.depth < 3) run.Steps();
         });
-    }
-}
+    },
+};
 
 // A few steps; what they raise is a result like others.
 void Run::Steps()
 {
     depth++;
     for (int steps = input.ConsumeIntegralInRange(0, 40); steps > 0; steps--)
-        Raised([this] { Step(); });
+        Raised([this] {
+            const Object &socket = Pick();
+            input.PickValueInArray(actions)(*this, socket);
+        });
     depth--;
 }
 

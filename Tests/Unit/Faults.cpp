@@ -81,12 +81,15 @@ const char *faults::FailedSystemCall()
     return failedCall;
 }
 
-// A row: what the call returns, its name, its parameters and the same as arguments.
-#define FAILING_CALL(result, name, parameters, ...)                                                                    \
+// A row: what the call returns, its name, its parameters and the same as arguments; before all that what is noted
+// first.
+#define FAILING_CALL(...) NOTED_CALL(, __VA_ARGS__)
+#define NOTED_CALL(note, result, name, parameters, ...)                                                                \
     extern "C" result name parameters                                                                                  \
     {                                                                                                                  \
         static void *next = nullptr;                                                                                   \
         if (CallFails(#name)) return -1;                                                                               \
+        note;                                                                                                          \
         return reinterpret_cast<result(*) parameters>(Find(next, #name))(__VA_ARGS__);                                 \
     }
 // clang-format off
@@ -101,25 +104,10 @@ FAILING_CALL(int,     select,      (int n, fd_set *read, fd_set *write, fd_set *
 FAILING_CALL(int,     getsockname, (int fd, sockaddr *address, socklen_t *size) noexcept,                                fd, address, size)
 FAILING_CALL(int,     getsockopt,  (int fd, int level, int option, void *value, socklen_t *size) noexcept,               fd, level, option, value, size)
 FAILING_CALL(int,     setsockopt,  (int fd, int level, int option, const void *value, socklen_t size) noexcept,          fd, level, option, value, size)
+// A descriptor that a program started by another thread in this moment would inherit is noted.
+NOTED_CALL(faults::inheritable += (type & SOCK_CLOEXEC) == 0,  int, socket,  (int family, int type, int protocol) noexcept,               family, type, protocol)
+NOTED_CALL(faults::inheritable += (flags & SOCK_CLOEXEC) == 0, int, accept4, (int fd, sockaddr *address, socklen_t *size, int flags),    fd, address, size, flags)
 // clang-format on
-
-// Descriptors that a program started by another thread in this moment would inherit.
-extern "C" int socket(int family, int type, int protocol) noexcept
-{
-    static void *next = nullptr;
-    if (CallFails("socket")) return -1;
-    if ((type & SOCK_CLOEXEC) == 0) faults::inheritable++;
-    return reinterpret_cast<int (*)(int, int, int)>(Find(next, "socket"))(family, type, protocol);
-}
-
-extern "C" int accept4(int fd, sockaddr *address, socklen_t *size, int flags)
-{
-    static void *next = nullptr;
-    if (CallFails("accept4")) return -1;
-    if ((flags & SOCK_CLOEXEC) == 0) faults::inheritable++;
-    auto call = reinterpret_cast<int (*)(int, sockaddr *, socklen_t *, int)>(Find(next, "accept4"));
-    return call(fd, address, size, flags);
-}
 
 extern "C" int accept(int fd, sockaddr *address, socklen_t *size)
 {

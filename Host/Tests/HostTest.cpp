@@ -27,28 +27,14 @@ void Unlock(void *object)
 
 // --- the plugin --------------------------------------------------------------------------------------------
 
-struct Record {
-    REALstringStruct *name;
-    std::int64_t number;
-};
-
 REALclassDefinition probe;
 REALevent probeEvents[2];
 
-REALproperty properties[] = {
-    Field("Name", "String", offsetof(Record, name)), Field("Number", "integer", offsetof(Record, number)),
-    Field("Beyond", "Integer", sizeof(Record) - 4), // left out: it ends after the block
-};
 void RegisterProbe()
 {
     probeEvents[0] = Event("First");
     probeEvents[1] = Event("Second");
-    probe = {.name = "Probe",
-             .dataSize = sizeof(Record),
-             .properties = properties,
-             .propertyCount = std::size(properties),
-             .events = probeEvents,
-             .eventCount = std::size(probeEvents)};
+    probe = {.name = "Probe", .dataSize = 16, .events = probeEvents, .eventCount = std::size(probeEvents)};
     Entry<void(int)>("RegisterPluginVersion")(13);
     Entry<void *(REALclassDefinition *)>("PluginRegisterClass")(&probe);
 }

@@ -3,14 +3,11 @@ import os
 import re
 import signal
 import subprocess
-import sys
 import tempfile
 import unittest
 
 import pexpect
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from vynhost import EMULATOR, HOST, vynhost  # noqa: E402
+from vynhost import EMULATOR, HOST, vynhost
 
 
 class Mistakes(unittest.TestCase):

@@ -6,9 +6,7 @@ local equal, balanced, bound = support.equal, support.balanced, support.bound
 local function loaded(count)
   local receiver, port = bound()
   local sender = UDPSocketVYN()
-  for i = 1, count or 1 do
-    sender:SendMessage("datagram " .. i, "127.0.0.1", port)
-  end
+  for i = 1, count or 1 do sender:SendMessage("datagram " .. i, "127.0.0.1", port) end
   support.arrived(receiver)
   return receiver, sender, port
 end
@@ -16,10 +14,7 @@ end
 balanced("a queued datagram fires once a poll, until it is read", function()
   local receiver = loaded(2)
   local fired = 0
-  function receiver:DataAvailable()
-    fired = fired + 1
-    self:Read()
-  end
+  function receiver:DataAvailable() fired = fired + 1; self:Read() end
   for poll = 1, 4 do
     receiver:Poll()
     equal(fired, math.min(poll, 2))
@@ -30,14 +25,10 @@ balanced("SendComplete comes once after several sends, and not after one that fa
   local _, port = bound()
   local sender = UDPSocketVYN()
   local fired = 0
-  function sender:SendComplete()
-    fired = fired + 1
-  end
+  function sender:SendComplete() fired = fired + 1 end
   sender:Poll()
   equal(fired, 0)
-  for _ = 1, 3 do
-    sender:SendMessage("x", "127.0.0.1", port)
-  end
+  for _ = 1, 3 do sender:SendMessage("x", "127.0.0.1", port) end
   sender:Poll()
   sender:Poll()
   equal(fired, 1)
@@ -48,9 +39,7 @@ balanced("SendComplete comes once after several sends, and not after one that fa
   sender.SendComplete = nil
   sender:SendMessage("x", "127.0.0.1", port)
   sender:Poll()
-  function sender:SendComplete()
-    fired = fired + 1
-  end
+  function sender:SendComplete() fired = fired + 1 end
   sender:Poll()
   equal(fired, 1)
 end)
@@ -83,9 +72,7 @@ local triggers = {
 }
 
 local function read(socket, peek)
-  if socket.tag then
-    return socket:ReadDatagram(peek)
-  end
+  if socket.tag then return socket:ReadDatagram(peek) end
   return socket:Read(peek)
 end
 
@@ -105,9 +92,7 @@ local actions = {
   read = function(socket) read(socket, false) end,
   peek = function(socket) read(socket, true) end,
   clear = function(socket)
-    if socket.tag then
-      return socket:Close()
-    end
+    if socket.tag then return socket:Close() end
     host.close(socket.Handle)
     socket.Handle = 0
   end,
@@ -115,16 +100,11 @@ local actions = {
     host.close(socket.Handle)
     socket.Handle = host.socket(2, 2, 17)
   end,
-  absurd = function(socket)
-    host.close(socket.Handle)
-    socket.Handle = 1 << 40
-  end,
+  absurd = function(socket) host.close(socket.Handle); socket.Handle = 1 << 40 end,
   bind = function(socket) socket:Bind(0) end,
   poll = function(socket) socket:Poll() end,
   open = function(_, kept)
-    for i = 1, 100 do
-      kept[#kept + 1] = UDPSocketVYN()
-    end
+    for i = 1, 100 do kept[#kept + 1] = UDPSocketVYN() end
   end,
   destroy = function(socket) -- as far as the program goes: the poll holds it still
     local _ <close> = socket
@@ -144,22 +124,15 @@ local slow = { open = true } -- a thousand times over
 -- So many sockets with that event due, polled once; answers how many handlers ran.
 local function turn(event, way, count, action)
   local kept, fired = {}, 0
-  for i = 1, count do
-    kept[i] = triggers[event]()
-  end
+  for i = 1, count do kept[i] = triggers[event]() end
   for _, socket in ipairs(kept) do
-    socket[event] = function(self)
-      fired = fired + 1
-      action(self, kept)
-    end
+    socket[event] = function(self) fired = fired + 1; action(self, kept) end
   end
   if way == "task" then
     host.step()
   else
     for i = 1, count do
-      if kept[i] then
-        kept[i]:Poll()
-      end
+      if kept[i] then kept[i]:Poll() end
     end
   end
   return fired
@@ -194,12 +167,8 @@ balanced("a standard exception ends its handler alone", function()
   local receiver, sender = loaded()
   local completed = false
   receiver:SendMessage("x", "127.0.0.1", 9)
-  function receiver:DataAvailable()
-    host.raiseStandard("from the handler")
-  end
-  function receiver:SendComplete()
-    completed = true
-  end
+  function receiver:DataAvailable() host.raiseStandard("from the handler") end
+  function receiver:SendComplete() completed = true end
   receiver:Poll()
   equal(completed, true)
   equal(table.remove(untold), "from the handler")
@@ -209,12 +178,8 @@ balanced("another exception ends the poll and reaches who polled", function()
   local receiver = loaded()
   local completed = 0
   receiver:SendMessage("x", "127.0.0.1", 9)
-  function receiver:DataAvailable()
-    host.exception("RuntimeException", "from the handler", 5)
-  end
-  function receiver:SendComplete()
-    completed = completed + 1
-  end
+  function receiver:DataAvailable() host.exception("RuntimeException", "from the handler", 5) end
+  function receiver:SendComplete() completed = completed + 1 end
   support.raises("RuntimeException", "from the handler", function() receiver:Poll() end)
   equal(completed, 0)
   equal(#untold, 0)

@@ -23,9 +23,7 @@ balanced("options of a host socket, set and read back", function()
     end
   end
   equal(socket:OptionTypeVYN(), 2)
-  if not support.emulated then
-    socket:ClearOptionsVYN()
-  end
+  if not support.emulated then socket:ClearOptionsVYN() end
 end)
 
 balanced("a TCP socket has its own", function()

@@ -82,9 +82,7 @@ balanced("without a socket, and with a closed one", function()
     equal(socket.Lasterror, EBADF, name)
     socket.Lasterror = 5
     local wanted = failedOf[name]
-    if wanted == nil then
-      wanted = failed[kind]
-    end
+    if wanted == nil then wanted = failed[kind] end
     equal(socket[name], wanted, name)
     equal(socket.Lasterror, EBADF, name)
   end

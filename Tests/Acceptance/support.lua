@@ -20,9 +20,7 @@ end
 -- Runs the function and answers the exception it raises, which must be of that class.
 function support.raises(class, message, action)
   local ok, exception = pcall(action)
-  if ok then
-    error("no exception, wanted " .. class .. ": " .. message, 2)
-  end
+  if ok then error("no exception, wanted " .. class .. ": " .. message, 2) end
   local text = type(exception) == "string" and exception or exception.class .. ": " .. exception.message
   support.equal(text, class .. ": " .. message, "exception")
   return exception
@@ -39,16 +37,12 @@ end
 -- Lets the host run until the condition holds.
 function support.wait(condition, what)
   host.run(condition, 5.0)
-  if not condition() then
-    error("timed out waiting for " .. (what or "it"), 2)
-  end
+  if not condition() then error("timed out waiting for " .. (what or "it"), 2) end
 end
 
 -- Waits until a datagram is queued.
 function support.arrived(socket)
-  support.wait(function()
-    return socket.AvailableBytes > 0
-  end, "a datagram")
+  support.wait(function() return socket.AvailableBytes > 0 end, "a datagram")
 end
 
 -- Live strings, objects and memory blocks.
@@ -62,9 +56,7 @@ function support.balanced(name, body)
   local before, descriptors = references(), table.concat(host.descriptors(), " ")
   local ok, failure = xpcall(body, debug.traceback)
   host.collect()
-  if not ok then
-    error(name .. ": " .. tostring(failure), 0)
-  end
+  if not ok then error(name .. ": " .. tostring(failure), 0) end
   support.equal(references(), before, name .. ": references")
   support.equal(table.concat(host.descriptors(), " "), descriptors, name .. ": descriptors")
   print("ok " .. name)

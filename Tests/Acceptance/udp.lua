@@ -50,9 +50,7 @@ balanced("an IPv6 socket in place of its own", function()
   socket.Handle = host.socket(10, 2, 17)
   socket.AddressFamily = 10
   socket:Bind(0, "localhost")
-  if socket.Lasterror == 99 then
-    return print("skipped: this machine has no IPv6 loopback")
-  end
+  if socket.Lasterror == 99 then return print("skipped: this machine has no IPv6 loopback") end
   equal(socket.LocalIP, "::1")
   local sender = host.udp()
   local raw = RAWSocketVYN(10, 2, 17)

@@ -85,16 +85,12 @@ function act()
 end
 
 support.balanced("a walk of " .. seconds .. " s by seed " .. seed, function()
-  for i = 1, 25 do
-    datagrams[i], streams[i] = datagramSocket(), streamSocket()
-  end
+  for i = 1, 25 do datagrams[i], streams[i] = datagramSocket(), streamSocket() end
   local steps, finish = 0, os.clock() + seconds
   while os.clock() < finish do
     act()
     steps = steps + 1
   end
-  for i = 1, 25 do
-    datagrams[i], streams[i] = nil, nil
-  end
+  for i = 1, 25 do datagrams[i], streams[i] = nil, nil end
   assert(steps > 100 * seconds, "it got stuck: " .. steps .. " steps")
 end)

@@ -23,12 +23,9 @@ void Fuzz(Input &input)
     if (ParseSocketAddress(family, record, text.c_str(), port) != 0) return;
     Expect(GetSocketAddressPort(record) == port, "the port is kept");
     bool v6 = record.any.sa_family == AF_INET6;
-    if (strcasecmp(text.c_str(), "localhost") != 0) {
-        if (v6)
-            ExpectSameAs(AF_INET6, text.c_str(), &record.v6.sin6_addr, 16);
-        else
-            ExpectSameAs(AF_INET, text.c_str(), &record.v4.sin_addr, 4);
-    }
+    const void *address = v6 ? static_cast<const void *>(&record.v6.sin6_addr) : &record.v4.sin_addr;
+    if (strcasecmp(text.c_str(), "localhost") != 0)
+        ExpectSameAs(record.any.sa_family, text.c_str(), address, v6 ? 16 : 4);
     sockaddr_union again;
     Expect(ParseSocketAddress(family, again, sockaddr_to_text(&record.any).c_str(), port) == 0,
            "what is written reads");

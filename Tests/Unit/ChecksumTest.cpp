@@ -5,7 +5,7 @@
 #include "Source/Utility/CpuFeatures.h"
 #include "Tests/Shared/GuardedMemory.h"
 
-#include <cstring>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -66,17 +66,10 @@ TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
     // All zeros, all ones and random data, round the sizes where partial sums could overflow.
     constexpr std::size_t kMost = 9 * 1024 * 1024;
     GuardedMemory memory(kMost);
-    std::mt19937_64 random(2);
+    std::mt19937 random(2);
     for (int kind = 0; kind < 3; kind++) {
-        unsigned char *all = memory.Last(kMost);
-        if (kind < 2) {
-            std::memset(all, kind == 0 ? 0 : 0xFF, kMost);
-        } else {
-            for (std::size_t i = 0; i + 8 <= kMost; i += 8) {
-                std::uint64_t word = random();
-                std::memcpy(all + i, &word, 8);
-            }
-        }
+        auto byte = [&] { return static_cast<unsigned char>(kind == 2 ? random() : -kind); };
+        std::generate_n(memory.Last(kMost), kMost, byte);
         std::vector<std::size_t> counts = {65535, 65536, 131070, 131071, 131072, 131073, kMost - 1, kMost};
         for (std::size_t power = 11; power < 23; power++) {
             for (std::size_t delta = 0; delta <= 6; delta++)

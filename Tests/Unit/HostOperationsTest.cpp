@@ -8,16 +8,10 @@
 
 namespace {
 
-class HostOperations : public testing::Test {
+class HostOperations : public testing::Test, protected FakeHost {
   protected:
-    void SetUp() override { FakeHost::Start(0.0); }
+    void SetUp() override { Start(0.0); }
 };
-
-template <typename Function>
-void Provide(const char *name, Function function)
-{
-    FakeHost::Provide(name, function);
-}
 
 template <typename Handle>
 Handle *AnyHandle(std::uintptr_t number)
@@ -34,17 +28,17 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
 {
     for (int i = 0; i < 2; i++)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 0U);
-    EXPECT_EQ(FakeHost::Asked("REALGetStringEncoding"), 2);
+    EXPECT_EQ(Asked("REALGetStringEncoding"), 2);
     Provide("REALGetStringEncoding", [](REALstringStruct *) { return 7U; });
     for (int i = 0; i < 3; i++)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
-    EXPECT_EQ(FakeHost::Asked("REALGetStringEncoding"), 3);
+    EXPECT_EQ(Asked("REALGetStringEncoding"), 3);
 
     Provide("REALLockString", [](REALstringStruct *) {});
     Provide("REALUnlockString", [](REALstringStruct *) {});
     REALUnlockString(AnyHandle<REALstringStruct>(8));
     REALReleaseString(AnyHandle<REALstringStruct>(8));
-    EXPECT_EQ(FakeHost::Asked("REALUnlockString"), 1);
+    EXPECT_EQ(Asked("REALUnlockString"), 1);
 }
 
 TEST_F(HostOperations, YesAndNoAreInTheLowByteButForTheWholeWordGetters)
@@ -247,7 +241,7 @@ TEST_F(HostOperations, TheSDKVersionFollowsFromTheHosts)
         // What is registered stays for the life of the process: each host has one of its own.
         EXPECT_EQ(program::InChild([version = version, sdkVersion = sdkVersion] {
                       hostVersion = version;
-                      REALPluginMain(FakeHost::Resolve);
+                      REALPluginMain(Resolve);
                       return seen == std::vector<long>{sdkVersion} ? "" : "announced another version";
                   }),
                   "")
@@ -258,12 +252,12 @@ TEST_F(HostOperations, TheSDKVersionFollowsFromTheHosts)
 TEST_F(HostOperations, RegistrationComesInOrderAlsoForAHostThatSaysNothingOfItself)
 {
     REALPluginMain(nullptr);
-    EXPECT_EQ(FakeHost::Asked("REALGetRBVersion"), 0);
+    EXPECT_EQ(Asked("REALGetRBVersion"), 0);
 
     Provide("PluginRegisterMethod", Note<REALmethodDefinition>);
     Provide("PluginRegisterClass", Note<REALclassDefinition>);
-    REALPluginMain(FakeHost::Resolve);
+    REALPluginMain(Resolve);
     EXPECT_EQ(gSDKVersion, 9);
-    EXPECT_EQ(FakeHost::Asked("PluginRegisterMethod"), 1);
+    EXPECT_EQ(Asked("PluginRegisterMethod"), 1);
     EXPECT_EQ(registered, (std::vector<std::string>{"UDPSocketVYN", "RAWSocketVYN", "DatagramVYN"}));
 }

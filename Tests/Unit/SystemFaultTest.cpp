@@ -11,12 +11,6 @@
 
 namespace {
 
-// Switches the log of the next hosts on or off: what it costs and calls changes nothing of what a program sees.
-void UseLog(bool on)
-{
-    setenv("VYNDEBUG", on ? "1" : "", 1);
-}
-
 // Calls whose failure a program does not see, by design: polls try again, and what is only looked at is looked
 // at again.
 bool ShowsToPrograms(const std::string &call, const std::string &step)
@@ -32,7 +26,7 @@ TEST(SystemFault, EveryAllocationFailingInTurn)
     // A resolver that gets no memory for its first look-up keeps its lock for ever (glibc 2.36).
     gethostbyname("localhost");
     for (bool andAllLater : {false, true}) {
-        UseLog(!andAllLater);
+        setenv("VYNDEBUG", andAllLater ? "" : "1", 1); // which changes nothing of what a program sees
         long count = scenario::Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string wrong = scenario::Run(
@@ -56,7 +50,7 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
         errors.resize(3); // slow ones: every call, with three errors
     bool logged = false;
     for (int error : errors) {
-        UseLog(logged = !logged);
+        setenv("VYNDEBUG", (logged = !logged) ? "1" : "", 1);
         total += scenario::Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string place;

@@ -240,9 +240,7 @@ TEST_F(Text, EmptyTextsAreEmptyAndNilWhereAskedFor)
     for (auto nil : {&rbText::GetWindowsNil, &rbText::GetMacRomanNil, &rbText::GetASCIINil, &rbText::GetUTF8Nil,
                      &rbText::GetLatin1Nil, &rbText::GetNativeNil})
         EXPECT_EQ((empty.*nil)(), nullptr);
-    EXPECT_EQ(empty.GetUTF16Nil(), nullptr);
-    EXPECT_EQ(empty.GetUTF32Nil(), nullptr);
-    EXPECT_EQ(empty.GetWCharNil(), nullptr);
+    EXPECT_TRUE(empty.GetUTF16Nil() == nullptr && empty.GetUTF32Nil() == nullptr && empty.GetWCharNil() == nullptr);
     EXPECT_EQ(GetPassword(empty), nullptr);
     EXPECT_EQ(empty.getEncoding(), static_cast<unsigned int>(kEncodingASCII));
     EXPECT_EQ(empty.getASCIIOnlyState(), 1U);
@@ -304,12 +302,9 @@ TEST_F(Text, IsInTheLogWithItsHandle)
     StartHost();
     String string(host::NewString("caf\xC3\xA9"));
     RuntimeText *text = host::NewText("caf\xC3\xA9");
-    auto log = CaptureLog([&] {
-        LogMessage(string.Get());
-        LogMessage("x", text);
-        LogMessage("x", static_cast<RuntimeText *>(nullptr));
-    });
-    EXPECT_TRUE(log.at(0).ends_with(": caf\xC3\xA9") && log.at(1).ends_with(": caf\xC3\xA9"));
-    EXPECT_EQ(log.at(2), "VYN Debug: x (nil) and no text");
+    for (auto &log : {CaptureLog([&] { LogMessage(string.Get()); }), CaptureLog([&] { LogMessage("x", text); })})
+        EXPECT_TRUE(log.at(0).ends_with(": caf\xC3\xA9"));
+    EXPECT_EQ(CaptureLog([] { LogMessage("x", static_cast<RuntimeText *>(nullptr)); }),
+              Lines{"VYN Debug: x (nil) and no text"});
     host::Release(text);
 }

@@ -103,9 +103,7 @@ local actions = {
   absurd = function(socket) host.close(socket.Handle); socket.Handle = 1 << 40 end,
   bind = function(socket) socket:Bind(0) end,
   poll = function(socket) socket:Poll() end,
-  open = function(_, kept)
-    for i = 1, 100 do kept[#kept + 1] = UDPSocketVYN() end
-  end,
+  open = function(_, kept) for i = 1, 100 do kept[#kept + 1] = UDPSocketVYN() end end,
   destroy = function(socket) -- as far as the program goes: the poll holds it still
     local _ <close> = socket
   end,

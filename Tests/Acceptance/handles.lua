@@ -106,8 +106,6 @@ local function try(name, make)
 end
 
 local leftOut = ...
-for _, row in ipairs(kinds) do
-  if row[1] ~= leftOut then try(table.unpack(row)) end
-end
+for _, row in ipairs(kinds) do if row[1] ~= leftOut then try(table.unpack(row)) end end
 os.remove(sparse)
 print(#kinds - (leftOut and 1 or 0) .. " kinds of descriptor and number tried")

@@ -46,9 +46,7 @@ balanced("every option is set, read back and moves no other", function()
       equal(socket.Lasterror, 0, name)
       equal(socket[name], readBack[i], name)
       before[name] = readBack[i]
-      for other, found in pairs(all(socket)) do
-        equal(found, before[other], other .. " after " .. name)
-      end
+      for other, found in pairs(all(socket)) do equal(found, before[other], other .. " after " .. name) end
     end
     for _, value in ipairs(refused) do
       local before = socket[name]
@@ -147,9 +145,7 @@ balanced("multicast on the loopback interface", function()
     equal(receiver.Lasterror, EINVAL, group)
   end
   for _, interface in ipairs({ "eth0", "255.255.255.255", "1.2.3.4.5" }) do
-    raises("UnsupportedOperationException", "Invalid address.", function()
-      receiver:AddMembership(GROUP, interface)
-    end)
+    raises("UnsupportedOperationException", "Invalid address.", function() receiver:AddMembership(GROUP, interface) end)
     equal(receiver.Lasterror, -1)
   end
 end)

@@ -162,9 +162,7 @@ balanced("bytes through a datagram socket", function()
   equal(receiver:ReadAll(true):bytes(), "0123456789")
   equal(receiver:Read(4):bytes(), "0123") -- and the rest of the datagram is gone
   outcome(receiver, EAGAIN, receiver:Read(100), nil)
-  for _, size in ipairs({ 0, -5, math.mininteger }) do
-    outcome(receiver, -1, receiver:Read(size), nil)
-  end
+  for _, size in ipairs({ 0, -5, math.mininteger }) do outcome(receiver, -1, receiver:Read(size), nil) end
   raises("OutOfMemoryException", "Failed to allocate 0 bytes of memory.", function() receiver:Read(1 << 62) end)
   equal(receiver.Lasterror, -1)
   outcome(receiver, -1, receiver:ReadAll(), nil)

@@ -77,12 +77,17 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
     EXPECT_EQ(REALGetStringBytes(string).size, 4);
 }
 
-TEST_F(HostOperations, ANegativeLengthIsNone)
+TEST_F(HostOperations, ALengthWithoutBytesOrBelowZeroIsNone)
 {
+    Provide("StringGetCString", [](REALstringStruct *) -> const char * { return nullptr; });
+    static long length;
     Provide("REALLoadGlobalMethod", [](void *, const char *) -> void * {
-        return reinterpret_cast<void *>(+[](REALstringStruct *) { return -1L; });
+        return reinterpret_cast<void *>(+[](REALstringStruct *) { return length; });
     });
-    EXPECT_EQ(REALGetStringBytes(AnyHandle<REALstringStruct>(8)).size, 0);
+    for (long given : {-1L, 4L}) {
+        length = given;
+        EXPECT_EQ(rbData(AnyHandle<REALstringStruct>(8)).size, 0U);
+    }
     Provide("memoryBlockGetPtr", [](REALmemoryBlockStruct *) -> void * { return &answer; });
     Provide("memoryBlockGetSize", [](REALmemoryBlockStruct *) { return -1L; });
     EXPECT_EQ(rbData(AnyHandle<REALmemoryBlockStruct>(8), 0, 0).size, 0U);

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 TEST(Memory, BlocksAreZeroFilledAndAbsurdSizesAreNull)
 {
@@ -36,6 +37,9 @@ TEST(Memory, HandlesKnowTheirSizeAndKeepTheirData)
     EXPECT_EQ(getHandleSize(handle), 100);
     unlockHandle(handle);
     EXPECT_EQ(resizeHandle(handle, -1), nullptr); // which frees it
+    auto used = mallinfo2().uordblks;
+    freeHandle(allocateHandle(100000));
+    EXPECT_EQ(mallinfo2().uordblks, used);
 
     if (!faults::kAllocationsCanFail) return;
     faults::FailAllocation(1);

@@ -146,7 +146,8 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
         EXPECT_FALSE(text.hasFailed());
         rbText copy(text); // has the same views of its own
         EXPECT_STREQ(copy.GetUTF8(), text.GetUTF8());
-        EXPECT_EQ(copy.LengthUTF16(), text.LengthUTF16());
+        EXPECT_EQ(std::pair(copy.LengthUTF16(), copy.getASCIIOnlyState()),
+                  std::pair(text.LengthUTF16(), text.getASCIIOnlyState()));
     }
 }
 

@@ -79,11 +79,7 @@ TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
 TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
 {
     StartHost();
-    struct Row {
-        std::function<void()> body;
-        const char *raised;
-    };
-    const Row rows[] = {
+    const std::pair<std::function<void()>, const char *> rows[] = {
         {Throwing(std::bad_alloc()), "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
         {Throwing(std::range_error("r")), "OutOfBoundsException: C++ reports range error: r"},
         {Throwing(SilentRange()), "OutOfBoundsException: C++ reports range error."},
@@ -94,8 +90,8 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
     };
     for (bool logged : {false, true}) {
         gDebugging = logged;
-        for (const Row &row : rows)
-            EXPECT_EQ(Raised(row.body), row.raised);
+        for (const auto &[body, raised] : rows)
+            EXPECT_EQ(Raised(body), raised);
     }
 }
 

@@ -26,11 +26,10 @@ std::string_view Bytes(const String &string)
 TEST_F(Text, BuildersDeclareWhatTheyBuild)
 {
     StartHost();
-    struct Row {
+    const struct {
         std::string bytes;
         unsigned int given, declared;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"AB", kEncodingNone, kEncodingASCII},       {"A\xE9", kEncodingNone, kEncodingNone},
         {"AB", kEncodingLatin1, kEncodingASCII},     {"A\xE9", kEncodingLatin1, kEncodingLatin1},
         {"AB", kEncodingWindows, kEncodingASCII},    {"AB", kEncodingMacRoman, kEncodingASCII},
@@ -38,7 +37,7 @@ TEST_F(Text, BuildersDeclareWhatTheyBuild)
         {"A\0B\0"s, kEncodingUTF16, kEncodingUTF8},  {"\x7F", kEncodingNone, kEncodingASCII},
         {"A\0\0\0"s, kEncodingUTF32, kEncodingUTF8}, {"\x80", kEncodingNone, kEncodingNone},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         String string(REALBuildUnicodeString(row.bytes.data(), static_cast<long>(row.bytes.size()), row.given));
         EXPECT_EQ(host::EncodingOf(string.Get()), row.declared) << row.bytes;
         bool converted = row.given == kEncodingUTF16 || row.given == kEncodingUTF32;
@@ -58,6 +57,8 @@ TEST_F(Text, WhatCannotBeBuiltIsNull)
         EXPECT_EQ(PString2RB(reinterpret_cast<const unsigned char *>(text), kEncodingUTF8), nullptr);
     }
     EXPECT_EQ(UnicodeCString2RB(L""), nullptr);
+    gDebugging = true; // an unknown encoding is told
+    EXPECT_EQ(CaptureLog([] { String(REALBuildUnicodeString("a", 1, 77)); }).size(), 1U);
 
     EXPECT_EQ(Bytes(String(CString2RBmax("abcdef", kEncodingUTF8, 3))), "abc");
     EXPECT_EQ(Bytes(String(CString2RBmax("ab", kEncodingUTF8, 100))), "ab");
@@ -98,14 +99,13 @@ INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2010.0, 2012.5, 2
 TEST_F(Text, AViewInEachEncodingOfASourceInEach)
 {
     StartHost();
-    struct Row {
+    const struct {
         std::string source;
         unsigned int encoding;
         std::string utf8, latin1; // no Latin-1: left out
         std::u16string utf16;
         std::u32string utf32;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"plain", kEncodingASCII, "plain", "plain", u"plain", U"plain"},
         {"plain", kEncodingMacRoman, "plain", "plain", u"plain", U"plain"},
         {"caf\xC3\xA9", 0x08000100, "caf\xC3\xA9", "caf\xE9", u"caf\u00E9", U"caf\u00E9"}, // the code itself
@@ -117,7 +117,7 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
         {"c\0\0\0\xE9\0\0\0"s, 0x0C000100, "c\xC3\xA9", "c\xE9", u"c\u00E9", U"c\u00E9"},
         {"a\0b"s, kEncodingASCII, "a\0b"s, "a\0b"s, u"a\0b"s, U"a\0b"s},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.source);
         String source(host::NewString(row.source, row.encoding));
         rbText text(source.Get());

@@ -156,8 +156,8 @@ REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)
 MemoryBlockView ViewOf(REALobjectStruct *object)
 {
     const Class *type = ClassOf(object, "reading of a memory block");
-    if (type == nullptr || type->isMemoryBlock) return type != nullptr ? BlockOf(object).view : MemoryBlockView{};
-    Host::Current().ledger.Error("a memory block was expected, but found: " + type->name);
+    if (type != nullptr && type->isMemoryBlock) return BlockOf(object).view;
+    if (type != nullptr) Host::Current().ledger.Error("a memory block was expected, but found: " + type->name);
     return {};
 }
 

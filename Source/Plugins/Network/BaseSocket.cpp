@@ -175,7 +175,7 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
-    // No more than an IPv6 address takes: of longer ones no text is made.
+    // No more than an IPv6 address takes. Longer ones have no text.
     LocalName local = {.length = sizeof local.name.address};
     if (!QueryName(*socket, local, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];

@@ -101,9 +101,8 @@ bool Takes(lua_State *state, const Function &function, int argument)
 [[noreturn]] void Refuse(lua_State *state, const std::string &name, const Overloads &functions, int first)
 {
     std::string given;
-    for (int argument = first; argument <= lua_gettop(state); ++argument) {
+    for (int argument = first; argument <= lua_gettop(state); ++argument)
         given += (argument == first ? "" : ", ") + NameOfValue(state, argument);
-    }
     std::string text = name + " does not take (" + given + "), but:";
     for (const Function *function : functions)
         text += "\n  " + function->text;

@@ -25,7 +25,7 @@ constexpr double mostSeconds = 1e9; // some thirty years, for math.huge
 
 [[noreturn]] void Refuse(lua_State *state, int index, const char *wanted)
 {
-    throw Mistake("argument " + std::to_string(index) + " is to be " + wanted + ", not " + NameOfValue(state, index));
+    throw Mistake("argument " + std::to_string(index) + " must be " + wanted + ", not " + NameOfValue(state, index));
 }
 
 template <typename Integer = long>
@@ -33,14 +33,14 @@ Integer IntegerArgument(lua_State *state, int index)
 {
     if (!Accepts(state, index, {TypeKind::Integer})) Refuse(state, index, "an integer");
     auto value = lua_tointeger(state, index);
-    if (!std::in_range<Integer>(value)) throw Mistake(std::to_string(value) + " is out of range");
+    if (!std::in_range<Integer>(value)) throw Mistake("the argument is out of range: " + std::to_string(value));
     return static_cast<Integer>(value);
 }
 
 std::chrono::duration<double> SecondsArgument(lua_State *state, int index)
 {
     double seconds = lua_tonumber(state, index);
-    if (lua_type(state, index) != LUA_TNUMBER || !(seconds >= 0)) Refuse(state, index, "some seconds");
+    if (lua_type(state, index) != LUA_TNUMBER || !(seconds >= 0)) Refuse(state, index, "a number of seconds");
     return std::chrono::duration<double>(std::min(seconds, mostSeconds));
 }
 

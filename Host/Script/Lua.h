@@ -47,7 +47,7 @@ class Script {
     // called wherever the plugin has returned.
     void ShowHandlerError();
 
-    // Lets a signal handler stop what runs, by setting the flag. Whether it is set; it is cleared then.
+    // A signal handler stops what runs by setting the flag. TakeStop tells whether it is set, and clears it.
     void StopBy(volatile std::sig_atomic_t &flag);
     bool TakeStop();
 

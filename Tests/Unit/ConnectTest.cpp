@@ -7,6 +7,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <fstream>
 #include <list>
 #include <utility>
 
@@ -149,8 +150,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
 {
     Server open(true);
     Server closed(false);
-    if (Connect("::1", closed.port, false, SOCK_STREAM, IPPROTO_TCP).message != kRefused)
-        GTEST_SKIP() << "no IPv6 loopback here";
+    if (std::ifstream("/proc/net/if_inet6").peek() == EOF) GTEST_SKIP() << "no IPv6 loopback here";
     // 4 answers and 5 refuses, both by IPv4; 6 refuses by IPv6; 1 is no family to connect to.
     struct {
         const char *what;

@@ -109,6 +109,7 @@ TEST_F(Data, BlocksAreBuiltWithTheBytesGiven)
     EXPECT_EQ(REALBuildMemoryblock(bytes, -1), nullptr);
     EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);
     EXPECT_EQ(MyREALNewMemoryBlock(-1), nullptr);
+    EXPECT_NE(Object(AsObject(MyREALNewMemoryBlock(0))).Get(), nullptr);
     for (auto address : {MyREALMemoryBlockGetPtr, myREALMemoryBlockGetPtr})
         EXPECT_EQ(address(nullptr), nullptr);
     for (auto size : {MyREALMemoryBlockGetSize, myREALMemoryBlockGetSize})

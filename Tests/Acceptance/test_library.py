@@ -3,6 +3,7 @@
 The environment names the library, and the emulator to run it with if it is of another machine.
 """
 import os
+import pathlib
 import re
 import subprocess
 import unittest
@@ -25,6 +26,7 @@ class Library(unittest.TestCase):
         self.assertEqual(defined, ["PluginEntry", "REALPluginMain", "elf_interpreter", "libEntry"])
 
     def test_names_itself_and_its_loader(self):
+        self.assertIn(b"$$ Plugin version: 23.5 (2023) $$\0", pathlib.Path(LIBRARY).read_bytes())
         machine = re.search(r"Machine:.*?(X86-64|AArch64)", readelf("-h")).group(1)
         self.assertIn("Library soname: [libVYNNetwork.Linux32.so.21016]", readelf("-d"))
         headers = readelf("-l")

@@ -5,7 +5,7 @@
 HostResolver gHostResolver = nullptr;
 double gHostVersion = 0.0;
 int gSDKVersion = 0;
-const char *gPluginVersionMarker = nullptr;
+[[gnu::used]] const char *gPluginVersionMarker = nullptr; // nothing reads it, and the optimiser must not drop it
 
 // The SDK version that a host of this version speaks.
 static int ChooseSDKVersion(double hostVersion)

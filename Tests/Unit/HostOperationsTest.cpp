@@ -62,6 +62,7 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
     std::int64_t length = 99;
     EXPECT_EQ(REALGetStringContents(nullptr, &length), nullptr);
     EXPECT_EQ(REALGetStringContents(string, &length), nullptr);
+    EXPECT_EQ(Asked("StringGetCString"), 1);
     Provide("StringGetCString", [](REALstringStruct *) -> const char * { return "text"; });
     EXPECT_STREQ(REALGetStringContents(string, &length), "text");
     EXPECT_EQ(length, 99);

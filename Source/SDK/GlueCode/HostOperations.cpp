@@ -19,12 +19,12 @@ class HostEntry<Result(Arguments...), Lookup> {
   public:
     using Function = Result (*)(Arguments...);
 
-    static Function Find()
+    static Function Find(void *(*lookUp)() = Lookup::Find)
     {
         Function function = Kept();
         if (function != ResolveAndCall) [[likely]]
             return function;
-        return Resolve();
+        return Resolve(lookUp);
     }
 
     static Result Call(Arguments... arguments) { return Kept()(arguments...); }
@@ -32,16 +32,16 @@ class HostEntry<Result(Arguments...), Lookup> {
   private:
     static Function Kept() { return slot.load(std::memory_order_relaxed); }
 
-    [[gnu::cold, gnu::noinline]] static Function Resolve()
+    [[gnu::cold, gnu::noinline]] static Function Resolve(void *(*lookUp)())
     {
-        auto function = reinterpret_cast<Function>(Lookup::Find());
+        auto function = reinterpret_cast<Function>(lookUp());
         if (function != nullptr) slot.store(function, std::memory_order_relaxed);
         return function;
     }
 
     [[gnu::cold]] static Result ResolveAndCall(Arguments... arguments)
     {
-        Function function = Resolve();
+        Function function = Resolve(Lookup::Find);
         return function != nullptr ? function(arguments...) : Result();
     }
 
@@ -138,12 +138,17 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
     return REALBuildStringWithEncoding(bytes, count, encoding);
 }
 
+static void *FindStringLength()
+{
+    return REALLoadFrameworkMethod("LenB( s as string ) as integer");
+}
+
 // The contents are looked for first.
 struct StringLengthLookup {
     static void *Find()
     {
         StringGetCStringEntry::Find();
-        return REALLoadFrameworkMethod("LenB( s as string ) as integer");
+        return FindStringLength();
     }
 };
 using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup>;
@@ -151,9 +156,10 @@ using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup
 const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length)
 {
     if (string == nullptr) return nullptr;
-    auto lengthOf = StringLengthEntry::Find();
+    auto contentsOf = StringGetCStringEntry::Find();
+    auto lengthOf = StringLengthEntry::Find(FindStringLength);
     if (length != nullptr && lengthOf != nullptr) *length = lengthOf(string);
-    return StringGetCStringEntry::Call(string);
+    return contentsOf != nullptr ? contentsOf(string) : nullptr;
 }
 
 StringBytes REALGetStringBytes(REALstringStruct *string)

@@ -91,6 +91,7 @@ TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
     String string(UnicodeCString2RB(reinterpret_cast<const unsigned short *>(u"a\u20AC")));
     rbText read(string.Get());
     EXPECT_STREQ(read.GetUTF8(), "a\xE2\x82\xAC");
+    EXPECT_EQ(read.LengthUTF8(), 4);
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2010.0, 2012.5, 2013.0, 2021.03),

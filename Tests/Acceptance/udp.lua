@@ -87,17 +87,8 @@ balanced("sending and reading", function()
     equal(receiver:Read(), nil)
   end
 
-  -- Each in its order, with its own length.
-  for _, text in ipairs({ "one", "three", "to" }) do
-    sender:SendMessage(text, "localhost\0.no", port) -- by name, which ends at a zero byte
-  end
-  for _, text in ipairs({ "one", "three", "to" }) do
-    support.arrived(receiver)
-    equal(receiver:Read().Data, text)
-  end
-
   local block = MemoryBlock("\0\1\2\3")
-  equal(sender:SendMessage(block, "127.0.0.1\0.5", port), 4)
+  equal(sender:SendMessage(block, "localhost\0.no", port), 4) -- by name, which ends at a zero byte
   outcome(sender, 0, sender:SendMessage(MemoryBlock(""), "127.0.0.1", port), 0)
   local datagram = DatagramVYN()
   datagram.Address, datagram.Port, datagram.Data, datagram.Length = "127.0.0.1\0.5", port, "filled", 99

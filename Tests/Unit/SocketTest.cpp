@@ -315,6 +315,17 @@ TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)
     EXPECT_EQ(completed, 2);
 }
 
+TEST_F(Socket, TheVariableOfTheMessageMayNameThePeerAndANumberThatComesAgainStaysOpen)
+{
+    Object into = Raw(), listener = Listener(), client = Raw(AF_INET, SOCK_STREAM);
+    REALstringStruct *both = host::NewString("127.0.0.1");
+    EXPECT_TRUE(Call<HostBoolean>(client, kConnect, both, Port(listener), &both));
+    long number = Number(into, "Handle");
+    close(static_cast<int>(number)); // which the next socket gets
+    EXPECT_EQ(Number(Accept(listener, nullptr, into), "Handle"), number);
+    EXPECT_NE(fcntl(static_cast<int>(number), F_GETFD), -1);
+}
+
 TEST_F(Socket, AcceptWithNothingWaitingClearsThePort)
 {
     Object listener = Listener();

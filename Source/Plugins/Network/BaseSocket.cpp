@@ -61,12 +61,13 @@ int QuerySize(const SocketRecord &socket, std::int64_t &size)
     return ioctl(Descriptor(socket), FIONREAD, &size);
 }
 
-// Stores that number in Handle and closes the previous descriptor, if any.
+// Stores that number in Handle and closes the previous descriptor, if any. It is the new one where a program closed the
+// previous one behind the object's back.
 static void SetHandle(SocketRecord &socket, std::int64_t handle)
 {
     int previous = Descriptor(socket);
     socket.Handle = handle;
-    if (previous > 0) close(previous);
+    if (previous > 0 && previous != handle) close(previous);
 }
 
 void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd)

@@ -60,6 +60,9 @@ BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
                      REALstringStruct **errorMessage)
 {
     return Guarded([&]() -> BooleanWord {
+        // The variable may have the only reference on the address.
+        REALstringStruct *kept = *errorMessage == address ? REALTryRetainString(address) : nullptr;
+        rbFreeLater releaseKept(&kept);
         ClearString(errorMessage);
         SocketRecord &socket = GetRAWSocketRecord(object);
         BeginOperation(socket);

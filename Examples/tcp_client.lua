@@ -20,7 +20,7 @@ print(("connected to %s:%d from port %d"):format(address, port, socket.LocalPort
 
 local answer
 function socket:DataAvailable()
-  local bytes = self:ReadAll()
+  local bytes = self:Read(65536)
   answer = bytes and bytes:bytes() or "" -- nil: the server has closed
 end
 

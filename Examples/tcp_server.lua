@@ -25,7 +25,7 @@ local function serve(peer, address, peerPort)
   print(("connection from %s:%d"):format(address, peerPort))
 
   function peer:DataAvailable()
-    local bytes = self:ReadAll()
+    local bytes = self:Read(65536)
     if bytes then
       local answer = MemoryBlock(bytes:bytes():upper())
       self:Send(answer, answer.Size, MSG_NOSIGNAL)

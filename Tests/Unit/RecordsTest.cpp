@@ -233,13 +233,13 @@ TEST(Records, EveryMemberOfEveryOwnerIsCheckedAndAdapted)
     StartHost(2012.0, 10);
     struct {
         void (*handOver)(Sample &s);
-        long members;
+        long members, lines; // with what an extension may not have, and those for the console alone
         std::uint32_t flags = 0x14;
     } const rows[] = {
-        {[](Sample &s) { MyREALRegisterClass(&s.d); }, 8},
-        {[](Sample &s) { MyREALRegisterControl(&s.control); }, 8, 0x40014},
-        {[](Sample &s) { MyREALRegisterClassExtension(&s.d); }, 7},
-        {[](Sample &s) { MyREALRegisterModule(&s.module); }, 4},
+        {[](Sample &s) { MyREALRegisterClass(&s.d); }, 8, 8 + 4},
+        {[](Sample &s) { MyREALRegisterControl(&s.control); }, 8, 8 + 4, 0x40014},
+        {[](Sample &s) { MyREALRegisterClassExtension(&s.d); }, 7, 7 + 12 + 4},
+        {[](Sample &s) { MyREALRegisterModule(&s.module); }, 4, 4 + 2},
     };
     for (const auto &row : rows) {
         Sample sample;
@@ -249,6 +249,7 @@ TEST(Records, EveryMemberOfEveryOwnerIsCheckedAndAdapted)
         Lines log = CaptureLog([&] { row.handOver(sample); });
         auto isBad = [](const std::string &line) { return line.find("has an attribute without name") != line.npos; };
         EXPECT_EQ(std::count_if(log.begin(), log.end(), isBad), row.members);
+        EXPECT_EQ(std::ssize(log), row.lines);
         EXPECT_EQ(sample.method.flags, row.flags);
     }
 }

@@ -1,7 +1,5 @@
 #include "Host/Script/Describe.h"
 
-#include <algorithm>
-#include <ranges>
 #include <stdexcept>
 
 namespace host {
@@ -67,9 +65,10 @@ std::string Describe(std::string_view name)
         bool isMeant = name.empty() ? !type.isOwn : SameName(type.name, name);
         text += isMeant ? (text.empty() ? "" : "\n") + WithMembers(type) : DeclarationsOf(type, name);
     };
-    const auto &all = Host::Current().classes.All();
-    std::ranges::for_each(all | std::views::filter([](const Class &type) { return !type.isModule; }), add);
-    std::ranges::for_each(all | std::views::filter(&Class::isModule), add);
+    for (bool wantsModules : {false, true}) {
+        for (const Class &type : Host::Current().classes.All())
+            if (type.isModule == wantsModules) add(type);
+    }
     if (text.empty()) throw std::invalid_argument("nothing is registered under the name " + std::string(name));
     return text;
 }

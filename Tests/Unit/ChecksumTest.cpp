@@ -67,8 +67,8 @@ TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
     constexpr std::size_t kMost = 9 * 1024 * 1024;
     GuardedMemory memory(kMost);
     std::mt19937 random(2);
-    for (int kind = 0; kind < 3; kind++) {
-        auto byte = [&] { return static_cast<unsigned char>(kind == 2 ? random() : -kind); };
+    for (unsigned int kind = 0; kind < 3; kind++) {
+        auto byte = [&] { return static_cast<unsigned char>(kind == 2 ? random() : kind * 0xFF); };
         std::generate_n(memory.Last(kMost), kMost, byte);
         std::vector<std::size_t> counts = {65535, 65536, 131070, 131071, 131072, 131073, kMost - 1, kMost};
         for (std::size_t power = 11; power < 23; power++) {

@@ -315,7 +315,7 @@ TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)
     EXPECT_EQ(completed, 2);
 }
 
-TEST_F(Socket, TheVariableOfTheMessageMayNameThePeerAndANumberThatComesAgainStaysOpen)
+TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
 {
     Object into = Raw(), listener = Listener(), client = Raw(AF_INET, SOCK_STREAM);
     REALstringStruct *both = host::NewString("127.0.0.1");

@@ -52,7 +52,7 @@ void SetOwnField(lua_State *state, const std::string &name)
 void FireInLua(Script &script, const REALobjectStruct *object, const Event &event)
 {
     lua_State *state = script.current;
-    if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("there are too many events in each other");
+    if (!lua_checkstack(state, LUA_MINSTACK)) throw std::runtime_error("handlers are nested too deeply");
     script.ShowHandlerError(); // of another object
     if (!PushExistingProxy(state, object)) return;
     std::string name = NameOfValue(state, -1) + "." + event.name;

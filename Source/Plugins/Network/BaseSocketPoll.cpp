@@ -98,13 +98,14 @@ constexpr EventLabels eventLabels[] = {
     {"Event Error", "Error event"},
 };
 
-// Calls the program's handler if there is one. A standard exception ends the handler alone; any other
-// one goes on to the caller. Result: whether a handler has run.
-bool FireEvent(REALobjectStruct *object, REALevent *events, SocketEvent event)
+// Calls the program's handler if there is one, and takes a reference on the object before the first. A standard exception
+// ends the handler alone; any other one goes on to the caller. Result: whether a handler has run.
+bool FireEvent(REALobjectStruct *object, REALevent *events, SocketEvent event, REALobjectStruct *&held)
 {
     void *handler = REALGetEventInstance(object, &events[event]);
     TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
     if (handler == nullptr) return false;
+    if (held == nullptr) held = REALTryRetainObject(object);
     TRACE(eventLabels[event].call);
     try {
         reinterpret_cast<void (*)(REALobjectStruct *)>(handler)(object);
@@ -125,29 +126,28 @@ REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
 // Fires what the sets say. Stops after a handler that changed Handle, or after any handler if the object could not be
 // retained.
 void FireDueEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional,
-                   bool isHeld)
+                   REALobjectStruct *&held)
 {
     const std::int64_t polled = socket.Handle;
-    auto isStillPolled = [&] { return isHeld && socket.Handle == polled; };
+    auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
     REALevent *events = EventsOf(object, socket);
 
-    if (readable && FireEvent(object, events, kDataAvailable) && !isStillPolled()) return;
+    if (readable && FireEvent(object, events, kDataAvailable, held) && !isStillPolled()) return;
     if (writable && socket.sendPending) {
         socket.sendPending = false;
-        if (FireEvent(object, events, kSendComplete) && !isStillPolled()) return;
+        if (FireEvent(object, events, kSendComplete, held) && !isStillPolled()) return;
     }
-    if (exceptional) FireEvent(object, events, kError);
+    if (exceptional) FireEvent(object, events, kError, held);
 }
 
-// The same with a reference on the object. Releasing that may run the program's destructor, which may raise, so no
-// guard does it: an exception that leaves a guard's destructor ends the process. Out of line so that a quiet poll needs
-// no stack frame.
+// The same, and releases the reference. That may run the program's destructor, which may raise, so no guard does it: an
+// exception that leaves a guard's destructor ends the process. Out of line so that a quiet poll needs no stack frame.
 [[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
                                   bool exceptional)
 {
-    REALobjectStruct *held = REALTryRetainObject(object);
+    REALobjectStruct *held = nullptr; // the object, with a reference of the poll's own once a handler is called
     try {
-        FireDueEvents(object, socket, readable, writable, exceptional, held != nullptr);
+        FireDueEvents(object, socket, readable, writable, exceptional, held);
     } catch (...) {
         if (held != nullptr) REALUnlockObject(held);
         throw;

@@ -98,8 +98,8 @@ constexpr EventLabels eventLabels[] = {
     {"Event Error", "Error event"},
 };
 
-// Calls the program's handler if there is one, and takes a reference on the object before the first. A standard exception
-// ends the handler alone; any other one goes on to the caller. Result: whether a handler has run.
+// Calls the program's handler if there is one, and takes a reference on the object before the first. A standard
+// exception ends the handler alone; any other one goes on to the caller. Result: whether a handler has run.
 bool FireEvent(REALobjectStruct *object, REALevent *events, SocketEvent event, REALobjectStruct *&held)
 {
     void *handler = REALGetEventInstance(object, &events[event]);

@@ -4,8 +4,10 @@
 #include "Fuzz.h"
 #include "Tests/Shared/Program.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 using namespace program;
 
@@ -24,20 +26,14 @@ struct Run {
     std::string AnyText() { return input.ConsumeRandomLengthString(300); }
     const char *Address()
     {
-        static constexpr const char *kAddresses[] = {"127.0.0.1", "localhost",    "::1",
-                                                     "",          "no such host", "127.0.0.1 x"};
-        return input.PickValueInArray(kAddresses);
+        return input.PickValueInArray<const char *>(
+            {"127.0.0.1", "localhost", "::1", "", "no such host", "127.0.0.1 x"});
     }
-    long AnyPort()
-    {
-        if (input.ConsumeBool()) return Number(Pick(), "LocalPort");
-        static constexpr long kPorts[] = {0, -1, 65536, 1L << 32, 1};
-        return input.PickValueInArray(kPorts);
-    }
+    long OtherPort() { return input.PickValueInArray({0L, -1L, 65536L, 1L << 32, 1L}); }
+    long AnyPort() { return input.ConsumeBool() ? Number(Pick(), "LocalPort") : OtherPort(); }
     long Handle()
     {
-        static constexpr long kHandles[] = {0, -1, 1L << 20, 1L << 31, 1L << 40};
-        if (input.ConsumeBool()) return input.PickValueInArray(kHandles);
+        if (input.ConsumeBool()) return input.PickValueInArray({0L, -1L, 1L << 20, 1L << 31, 1L << 40});
         return open("/dev/null", O_RDWR | O_CLOEXEC);
     }
     // Half of the sockets are raw ones, streams and others.
@@ -63,9 +59,7 @@ constexpr Action rawActions[] = {
     [](Run &run, auto &socket) { Call(socket, "Listen(BackLog as Integer)", run.input.ConsumeIntegral<long>()); },
     [](Run &run, auto &socket) {
         Host().Set(socket.Get(), "SocketType", run.input.ConsumeIntegralInRange(0, 4));
-        Connect(socket, "127.0.0.1", run.AnyPort());
-        // Whatever waits must come back at once.
-        fcntl(static_cast<int>(Number(socket, "Handle")), F_SETFL, O_NONBLOCK);
+        Connect(socket, "127.0.0.1", run.OtherPort()); // by name it would wait for a listener whose queue is full
     },
     [](Run &run, auto &socket) {
         bool intoGiven = IsRaw(run.sockets[0]) && run.input.ConsumeBool();
@@ -78,6 +72,11 @@ constexpr Action rawActions[] = {
         std::string bytes = run.AnyText();
         Call<long>(socket, "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer", bytes.data(),
                    bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    },
+    [](Run &run, auto &socket) {
+        sockaddr_in to = {AF_INET, htons(static_cast<std::uint16_t>(run.AnyPort())), {htonl(INADDR_LOOPBACK)}, {}};
+        const char *connect = "Connect(DestAddr as Ptr, DestAddrByteSize as Integer) as Boolean";
+        Call<HostBoolean>(socket, connect, &to, sizeof to);
     },
     [](Run &, auto &socket) { Call(socket, "Close"); },
 };
@@ -96,7 +95,11 @@ constexpr Action actions[] = {
         if (std::string_view option = run.Option(IsRaw(socket)); option != "SocketError") // which is read-only
             Host().Set(socket.Get(), std::string(option), run.input.ConsumeIntegral<long>());
     },
-    [](Run &run, auto &socket) { Host().Set(socket.Get(), "Handle", run.Handle()); },
+    [](Run &run, auto &socket) {
+        long left = Number(socket, "Handle"); // which the object no longer closes
+        Host().Set(socket.Get(), "Handle", run.Handle());
+        if (left > STDERR_FILENO && left < 1L << 20) close(static_cast<int>(left));
+    },
     [](Run &, auto &socket) { Words(socket, "LocalIP"); },
     [](Run &run, auto &) { run.Pick() = run.New(); },
     [](Run &run, auto &socket) {

@@ -78,9 +78,8 @@ long Send(const Object &socket, const char *text, const char *address, long port
 
 Object Read(const Object &socket, bool peek)
 {
-    bool isUdp = Number(socket, "Protocol") == IPPROTO_UDP;
     const char *method =
-        isUdp ? "Read(peek as Boolean) as DatagramVYN" : "ReadDatagram(peek as Boolean) as DatagramVYN";
+        IsRaw(socket) ? "ReadDatagram(peek as Boolean) as DatagramVYN" : "Read(peek as Boolean) as DatagramVYN";
     return Object(Call<REALobjectStruct *>(socket, method, peek));
 }
 

@@ -91,7 +91,7 @@ class Host {
         exceptions.ThrowPending();
     }
 
-    // Leaks and errors, one a line; empty when all is well.
+    // Leaks and errors, one a line; empty when all is well. What was released rests no longer.
     std::string Complaints();
 
     const double version;

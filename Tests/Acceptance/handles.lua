@@ -87,7 +87,9 @@ local function exercise(kind, socket, name, handle, isNumber)
   socket.Handle = 0
 end
 
+local leftOut = ...
 local function try(name, make)
+  if name == leftOut then return end
   support.balanced(name, function()
     local udp, raw = UDPSocketVYN(), RAWSocketVYN(2, 2, 17)
     for _, socket in ipairs({ udp, raw }) do
@@ -105,7 +107,6 @@ local function try(name, make)
   end)
 end
 
-local leftOut = ...
-for _, row in ipairs(kinds) do if row[1] ~= leftOut then try(table.unpack(row)) end end
+for _, row in ipairs(kinds) do try(table.unpack(row)) end
 os.remove(sparse)
 print(#kinds - (leftOut and 1 or 0) .. " kinds of descriptor and number tried")

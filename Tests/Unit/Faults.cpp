@@ -81,8 +81,8 @@ const char *faults::FailedSystemCall()
     return failedCall;
 }
 
-// A row: what the call returns, its name, its parameters and the same as arguments; before all that what is noted
-// first.
+// A row: what the call returns, its name, its parameters and the same as arguments. A noted call has in front of them
+// what it does once it is known not to fail here.
 #define FAILING_CALL(...) NOTED_CALL(, __VA_ARGS__)
 #define NOTED_CALL(note, result, name, parameters, ...)                                                                \
     extern "C" result name parameters                                                                                  \

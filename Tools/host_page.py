@@ -60,7 +60,8 @@ def read_row(kind, arguments):
 def read_entries():
     """The entries by group, and the array elements as (type, C type, has insert)."""
     groups, elements, name = {}, [], None
-    for line in (GLUE / "HostOperations.inc").read_text(encoding="utf-8").splitlines():
+    tables = ("HostOperations.inc", "FurtherHostOperations.inc")
+    for line in "".join((GLUE / table).read_text(encoding="utf-8") for table in tables).splitlines():
         if group := GROUP.match(line):
             name = group[1]
             groups[name] = []

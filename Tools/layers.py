@@ -19,7 +19,7 @@ DOT, SVG = ROOT / "Docs/layers.dot", ROOT / "Docs/layers.svg"
 
 GLUE, UTILITY, LIBS, NETWORK = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket", "Source/Plugins/Network"
 RECORDS = tuple(f"{GLUE}/{name}" for name in
-                ("HostTypes.h", "HostRecords.h", "RecordRows.h", "HostOperations.inc", "HostOperationsEnd.inc"))
+                ("HostTypes.h", "HostRecords.h", "RecordRows.h", "HostOperations.inc"))
 EVERYTHING = ("",)
 
 # Headers in angle brackets: those of C++ have no ending, those of the system may have any name but these.

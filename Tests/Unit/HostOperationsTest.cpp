@@ -1,5 +1,5 @@
 // The bridge to the host, against a host that has just what a test gives it.
-#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/FurtherHostOperations.h"
 
 #include "Source/Utility/rbData.h"
 #include "Tests/Unit/OnHost.h"
@@ -194,8 +194,8 @@ TEST_F(HostOperations, EveryRowGivesTheMissingValueOnAHostWithoutTheEntry)
 #define HOST_ENTRY(result, operation, parameters, entry)
 #define HOST_ARRAY_FIXED(type, element)
 #define HOST_ARRAY_ELEMENT(type, element)
+#define HOST_ALL_OPERATIONS
 #include "Source/SDK/GlueCode/HostOperations.inc"
-#include "Source/SDK/GlueCode/HostOperationsEnd.inc"
     EXPECT_EQ(REALCountClassProperties(nullptr), 0);
     EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
     for (double version : {2007.01, 2018.02}) {

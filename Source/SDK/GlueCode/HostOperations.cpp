@@ -1,7 +1,6 @@
 // The bridge to the host: one slot for each entry, found by name on first use. Apart from start-up, which asks for two
 // entries by itself, nothing else in the library knows their names.
-#include "HostOperations.h"
-
+#include "FurtherHostOperations.h"
 #include "PluginMain.h"
 
 #include <algorithm>
@@ -130,8 +129,8 @@ struct ElementAnswer<bool> {
         if (insert != nullptr) insert(array, index, value);                                                            \
     }
 
+#define HOST_ALL_OPERATIONS
 #include "HostOperations.inc"
-#include "HostOperationsEnd.inc"
 
 REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int encoding)
 {

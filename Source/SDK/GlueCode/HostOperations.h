@@ -2,27 +2,12 @@
 //
 // Each finds its entry by name on first use and keeps it. On a host without the entry nothing is called, and the
 // caller gets the missing value: null, 0, false. No operation logs or raises. The rows are in HostOperations.inc; the
-// operations with logic of their own follow here.
+// operations with logic of their own follow here. Those that nothing calls yet are in FurtherHostOperations.h.
 #pragma once
 
 #include "HostRecords.h"
 
-#define HOST_CALL(result, operation, parameters, arguments) result operation parameters;
-#define HOST_CALL_AS(result, operation, parameters, arguments, entry) result operation parameters;
-#define HOST_CALL_OR(missing, result, operation, parameters, arguments, entry) result operation parameters;
-#define HOST_YES_NO(operation, parameters, arguments) bool operation parameters;
-#define HOST_YES_NO_AS(operation, parameters, arguments, entry) bool operation parameters;
-#define HOST_YES_NO_WORD(operation, parameters, arguments) bool operation parameters;
-#define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entry) bool operation parameters;
-#define HOST_ENTRY(result, operation, parameters, entry)
-#define HOST_ARRAY_FIXED(type, element)                                                                                \
-    void REALGetArrayValue##type(void *array, long index, element *out);                                               \
-    void REALSetArrayValue##type(void *array, long index, element value);
-#define HOST_ARRAY_ELEMENT(type, element)                                                                              \
-    HOST_ARRAY_FIXED(type, element)                                                                                    \
-    void REALInsertArrayValue##type(void *array, long index, element value);
-#include "HostOperations.inc"
-#include "HostOperationsEnd.inc"
+#include "HostPrototypes.inc"
 
 // Forwards to REALBuildStringWithEncoding.
 REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int encoding);
@@ -68,14 +53,3 @@ void REALReleaseObject(REALobjectStruct *object);
 // The value with one reference more, to be unlocked; null for null, and on a host that can't add one.
 REALstringStruct *REALTryRetainString(REALstringStruct *string);
 REALobjectStruct *REALTryRetainObject(REALobjectStruct *object);
-
-bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
-
-// Text drawing: the form in which the entry is called depends on the host's version.
-void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width);
-double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text);
-
-// How many properties the object's class has, and one of them by number from 0. Both go through the
-// host's second resolver; 0 and null without it.
-int REALCountClassProperties(REALobjectStruct *object);
-void *REALGetClassProperty(REALobjectStruct *object, int index);

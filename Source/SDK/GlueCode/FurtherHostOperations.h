@@ -1,0 +1,18 @@
+// The host operations that nothing calls yet, for plugin code to come.
+#pragma once
+
+#include "HostOperations.h"
+
+#define HOST_ALL_OPERATIONS
+#include "HostPrototypes.inc"
+
+bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
+
+// Text drawing: the form in which the entry is called depends on the host's version.
+void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width);
+double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text);
+
+// How many properties the object's class has, and one of them by number from 0. Both go through the
+// host's second resolver; 0 and null without it.
+int REALCountClassProperties(REALobjectStruct *object);
+void *REALGetClassProperty(REALobjectStruct *object, int index);

@@ -98,6 +98,10 @@ class rbText {
     template <typename Unit>
     Unit *Own(View<Unit> &view, long units);
     template <typename Unit>
+    void UseHostData(View<Unit> &view);
+    template <typename Unit>
+    void CopyText(View<Unit> &view);
+    template <typename Unit>
     void Terminate(View<Unit> &view);
     template <typename Unit>
     void Widen(View<Unit> &view);

@@ -1,7 +1,5 @@
 #include "rbTextDecode.h"
 
-#include "rbTextWiden.h"
-
 #include <cstring>
 
 namespace {
@@ -78,25 +76,6 @@ unsigned int *PutCodePoint(unsigned int code, unsigned int *out)
     return out;
 }
 
-// Copies leading ASCII bytes; advances both past them. The first step is made here, and WidenASCII is called when there
-// is a second one: in mixed text most runs are shorter, and a call would cost more than it saves.
-template <typename Unit>
-void CopyASCII(const unsigned char *text, long count, long &offset, Unit *&out)
-{
-    auto isStepAhead = [&] { return count - offset >= kWidenStep && IsASCIIStep(text + offset); };
-    auto advance = [&](long taken) {
-        offset += taken;
-        out += taken;
-    };
-    if (isStepAhead()) {
-        WidenStep(text + offset, out);
-        advance(kWidenStep);
-        if (isStepAhead()) advance(WidenASCII(text + offset, count - offset, out));
-    }
-    while (offset < count && text[offset] < 0x80)
-        *out++ = text[offset++];
-}
-
 } // namespace
 
 template <typename Unit>
@@ -107,7 +86,7 @@ long DecodeUTF8(const unsigned char *text, long count, Unit *out, long *illegalO
     *illegalOffset = -1;
     while (offset < count) {
         if (text[offset] < 0x80) {
-            CopyASCII(text, count, offset, out);
+            *out++ = text[offset++];
             continue;
         }
         unsigned int code;

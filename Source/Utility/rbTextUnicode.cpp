@@ -1,7 +1,6 @@
 // The UTF-16 and UTF-32 views of a text.
 #include "rbTextDecode.h"
 #include "rbTextViews.h"
-#include "rbTextWiden.h"
 
 // One unit for each byte of a 7-bit source.
 template <typename Unit>
@@ -10,8 +9,7 @@ void rbText::Widen(View<Unit> &view)
     Unit *units = Own(view, utf8.length);
     if (units == nullptr) return Fail("Out of memory", view);
     auto bytes = reinterpret_cast<const unsigned char *>(utf8.text);
-    for (long i = WidenASCII(bytes, utf8.length, units); i < utf8.length; i++)
-        units[i] = bytes[i];
+    std::copy_n(bytes, utf8.length, units);
     view.text = units;
     view.length = utf8.length;
 }

@@ -34,15 +34,16 @@ bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
     return view.held;
 }
 
-// Data of less than one unit is no text: what follows it need not be a zero.
-template <typename View>
-void UseHostData(View &view)
+// Data of less than one unit is no text: what follows it need not be a zero. Data where no unit may lie is copied.
+template <typename Unit>
+void rbText::UseHostData(View<Unit> &view)
 {
-    using Pointer = decltype(view.text);
-    long length = view.data.length / static_cast<long>(sizeof *view.text);
-    if (view.data.data == nullptr || length <= 0) return;
-    view.text = static_cast<Pointer>(view.data.data);
+    const void *data = view.data.data;
+    long length = view.data.length / static_cast<long>(sizeof(Unit));
+    if (data == nullptr || length <= 0) return;
     view.length = length;
+    view.text = static_cast<const Unit *>(data);
+    if (reinterpret_cast<std::uintptr_t>(data) % alignof(Unit) != 0) CopyText(view);
 }
 
 template <typename Unit>
@@ -66,15 +67,22 @@ Unit *rbText::Own(View<Unit> &view, long units)
     return static_cast<Unit *>(buffer);
 }
 
+// Puts a copy of the view's text, with a zero after it, in its place.
+template <typename Unit>
+void rbText::CopyText(View<Unit> &view)
+{
+    const void *text = view.text;
+    Unit *copy = Own(view, view.length);
+    if (copy == nullptr) return Fail("Out of memory", view);
+    std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
+    view.text = copy;
+}
+
 // A host may hand out text without a zero after it.
 template <typename Unit>
 void rbText::Terminate(View<Unit> &view)
 {
     if (view.length < 1 || view.text[view.length] == 0) return;
     TRACE("String is not zero terminated. Fixed.");
-    const Unit *text = view.text;
-    Unit *copy = Own(view, view.length);
-    if (copy == nullptr) return Fail("Out of memory", view);
-    std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
-    view.text = copy;
+    CopyText(view);
 }

@@ -1,8 +1,6 @@
 // The Unicode decoders: all code points, all 3-byte strings, the 4-byte strings round every border, all 16-bit units
 // and pairs. Texts end where memory ends.
-#include "Source/Utility/CpuFeatures.h"
 #include "Source/Utility/rbTextDecode.h"
-#include "Source/Utility/rbTextWiden.h"
 #include "Tests/Shared/GuardedMemory.h"
 #include "Tests/Shared/Program.h"
 
@@ -112,7 +110,6 @@ TEST_F(Decode, EveryUTF16UnitAloneAndOnBothSidesOfTheLowSurrogates)
 
 TEST_F(Decode, LongTextsEndWhereTheyStopBeingLegal)
 {
-    // The wide steps over 7-bit bytes must neither pass nor lose anything at any place in the step.
     GuardedMemory memory(140);
     for (long count = 1; count <= 140; count++) {
         for (long place = 0; place < count; place++) {
@@ -125,42 +122,4 @@ TEST_F(Decode, LongTextsEndWhereTheyStopBeingLegal)
             ASSERT_EQ(illegalOffset, place);
         }
     }
-}
-
-// Every implementation that can run here.
-template <typename Unit>
-static std::vector<long (*)(const unsigned char *, long, Unit *)> WideForms()
-{
-#if defined(__x86_64__)
-    if (HasAVX2()) return {WidenASCIIPortable<Unit>, WidenASCIIAVX2<Unit>, WidenASCII<Unit>};
-#endif
-    return {WidenASCIIPortable<Unit>, WidenASCII<Unit>};
-}
-
-template <typename Unit>
-static void WidenAtEveryPlaceOfEveryLength()
-{
-    constexpr long kLargestRest = 15; // less than the smallest step
-    GuardedMemory memory(140), outMemory(4 * 140);
-    for (auto widen : WideForms<Unit>()) {
-        for (long count = 0; count <= 140; count++) {
-            for (long place = 0; place <= count; place++) { // of the byte that is not 7-bit, `count` for none
-                unsigned char *text = memory.Last(static_cast<std::size_t>(count));
-                for (long i = 0; i < count; i++)
-                    text[i] = static_cast<unsigned char>(i * 5 % 0x80);
-                if (place < count) text[place] = static_cast<unsigned char>(0x80 + place);
-                auto out = reinterpret_cast<Unit *>(outMemory.Last(static_cast<std::size_t>(count) * sizeof(Unit)));
-                long taken = widen(text, count, out);
-                ASSERT_LE(taken, place);
-                ASSERT_GE(taken, place - kLargestRest);
-                ASSERT_TRUE(std::equal(out, out + taken, text)) << place << " of " << count;
-            }
-        }
-    }
-}
-
-TEST_F(Decode, EachImplementationWidensWholeStepsOf7BitBytesAndNothingElse)
-{
-    WidenAtEveryPlaceOfEveryLength<unsigned short>();
-    WidenAtEveryPlaceOfEveryLength<unsigned int>();
 }

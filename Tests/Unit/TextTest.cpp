@@ -7,6 +7,7 @@
 #include "Tests/Unit/OnHost.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -309,4 +310,26 @@ TEST_F(Text, IsInTheLogWithItsHandle)
     EXPECT_EQ(CaptureLog([] { LogMessage("x", static_cast<RuntimeText *>(nullptr)); }),
               Lines{"VYN Debug: x (nil) and no text"});
     host::Release(text);
+}
+
+// The host gives its data wherever that lies.
+TEST(TextOfAHost, WideTextIsReadAtAnyAddress)
+{
+    FakeHost::Start();
+    static const std::u16string units = u"\u20ACuro \U0001F600";
+    static unsigned char memory[64];
+    static std::size_t place, size;
+    FakeHost::Provide("REALGetStringEncoding", [](REALstringStruct *) -> unsigned int { return kEncodingUTF16; });
+    FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int, REALstringData *data) {
+        data->data = memory + place;
+        data->length = static_cast<long>(size);
+        return 1UL;
+    });
+    for (place = 0; place < 8; place++) {
+        size = units.size() * 2;
+        std::memcpy(memory + place, units.data(), size + 2);
+        rbText narrow(reinterpret_cast<REALstringStruct *>(memory));
+        EXPECT_EQ(units, reinterpret_cast<const char16_t *>(narrow.GetUTF16()));
+        EXPECT_EQ(std::wstring(narrow.GetWChar()), L"\u20ACuro \U0001F600");
+    }
 }

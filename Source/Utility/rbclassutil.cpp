@@ -55,11 +55,10 @@ static void CheckClassRecord(const REALclassDefinition &d)
     });
     // clang-format on
     if (d.superName != nullptr && d.dataSize != 0 && std::strstr(d.superName, "VYN") != nullptr) {
-        LogMessageX("Warning: The subclass %s of %s has data size: %d", d.name, d.superName,
-                    static_cast<int>(d.dataSize));
+        Report("Warning: The subclass %s of %s has data size: %d", d.name, d.superName, static_cast<int>(d.dataSize));
     }
     if (gHostVersion < 2020.02 && d.flags == kTargetIOS) {
-        LogMessageX("Warning: iOS only class registered for old Xojo: %s", d.name);
+        Report("Warning: iOS only class registered for old Xojo: %s", d.name);
     }
 }
 

@@ -11,46 +11,48 @@
 // missing though it has a count, the owner and the index of the first entry.
 template <typename Member>
 static std::span<Member> MembersToCheck(const char *owner, Member *members, unsigned long count,
-                                        const char *rangeMessage, const char *missingMessage = nullptr)
+                                        Message<const char *, int> rangeMessage,
+                                        Message<const char *, int> missingMessage = nullptr)
 {
     if (count > kMaximumWalked) {
-        LogMessageX(rangeMessage, owner, static_cast<int>(count));
+        Report(rangeMessage, owner, static_cast<int>(count));
         return {};
     }
-    if (members == nullptr && count != 0 && missingMessage != nullptr) LogMessageX(missingMessage, owner, 0);
+    if (members == nullptr && count != 0 && missingMessage.format != nullptr) Report(missingMessage, owner, 0);
     return Members(members, count);
 }
 
 // What every member has. The message takes the owner, the member and the count.
 template <typename Member>
-static void CheckMemberAttributes(const char *owner, const char *name, const Member &member, const char *message)
+static void CheckMemberAttributes(const char *owner, const char *name, const Member &member,
+                                  Message<const char *, const char *, int> message)
 {
     if (!CountAgrees(member.attributes, member.attributeCount, kMaximum)) {
-        LogMessageX(message, owner, name, static_cast<int>(member.attributeCount));
+        Report(message, owner, name, static_cast<int>(member.attributeCount));
     }
     CheckAttributes(owner, name, member.attributes, member.attributeCount);
 }
 
 // The message takes the owner and the index.
-static void CheckText(const char *text, const char *message, const char *owner, int index)
+static void CheckText(const char *text, Message<const char *, int> message, const char *owner, int index)
 {
-    if (text == nullptr) LogMessageX(message, owner, index);
+    if (text == nullptr) Report(message, owner, index);
 }
 
 void CheckAttributes(const char *owner, const char *member, REALattribute *attributes, unsigned long count)
 {
     if (count > kMaximumWalked) {
-        LogMessageX("Error: attribute count out of range for %s.%s: %d.", owner, member, static_cast<int>(count));
+        Report("Error: attribute count out of range for %s.%s: %d.", owner, member, static_cast<int>(count));
         return;
     }
     int index = 0;
     for (const REALattribute &attribute : Members(attributes, count)) {
         if (attribute.name == nullptr) {
-            LogMessageX("Error: %s.%s has an attribute without name! Index: %d", owner, member, index);
+            Report("Error: %s.%s has an attribute without name! Index: %d", owner, member, index);
         }
         if (attribute.value == nullptr) {
-            LogMessageX("Error: %s.%s has an attribute without value! Name: %s Index: %d", owner, member,
-                        attribute.name, index);
+            Report("Error: %s.%s has an attribute without value! Name: %s Index: %d", owner, member, attribute.name,
+                   index);
         }
         index++;
     }
@@ -63,7 +65,7 @@ void CheckMethods(const char *owner, REALmethodDefinition *methods, unsigned lon
              owner, methods, count, "Error: method count out of range for %s: %d.", "Error: method %s.%d is NULL.")) {
         const char *declaration = method.declaration;
         CheckText(declaration, "Error: The method %s.%d has nil declaration.", owner, index++);
-        if (method.function == nullptr) LogMessageX("Error: The method %s.%s has nil function.", owner, declaration);
+        if (method.function == nullptr) Report("Error: The method %s.%s has nil function.", owner, declaration);
         CheckMemberAttributes(owner, declaration, method,
                               "Error: The method %s.%s has the wrong attributeCount value: %d");
     }
@@ -100,7 +102,7 @@ void CheckDelegates(const char *owner, REALdelegate *delegates, unsigned long co
          MembersToCheck(owner, delegates, count, "Error: delegate count out of range for %s: %d.")) {
         const char *declaration = delegate.declaration;
         CheckText(declaration, "Error: The delegate %s.%d has nil declaration.", owner, index++);
-        if (delegate.flags == 0) LogMessageX("Warning: The delegate %s.%s has 0 for flags.", owner, declaration);
+        if (delegate.flags == 0) Report("Warning: The delegate %s.%s has 0 for flags.", owner, declaration);
         CheckMemberAttributes(owner, declaration, delegate,
                               "Error: The delegate %s.%s has the wrong attributeCount value: %d");
     }
@@ -111,12 +113,12 @@ static void CheckStandardAccessors(const char *owner, const REALproperty &proper
 {
     bool isDouble = strcasecmp(property.type, "double") == 0;
     int offset = static_cast<int>(property.parameter);
-    auto check = [&](std::intptr_t accessor, const char *needsCustom) {
+    auto check = [&](std::intptr_t accessor, Message<const char *, const char *> needsCustom) {
         if (accessor != kStandardAccessor) return;
         if (isDouble) {
-            LogMessageX(needsCustom, owner, property.name);
+            Report(needsCustom, owner, property.name);
         } else if (offset % 4 != 0) {
-            LogMessageX("Error: The property %s.%s has unaligned offset %d.", owner, property.name, offset);
+            Report("Error: The property %s.%s has unaligned offset %d.", owner, property.name, offset);
         }
     };
     check(property.getter.word, "Error: The property %s.%s needs custom getter.");
@@ -127,13 +129,12 @@ static void CheckProperty(const char *owner, const REALproperty &property, int i
 {
     const char *name = property.name;
     CheckText(name, "Error: The property %s.%d has nil name.", owner, index);
-    if (property.getter.word == 0) LogMessageX("Error: The property %s.%s has nil getter.", owner, name);
+    if (property.getter.word == 0) Report("Error: The property %s.%s has nil getter.", owner, name);
     CheckText(property.type, "Error: The property %s.%d has nil type.", owner, index);
     if (property.type != nullptr) CheckStandardAccessors(owner, property);
-    if (property.editor != nullptr) LogMessageX("Error: The property %s.%s has editor.", owner, name);
+    if (property.editor != nullptr) Report("Error: The property %s.%s has editor.", owner, name);
     if (!CountAgrees(property.enumEntries, property.enumCount, kMaximum)) {
-        LogMessageX("Error: The property %s.%s has wrong enumCount: %d", owner, name,
-                    static_cast<int>(property.enumCount));
+        Report("Error: The property %s.%s has wrong enumCount: %d", owner, name, static_cast<int>(property.enumCount));
     }
     CheckMemberAttributes(owner, name, property, "Error: The property %s.%s has attributes: %d");
 }

@@ -5,9 +5,12 @@
 #include "Source/SDK/GlueCode/HostRecords.h"
 #include "rbDebug.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <span>
+#include <string_view>
+#include <type_traits>
 
 inline constexpr std::uint64_t kMaximum = 1000; // entries of a list, unless a row says otherwise
 inline constexpr std::uint64_t kMaximumConstants = 4000;
@@ -20,41 +23,73 @@ constexpr bool CountAgrees(const void *array, std::uint64_t count, std::uint64_t
     return array == nullptr ? count == 0 : count != 0 && count <= limit;
 }
 
+// The format of a message, whose conversions are held against the values while compiling: %s for a text, %d for a
+// number.
+template <typename... Values>
+struct Message {
+    consteval Message(const char *text) : format(text)
+    {
+        std::string_view rest = text;
+        for (char conversion : {(std::is_same_v<Values, int> ? 'd' : 's')...}) {
+            rest.remove_prefix(std::min(rest.find('%'), rest.size()));
+            if (rest.size() < 2 || rest[1] != conversion) throw "A conversion does not fit its value.";
+            rest.remove_prefix(2);
+        }
+        if (rest.find('%') != std::string_view::npos) throw "There are more conversions than values.";
+    }
+    consteval Message(std::nullptr_t) : format(nullptr) {} // no message
+    const char *format;
+};
+
+// Writes a finding. A record may lack each of its texts.
+template <typename... Values>
+[[gnu::noinline]] void Report(Message<std::type_identity_t<Values>...> message, Values... values)
+{
+    auto shown = [](auto value) {
+        if constexpr (std::is_same_v<decltype(value), int>) {
+            return value;
+        } else {
+            return value != nullptr ? value : "(null)";
+        }
+    };
+    LogMessageX(message.format, shown(values)...);
+}
+
 // An array of a record with its count, and the message that takes the record's name and the count.
 struct CountRow {
     const void *array;
     std::uint64_t count;
     std::uint64_t limit;
-    const char *message;
+    Message<const char *, int> message;
 };
 
 // Reports every count that does not agree with its array.
 inline void CheckCounts(const char *name, std::initializer_list<CountRow> rows)
 {
     for (const CountRow &row : rows) {
-        if (!CountAgrees(row.array, row.count, row.limit)) LogMessageX(row.message, name, static_cast<int>(row.count));
+        if (!CountAgrees(row.array, row.count, row.limit)) Report(row.message, name, static_cast<int>(row.count));
     }
 }
 
 // A value that has to be zero, or not to be, and the message that takes the record's name and the value.
-inline void CheckThat(bool isGood, const char *message, const char *name, std::uint64_t value)
+inline void CheckThat(bool isGood, Message<const char *, int> message, const char *name, std::uint64_t value)
 {
-    if (!isGood) LogMessageX(message, name, static_cast<int>(value));
+    if (!isGood) Report(message, name, static_cast<int>(value));
 }
 
 // Whether plugin start has set the part name; reported under the name of the record when it has not.
 inline bool HasPartName(const char *name)
 {
-    if (gpartname == nullptr) LogMessageX("Error: gpartname is nil!? %s", name);
+    if (gpartname == nullptr) Report("Error: gpartname is nil!? %s", name);
     return gpartname != nullptr;
 }
 
 // Reports a version other than the one that records are written with. The message takes the record's name
 // and both versions.
-inline void CheckVersion(const char *message, const char *name, std::uint32_t version)
+inline void CheckVersion(Message<const char *, int, int> message, const char *name, std::uint32_t version)
 {
     if (version != kCurrentREALControlVersion)
-        LogMessageX(message, name, static_cast<int>(version), static_cast<int>(kCurrentREALControlVersion));
+        Report(message, name, static_cast<int>(version), static_cast<int>(kCurrentREALControlVersion));
 }
 
 // The members of a list; none of a list that is missing.

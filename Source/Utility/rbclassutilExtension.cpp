@@ -11,7 +11,7 @@ static void CheckExtensionRecord(const REALclassDefinition &d)
     CheckVersion("Error: The class extension %s has the wrong kCurrentREALControlVersion: %d vs. %d", d.name,
                  d.version);
     if (d.name == nullptr) LogMessageX("Error: A class extension without name.");
-    if (d.superName != nullptr) LogMessageX("Error: A class extension can't have super name: %s", d.superName);
+    if (d.superName != nullptr) Report("Error: A class extension can't have super name: %s", d.superName);
     // clang-format off
     CheckThat(d.dataSize == 0,     "Error: The class extension %s has the dataSize value: %d",           d.name, d.dataSize);
     CheckThat(d.forSystemUse == 0, "Error: The class extension %s has the wrong forSystemUse value: %d", d.name, static_cast<std::uint64_t>(d.forSystemUse));
@@ -67,7 +67,7 @@ void MyREALRegisterClassExtension(REALclassDefinition *extension)
     CheckExtensionMembers(d);
     WarnOfLostMembers(d);
     if (StartsLowerCase(d.name)) {
-        LogMessageX("Error: The class extension name %s does not start with capital letter.", d.name);
+        Report("Error: The class extension name %s does not start with capital letter.", d.name);
     }
     CheckTargetFlags(extension);
 

@@ -92,8 +92,8 @@ void ReportOffsets(const REALclassDefinition &d)
         if (property.getter.word != kStandardAccessor && property.setter.word != kStandardAccessor) continue;
         int offset = static_cast<int>(property.parameter);
         if (std::cmp_less(offset + 3L, d.dataSize)) continue;
-        LogMessageX("Error: Offset for variable too big: %s.%s %d %d", d.name, property.name, offset,
-                    static_cast<int>(d.dataSize));
+        Report("Error: Offset for variable too big: %s.%s %d %d", d.name, property.name, offset,
+               static_cast<int>(d.dataSize));
     }
 }
 

@@ -58,7 +58,7 @@ void MyREALRegisterMethod(REALmethodDefinition *method)
     if (method == nullptr) return LogMessageX("Error: A method registered is nil.");
     const char *declaration = method->declaration;
     if (declaration == nullptr) LogMessageX("Error: A method without declaration.");
-    if (method->function == nullptr) LogMessageX("Error: The method %s has no function.", declaration);
+    if (method->function == nullptr) Report("Error: The method %s has no function.", declaration);
     CheckCounts(declaration, {{method->attributes, method->attributeCount, kMaximum,
                                "Error: The method %s has the wrong attributeCount value: %d"}});
     CheckAttributes("", declaration, method->attributes, method->attributeCount);

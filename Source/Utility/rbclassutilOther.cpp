@@ -30,7 +30,7 @@ void MyREALRegisterInterface(REALinterfaceDefinition *definition)
 static void CheckControlRecord(const REALcontrol &d)
 {
     CheckVersion("Error: The control %s has the wrong kCurrentREALControlVersion: %d vs. %d", d.name, d.version);
-    if (d.dataSize == 0) LogMessageX("Error: The control %s has the dataSize being zero!", d.name);
+    if (d.dataSize == 0) Report("Error: The control %s has the dataSize being zero!", d.name);
     if (d.name == nullptr) LogMessageX("Error: A control without name.");
     // clang-format off
     CheckThat(d.defaultWidth != 0,  "Error: The control %s has the wrong defaultWidth value: %d",  d.name, d.defaultWidth);

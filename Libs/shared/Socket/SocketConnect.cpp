@@ -27,7 +27,8 @@ struct ConnectRequest {
 
 enum class Attempt { kConnected, kInProgress, kRefused, kNoSocket };
 
-// What the last attempt failed of; empty when none was made.
+// Why the last attempt failed; empty when none was made. The text is the system's, in the locale of the process; the
+// number is what counts.
 using ErrorText = char[200];
 
 } // namespace

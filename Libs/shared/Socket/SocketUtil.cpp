@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -37,9 +38,17 @@ int MarkBlocking(int fd)
     return ChangeStatusFlags(fd, 0, O_NONBLOCK);
 }
 
+void CloseDescriptor(int fd)
+{
+    int previous;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+    close(fd);
+    pthread_setcancelstate(previous, nullptr);
+}
+
 OwnedDescriptor::~OwnedDescriptor()
 {
-    if (fd >= 0) close(fd);
+    if (fd >= 0) CloseDescriptor(fd);
 }
 
 OwnedDescriptor PrepareDescriptor(int fd)
@@ -47,7 +56,7 @@ OwnedDescriptor PrepareDescriptor(int fd)
     if (fd < 0 || fd > STDERR_FILENO) return OwnedDescriptor(fd);
     int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     int error = errno;
-    close(fd);
+    CloseDescriptor(fd);
     errno = error == EINVAL ? EMFILE : error; // EINVAL: the process may have three descriptors at most
     return OwnedDescriptor(moved);
 }

@@ -44,6 +44,10 @@ constexpr int ToDescriptor(std::int64_t number)
     return number >= 0 && number <= INT_MAX ? static_cast<int>(number) : -1;
 }
 
+// Closes a descriptor, whatever happens to the thread: close is a cancellation point, and a thread that ends there
+// would leave the descriptor open, or a destructor by an exception.
+void CloseDescriptor(int fd);
+
 // Owns a descriptor, or none (-1), until it is released.
 class OwnedDescriptor {
   public:

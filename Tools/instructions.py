@@ -86,8 +86,8 @@ def log_line_that_is_off(library):
     costs = []
     code = [line.split("\t")[1].strip() for line in text.splitlines() if "\t" in line]
     for place, instruction in enumerate(code):
-        if instruction.startswith("cmpb") and "<gDebugging>" in instruction:
-            costs.append(next(i for i in range(1, 20) if code[place + i].startswith("j")) + 1)
+        if instruction.startswith("movzbl") and "<gDebugging>" in instruction:
+            costs += [i + 1 for i in range(1, 20) if code[place + i].startswith("j")][:1]
     return statistics.median(costs), len(costs)
 
 

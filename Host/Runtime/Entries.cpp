@@ -38,10 +38,10 @@ void Faults::FailEntry(long nth, bool throwing)
     failed = nullptr;
 }
 
-bool Faults::Hit(const char *name)
+bool Faults::Hit(const char *name, bool canFail)
 {
     Faults &faults = Host::Current().faults;
-    if (faults.countdown == 0 || --faults.countdown != 0) return false;
+    if (faults.countdown == 0 || !(canFail || faults.throws) || --faults.countdown != 0) return false;
     faults.failed = name;
     if (faults.throws) throw std::runtime_error(name);
     return true;

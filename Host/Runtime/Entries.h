@@ -33,15 +33,15 @@ void *Resolve(const char *name);
 // Failures on demand.
 class Faults {
   public:
-    // The nth call from now on that has a result gives null, 0 or false instead of doing its work, or throws a
-    // std::runtime_error. Calls without a result can't fail. 0: none.
+    // The nth call from now on throws a std::runtime_error; or, of those that have a result, gives null, 0 or false. 0:
+    // none. Its work is not done, but for that of a release, which throws afterwards.
     void FailEntry(long nth, bool throwing = false);
 
     // The name of the entry that failed; null while none has.
     const char *Failed() const { return failed; }
 
-    // True when this call to the current host is the one to fail.
-    static bool Hit(const char *name);
+    // True when this call to the current host is the one to fail. One that can't fail may throw.
+    static bool Hit(const char *name, bool canFail);
 
   private:
     long countdown = 0;
@@ -50,17 +50,20 @@ class Faults {
 };
 
 // A function that lets the faults decide first whether the call takes place. What the host runs out of memory
-// for is missing too.
-template <auto function, const char *name>
+// for is missing too. A failure of one without a result can't be seen, but for that of a constructor.
+template <auto function, const char *name, bool isConstructor = false>
 struct Provided;
 
-template <typename Result, typename... Arguments, Result (*function)(Arguments...), const char *name>
-struct Provided<function, name> {
+template <typename Result, typename... Arguments, Result (*function)(Arguments...), const char *name,
+          bool isConstructor>
+struct Provided<function, name, isConstructor> {
     static Result Call(Arguments... arguments)
     {
-        if constexpr (!std::is_void_v<Result>) {
-            if (Faults::Hit(name)) return Result();
-        }
+        constexpr bool isRelease = std::string_view(name).find("Unlock") != std::string_view::npos ||
+                                   std::string_view(name).find("Dispose") != std::string_view::npos ||
+                                   std::string_view(name).find("Unregister") != std::string_view::npos;
+        if constexpr (isRelease) function(arguments...);
+        if (Faults::Hit(name, isConstructor || !std::is_void_v<Result>) || isRelease) return Result();
         try {
             return function(arguments...);
         } catch (const std::bad_alloc &) {

@@ -23,8 +23,8 @@ void Destroy(REALobjectStruct *exception)
 }
 
 REALproperty properties[] = {
-    Field("Message", "String", offsetof(ExceptionRecord, message)),
-    Field("ErrorNumber", "Integer", offsetof(ExceptionRecord, number)),
+    FIELD("Message", "String", ExceptionRecord, message),
+    FIELD("ErrorNumber", "Integer", ExceptionRecord, number),
 };
 
 REALclassDefinition definitions[] = {

@@ -16,7 +16,7 @@ constexpr char lengthName[] = "LenB";
 using Length = Provided<LengthInBytes, lengthName>;
 
 REALmethodDefinition framework[] = {
-    METHOD("LenB(s as String) as Integer", Length::Call),
+    UNGUARDED_SHARED_METHOD("LenB(s as String) as Integer", Length::Call),
 };
 
 // Throws for null.

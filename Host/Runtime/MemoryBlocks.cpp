@@ -45,14 +45,13 @@ bool Allocate(REALobjectStruct *object, std::int64_t size)
     return true;
 }
 
-unsigned long Construct(REALobjectStruct *object, long size)
+void Construct(REALobjectStruct *object, long size)
 {
     if (size < 0) {
         Raise("OutOfBoundsException", "A memory block can't have a negative size.");
     } else if (!Allocate(object, size)) {
         Raise("OutOfMemoryException", "There is no memory for the memory block.");
     }
-    return 0;
 }
 
 void ConstructFromString(REALobjectStruct *object, REALstringStruct *content)
@@ -111,20 +110,20 @@ void SetByte(REALobjectStruct *object, long offset, long value)
 
 // The constructor is a call into the host like any entry: it can be made to fail.
 constexpr char constructorName[] = "MemoryBlock.Constructor";
-using Constructor = Provided<Construct, constructorName>;
+using Constructor = Provided<Construct, constructorName, true>;
 
 REALmethodDefinition methods[] = {
-    METHOD("Constructor(bytes as Integer)", Constructor::Call),
-    METHOD("Constructor(content as String)", ConstructFromString),
-    METHOD("Operator_Convert() As Ptr", ToPointer),
-    METHOD("Operator_Convert(value as Ptr)", FromPointer),
-    METHOD("bytes() as String", GetBytes),
-    METHOD("byte(offset as Integer) as Integer", GetByte),
-    METHOD("byte(offset as Integer, value as Integer)", SetByte),
+    UNGUARDED_METHOD("Constructor(bytes as Integer)", Constructor::Call),
+    UNGUARDED_METHOD("Constructor(content as String)", ConstructFromString),
+    UNGUARDED_METHOD("Operator_Convert() As Ptr", ToPointer),
+    UNGUARDED_METHOD("Operator_Convert(value as Ptr)", FromPointer),
+    UNGUARDED_METHOD("bytes() as String", GetBytes),
+    UNGUARDED_METHOD("byte(offset as Integer) as Integer", GetByte),
+    UNGUARDED_METHOD("byte(offset as Integer, value as Integer)", SetByte),
 };
 
 REALproperty properties[] = {
-    Computed("Size", "Integer", GetSize),
+    UnguardedProperty<GetSize>("Size", "Integer"),
 };
 
 REALclassDefinition definition{

@@ -21,7 +21,7 @@ class Owned {
     }
     ~Owned()
     {
-        if (handle != nullptr) Release(handle);
+        if (handle != nullptr) host::Release(handle);
     }
 
     Handle *Get() const { return handle; }

@@ -35,12 +35,12 @@ void Close(REALobjectStruct *socket)
 }
 
 REALproperty properties[] = {
-    Computed("Handle", "Integer", GetHandle),
-    Computed("LocalPort", "Integer", GetLocalPort),
+    UnguardedProperty<GetHandle>("Handle", "Integer"),
+    UnguardedProperty<GetLocalPort>("LocalPort", "Integer"),
 };
 
 REALmethodDefinition methods[] = {
-    METHOD("Close", Close),
+    UNGUARDED_METHOD("Close", Close),
 };
 
 REALclassDefinition definitions[] = {

@@ -5,7 +5,7 @@
 #include "rbArray.h"
 
 #include "rbDebug.h"
-#include "rbException.h"
+#include "rbReference.h"
 
 #include <cstring>
 #include <type_traits>
@@ -31,9 +31,9 @@ template <typename Element>
 void LockElement(Element element)
 {
     if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        REALRetainString(element);
+        Keep(element);
     } else if constexpr (std::is_pointer_v<Element>) {
-        REALRetainObject(reinterpret_cast<REALobjectStruct *>(element));
+        Keep(reinterpret_cast<REALobjectStruct *>(element));
     }
 }
 
@@ -41,9 +41,9 @@ template <typename Element>
 void UnlockElement(Element element)
 {
     if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        REALReleaseString(element);
+        ReleaseKept(element);
     } else if constexpr (std::is_pointer_v<Element>) {
-        REALReleaseObject(reinterpret_cast<REALobjectStruct *>(element));
+        ReleaseKept(reinterpret_cast<REALobjectStruct *>(element));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "rbDebug.h"
+#include "rbReference.h"
 
 #include <cstring>
 
@@ -104,7 +105,7 @@ void TestArray()
     TRACE("TestArray", gHostVersion);
     _REALarrayInteger *array = REALCreateArrayInteger(1234);
     TestArray(array);
-    if (array != nullptr) REALUnlockObject(reinterpret_cast<REALobjectStruct *>(array));
+    Release(reinterpret_cast<REALobjectStruct *>(array));
 }
 
 void TestArray(_REALarrayInteger *array)

@@ -1,6 +1,5 @@
 #include "rbData.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
 #include "rbDebug.h"
 #include "rbMemoryBlock.h"
 #include "rbUtil.h"
@@ -22,7 +21,7 @@ rbData::rbData(const void *bytes, std::uint64_t byteCount) : rbData()
 rbData::rbData(REALstringStruct *s) : rbData()
 {
     if (s == nullptr) return;
-    string = REALRetainString(s);
+    string = Keep(s);
     StringBytes bytes = REALGetStringBytes(s);
     data = bytes.data;
     size = static_cast<std::uint64_t>(bytes.size);
@@ -32,7 +31,7 @@ rbData::rbData(REALstringStruct *s) : rbData()
 rbData::rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length) : rbData()
 {
     if (m == nullptr) return;
-    memoryBlock = AsMemoryBlock(REALRetainObject(AsObject(m)));
+    memoryBlock = AsMemoryBlock(Keep(AsObject(m)));
     auto blockSize = static_cast<std::uint64_t>(std::max(MyREALMemoryBlockGetSize(m), 0L));
     auto bytes = static_cast<const char *>(MyREALMemoryBlockGetPtr(m));
     if (bytes == nullptr) return;

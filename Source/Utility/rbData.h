@@ -3,8 +3,7 @@
 // A view locks the host value it looks into for as long as it lives, so the bytes stay where they are.
 #pragma once
 
-#include "Inlined.h"
-#include "Source/SDK/GlueCode/HostOperations.h"
+#include "rbReference.h"
 
 #include <cstdint>
 #include <utility>
@@ -20,8 +19,8 @@ class rbFreeLater {
     rbFreeLater &operator=(const rbFreeLater &) = delete;
     INLINED ~rbFreeLater()
     {
-        if (objectSlot != nullptr && *objectSlot != nullptr) REALUnlockObject(std::exchange(*objectSlot, nullptr));
-        if (stringSlot != nullptr && *stringSlot != nullptr) REALUnlockString(std::exchange(*stringSlot, nullptr));
+        if (objectSlot != nullptr) Release(std::exchange(*objectSlot, nullptr));
+        if (stringSlot != nullptr) Release(std::exchange(*stringSlot, nullptr));
     }
 
   private:
@@ -51,8 +50,8 @@ class rbData {
     void leak();  // forgets the host value: its lock now belongs to whoever took the handle
     void clear()  // releases the host value
     {
-        if (string != nullptr) REALReleaseString(std::exchange(string, nullptr));
-        if (memoryBlock != nullptr) REALReleaseObject(AsObject(std::exchange(memoryBlock, nullptr)));
+        if (string != nullptr) ReleaseKept(std::exchange(string, nullptr));
+        if (memoryBlock != nullptr) ReleaseKept(AsObject(std::exchange(memoryBlock, nullptr)));
     }
 
     REALstringStruct *string;

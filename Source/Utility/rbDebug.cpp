@@ -7,7 +7,7 @@
 #include <strings.h>
 #include <utility>
 
-bool gDebugging = false;
+constinit Relaxed<bool> gDebugging = false;
 const char *gpartname = nullptr;
 const char *const gLinePrefix = "VYN Debug: ";
 

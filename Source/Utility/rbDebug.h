@@ -6,10 +6,12 @@
 // The log knows no host. Only the lines about host values do, which are written in rbDebugHost.cpp.
 #pragma once
 
+#include "Source/SDK/GlueCode/Relaxed.h"
+
 struct REALstringStruct;
 struct RuntimeText;
 
-extern bool gDebugging;               // whether trace lines are wanted
+extern Relaxed<bool> gDebugging;      // whether trace lines are wanted
 extern const char *gpartname;         // the plugin's name as plugin start got it; null before
 extern const char *const gLinePrefix; // "VYN Debug: ", before every line of the LogMessage family
 

@@ -2,18 +2,20 @@
 
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "rbDebug.h"
+#include "rbException.h"
 #include "rbText.h"
 
 static REALattribute hiddenAttribute[] = {{"Hidden", ""}};
 
 REALproperty gDebuggingProperty[1] = {
-    {nullptr, "Debugging", "Boolean", kSharedPropertyFlags, getDebugging, setDebugging, 0, nullptr, 0, nullptr, 1,
-     hiddenAttribute},
+    {nullptr, "Debugging", "Boolean", kSharedPropertyFlags, Guard<getDebugging>, Guard<setDebugging>, 0, nullptr, 0,
+     nullptr, 1, hiddenAttribute},
 };
 
 bool setDebugging(HostBoolean value)
 {
-    return gDebugging = value != 0;
+    gDebugging = value != 0;
+    return gDebugging;
 }
 
 bool getDebugging()

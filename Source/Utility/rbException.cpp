@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <cxxabi.h>
 #include <mutex>
 #include <new>
 #include <pthread.h>
@@ -188,9 +189,22 @@ void RaiseCaughtException()
     RaisingThread raising;
     try {
         throw;
+    } catch (const abi::__forced_unwind &) {
+        throw; // a thread that is cancelled
     } catch (const std::exception &error) {
         RaiseRuntimeException(error);
     } catch (...) {
         RaiseUnnamedException();
+    }
+}
+
+void RaiseReleaseException()
+{
+    try {
+        RaiseCaughtException();
+    } catch (const abi::__forced_unwind &) {
+        throw;
+    } catch (...) {
+        TRACE("An exception was lost while another was told.");
     }
 }

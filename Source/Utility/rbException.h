@@ -1,14 +1,13 @@
 // Failures that programs see: host exceptions of named classes, with a message and an error number.
 //
 // Raising returns: the host throws in the program's code once the operation that raised is back. So
-// every caller returns its neutral value at once. No native exception reaches the host (Guarded), but for one that
-// the host itself throws while it is told of another.
+// every caller returns its neutral value at once. No native exception reaches the host: the tables hand it the guards
+// of their functions (Guard). What the host itself throws while it is told of another exception passes.
 #pragma once
 
 #include "Inlined.h"
 #include "Source/SDK/GlueCode/HostTypes.h"
 
-#include <cxxabi.h>
 #include <exception>
 
 // Raises an exception of that class; "RuntimeException" where the host does not know it, nothing where
@@ -36,21 +35,39 @@ void RaiseRuntimeException(const std::exception &error);
 // The host exception for a native one of no known type.
 void RaiseUnnamedException();
 
-// Raises what fits the native exception that is being handled, which is not the unwinding of a cancelled thread. One
-// that is thrown while this runs is not caught again: telling of it would throw once more, without end.
+// Raises what fits the native exception that is being handled. What is thrown meanwhile passes on, to end the
+// recursion; so does the unwinding of a cancelled thread.
 void RaiseCaughtException();
 
-// Runs the body of an operation that the host calls; a native exception becomes a host exception and
-// the result is the neutral value of its type.
+// The same for what a release throws. Nothing passes but the unwinding of a cancelled thread: a release that fails must
+// not keep others from being done, and a destructor can't be left by an exception.
+void RaiseReleaseException();
+
+// Runs the body of an operation; a native exception becomes a host exception and the result is the neutral value of its
+// type.
 template <typename Body>
 INLINED inline auto Guarded(Body body) -> decltype(body())
 {
     try {
         return body();
-    } catch (const abi::__forced_unwind &) {
-        throw; // a thread that is cancelled
     } catch (...) {
         RaiseCaughtException();
     }
     return decltype(body())();
 }
+
+// The guard of a function that the host calls: the same function, run as Guarded runs a body. Of no function there is
+// none.
+template <auto function>
+struct GuardOf;
+template <typename Result, typename... Arguments, Result (*function)(Arguments...)>
+struct GuardOf<function> {
+    static Result Call(Arguments... arguments)
+    {
+        return Guarded([&] { return function(arguments...); });
+    }
+};
+template <auto function>
+inline constexpr auto Guard = GuardOf<function>::Call;
+template <>
+inline constexpr auto Guard<nullptr> = nullptr;

@@ -1,7 +1,7 @@
 #include "rbMemoryBlock.h"
 
-#include "Slot.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/Relaxed.h"
 #include "rbData.h"
 #include "rbDebug.h"
 #include "rbException.h"
@@ -24,11 +24,11 @@ long MyREALMemoryBlockGetSize(REALmemoryBlockStruct *m)
 void *myREALMemoryBlockGetPtr(REALmemoryBlockStruct *m)
 {
     using Convert = void *(*)(REALmemoryBlockStruct *);
-    static constinit Slot<Convert> slot;
+    static constinit Relaxed<Convert> found = nullptr;
     if (m == nullptr) return nullptr;
-    Convert convert = slot.Get();
+    Convert convert = found;
     if (convert == nullptr)
-        convert = slot.Set(reinterpret_cast<Convert>(REALLoadObjectMethod(AsObject(m), "Operator_Convert() As Ptr")));
+        found = convert = reinterpret_cast<Convert>(REALLoadObjectMethod(AsObject(m), "Operator_Convert() As Ptr"));
     return convert != nullptr ? convert(m) : nullptr;
 }
 

@@ -62,14 +62,14 @@ void rbText::TakeSource(REALstringStruct *string)
 {
     ForEachView([](auto &view) { view.length = -1; });
     source = string;
-    held = REALTryRetainString(string);
+    held = AddReference(string);
 }
 
 rbText::~rbText()
 {
     if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
     if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);
-    if (held != nullptr) REALUnlockString(held);
+    Release(held);
     if (ownsViews) ReleaseViews();
 }
 
@@ -87,7 +87,7 @@ void rbText::BeginOwning()
 void rbText::ReleaseViews()
 {
     ForEachView([](auto &view) {
-        if (view.held) REALDisposeStringData(&view.data);
+        if (view.held) Releasing([&] { REALDisposeStringData(&view.data); });
         FreeMemoryNow(view.owned);
     });
 }
@@ -165,7 +165,7 @@ void rbText::PointAtSource(View<char> &view)
 void rbText::TestASCII()
 {
     if (asciiState != kToBeTested) return;
-    REALstringStruct *locked = REALTryRetainString(source);
+    REALstringStruct *locked = AddReference(source);
     rbFreeLater unlock(&locked);
     auto [bytes, length] = REALGetStringBytes(source);
     if (bytes == nullptr) length = 0;
@@ -202,8 +202,7 @@ void rbText::AdoptTextWithoutEncoding()
         return;
     }
     source = latin;
-    REALstringStruct *previous = std::exchange(held, latin);
-    if (previous != nullptr) REALUnlockString(previous);
+    Release(std::exchange(held, latin));
 }
 
 const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)

@@ -3,7 +3,7 @@
 #include "rbUtilASCII.h"
 
 #include "CpuFeatures.h"
-#include "Slot.h"
+#include "Source/SDK/GlueCode/Relaxed.h"
 #include "rbUtil.h"
 
 #include <algorithm>
@@ -136,9 +136,9 @@ bool IsASCII(const char *data, unsigned long count)
 {
     constexpr unsigned long kShort = 64; // below that the choice of a form costs more than it saves
     if (count < kShort) return IsASCIIPortable(data, count);
-    static constinit Slot<decltype(ChooseForm())> slot;
-    auto form = slot.Get();
+    static constinit Relaxed<decltype(ChooseForm())> chosen = nullptr; // null: not chosen yet
+    auto form = static_cast<decltype(ChooseForm())>(chosen);
     if (form == nullptr) [[unlikely]]
-        form = slot.Set(ChooseForm());
+        chosen = form = ChooseForm();
     return form(data, count);
 }

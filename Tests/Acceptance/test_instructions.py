@@ -6,7 +6,7 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../Tools"))
 import instructions  # noqa: E402
 
-BOUNDS = (340, 420, 97, 82, 26)  # of each operation that is counted
+BOUNDS = (340, 410, 93, 82, 26)  # of each operation that is counted
 
 
 @unittest.skipUnless(os.environ["VYN_PLAIN_BUILD"] == "1" and os.environ["VYN_COMPILER"] == "GNU"
@@ -20,10 +20,10 @@ class Instructions(unittest.TestCase):
                 self.assertGreater(each, bound * 0.5, "so few that something is not counted, or the bound is stale")
                 self.assertLessEqual(each, bound)
 
-    def test_a_line_of_the_log_that_is_off_costs_a_look_and_a_branch(self):
+    def test_a_line_of_the_log_that_is_off_costs_a_look_a_test_and_a_branch(self):
         median, lines = instructions.log_line_that_is_off(os.environ["VYN_LIBRARY"])
         self.assertGreater(lines, 50)
-        self.assertEqual(median, 2)
+        self.assertEqual(median, 3)
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -83,7 +84,9 @@ TEST(Checksum, LongInputsOfEveryKindAreFoldedTwice)
     }
 }
 
-TEST(Checksum, OfTheCountTheLow32BitsMatter)
+TEST(Checksum, OfTheCountTheSignAndTheLow32BitsMatter)
 {
     EXPECT_EQ(CalcChecksum("\x01", (1L << 32) + 1), 0xFFFE);
+    for (long count : {-1L, -(1L << 31), -(1L << 31) - 1, -(1L << 32) + 1, std::numeric_limits<long>::min()})
+        EXPECT_EQ(CalcChecksum("\x01", count), 0xFFFF) << count;
 }

@@ -1,15 +1,19 @@
 // What programs are told of failures.
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
 
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
 
+#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <new>
 #include <pthread.h>
 #include <stdexcept>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -107,16 +111,43 @@ TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
               "OutOfBoundsException: Out of Bounds");
     // What fits the stack needs no memory: the text is cut to 511 bytes.
     const std::range_error error(std::string(600, 'r'));
-    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }),
-              "OutOfBoundsException: C++ reports range error: " + std::string(511 - 25, 'r'));
+    const std::string start = "OutOfBoundsException: C++ reports range error: ";
+    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }), start + std::string(511 - 25, 'r'));
+    EXPECT_EQ(Raised([&] { RaiseRuntimeException(error); }), start + std::string(600, 'r'));
 }
 
-TEST(Exception, ACancelledThreadEndsAsElsewhere)
+// The first thread raises, and a second one meets an exception meanwhile.
+TEST(Exception, ThreadsThatRaiseAtTheSameTimeAreToldApart)
+{
+    FakeHost::Start();
+    static int asked = 0;
+    static bool passed = false;
+    FakeHost::Provide("PluginNewInstance", [](const char *) -> REALobjectStruct * {
+        auto second = [] {
+            try {
+                Throwing(5)();
+            } catch (int) {
+                passed = true;
+            }
+        };
+        if (asked++ == 0) std::thread(second).join();
+        return nullptr;
+    });
+    Throwing(5)();
+    EXPECT_FALSE(passed);
+    EXPECT_EQ(asked, 4); // each thread for the class and for another in its place
+}
+
+TEST(Exception, ACancelledThreadClosesItsDescriptorsAndEndsAsElsewhere)
 {
     // The catch clause binds to an object that such unwinding does not have, which the sanitizer takes for a fault.
     if (!faults::kAllocationsCanFail) GTEST_SKIP() << "not with sanitizers";
+    static int closed = dup(STDERR_FILENO);
     auto run = [](void *) -> void * {
         pthread_cancel(pthread_self());
+        {
+            OwnedDescriptor owner(closed);
+        } // close(2) would end the thread here
         return Guarded([]() -> void * {
             pthread_testcancel();
             return nullptr;
@@ -127,4 +158,5 @@ TEST(Exception, ACancelledThreadEndsAsElsewhere)
     void *result = nullptr;
     EXPECT_EQ(pthread_join(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(fcntl(closed, F_GETFD), -1);
 }

@@ -34,10 +34,14 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
         EXPECT_EQ(REALGetStringEncoding(nullptr), 7U);
     EXPECT_EQ(Asked("REALGetStringEncoding"), 3);
 
+    // Without the entry that adds a reference, none is given back.
+    Provide("REALUnlockString", [](REALstringStruct *) { answer++; });
+    RemoveReference(AnyHandle<REALstringStruct>(8));
+    EXPECT_EQ(answer, 0U);
     Provide("REALLockString", [](REALstringStruct *) {});
-    Provide("REALUnlockString", [](REALstringStruct *) {});
     REALUnlockString(AnyHandle<REALstringStruct>(8));
-    REALReleaseString(AnyHandle<REALstringStruct>(8));
+    RemoveReference(AnyHandle<REALstringStruct>(8));
+    EXPECT_EQ(answer, 2U);
     EXPECT_EQ(Asked("REALUnlockString"), 1);
 }
 
@@ -63,6 +67,8 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
     EXPECT_EQ(REALGetStringContents(nullptr, &length), nullptr);
     EXPECT_EQ(REALGetStringContents(string, &length), nullptr);
     EXPECT_EQ(Asked("StringGetCString"), 1);
+    EXPECT_EQ(REALGetStringBytes(string).data, nullptr);
+    EXPECT_EQ(Asked("StringGetCString"), 2);
     Provide("StringGetCString", [](REALstringStruct *) -> const char * { return "text"; });
     EXPECT_STREQ(REALGetStringContents(string, &length), "text");
     EXPECT_EQ(length, 99);
@@ -241,7 +247,7 @@ TEST_F(HostOperations, TheSDKVersionFollowsFromTheHosts)
     Provide("PluginRegisterModule", Note<REALmoduleDefinition>);
     Provide("PluginRegisterMethod", Note<REALmethodDefinition>);
     Provide("PluginRegisterClass", Note<REALclassDefinition>);
-    const std::pair<double, int> rows[] = {{2013.04, 13}, {2013.0399, 12}, {2013.03, 12}, {2013.0, 11},
+    const std::pair<double, int> rows[] = {{2013.04, 13}, {2013.0399, 12}, {2013.03, 12}, {2013.029, 11}, {2013.0, 11},
                                            {2012.99, 10}, {2012.0, 10},    {2011.9, 9},   {0.0, 9}};
     for (auto [version, sdkVersion] : rows) {
         // What is registered stays for the life of the process: each host has one of its own.

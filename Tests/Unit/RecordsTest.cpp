@@ -1,6 +1,10 @@
 // What registration finds in definition records, and how they reach the host.
+#include "Source/Plugins/Network/BaseSocket.h"
+#include "Source/Plugins/Network/Datagram.h"
+#include "Source/SDK/GlueCode/DeclarationCheck.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbclassutil.h"
+#include "Source/Utility/rbclassutilChecks.h"
 #include "Tests/Unit/OnHost.h"
 
 #include <thread>
@@ -345,6 +349,28 @@ TEST(Records, WithoutAPartNameOnlySingleMethodsAreRegistered)
     EXPECT_EQ(lines.back(), "Error: gpartname is nil!? REALdbEngineDefinition");
     EXPECT_EQ(registered, Lines({"Method"}));
     EXPECT_EQ(sample.d.version, 15U);
+}
+
+// What is usual is a rule of this library's: a member for some targets only, or of another scope, is a mistake.
+TEST(Records, EveryClassAndMemberHasTheUsualFlags)
+{
+    std::vector<std::string_view> names = {"SocketCore"};
+    for (const REALclassDefinition *d : {&UDPSocketClass, &RAWSocketClass, &DatagramClass}) {
+        names.push_back(d->name);
+        EXPECT_EQ(d->flags, kConsoleSafe) << d->name << ": a class for all programs has .flags = kConsoleSafe";
+        auto check = [&](const char *member, unsigned int flags, unsigned int usual) {
+            EXPECT_EQ(flags, usual) << d->name << "." << member
+                                    << ": take METHOD, FIELD, COMPUTED or OPTION for its row";
+        };
+        for (const auto &method : Members(d->methods, d->methodCount))
+            check(method.declaration, method.flags, kMethodFlags);
+        for (const auto &method : Members(d->sharedMethods, d->sharedMethodCount))
+            check(method.declaration, method.flags, kMethodFlags);
+        for (const auto &property : Members(d->properties, d->propertyCount))
+            check(property.name, property.flags, kPropertyFlags);
+    }
+    for (std::string_view name : declaration::kClasses)
+        EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << "DeclarationCheck.h: no class " << name;
 }
 
 TEST(Records, PluginStartSetsNameSwitchAndMainThread)

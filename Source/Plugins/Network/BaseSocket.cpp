@@ -1,14 +1,12 @@
 // The socket record, the outcome rule, and binding, closing and naming a socket.
 #include "BaseSocket.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/rbDebug.h"
-#include "Source/Utility/rbException.h"
+#include "Source/Utility/rbReference.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 bool IsRAWSocket(REALobjectStruct *object)
 {
@@ -61,13 +59,14 @@ int QuerySize(const SocketRecord &socket, std::int64_t &size)
     return ioctl(Descriptor(socket), FIONREAD, &size);
 }
 
-// Stores that number in Handle and closes the previous descriptor, if any. It is the new one where a program closed the
-// previous one behind the object's back.
+// Stores that number in Handle and closes the previous descriptor, if any. Both may be one number, if the program
+// closed the old descriptor itself.
 static void SetHandle(SocketRecord &socket, std::int64_t handle)
 {
+    EndPollOf(socket);
     int previous = Descriptor(socket);
     socket.Handle = handle;
-    if (previous > 0 && previous != handle) close(previous);
+    if (previous > 0 && previous != handle) CloseDescriptor(previous);
 }
 
 void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd)
@@ -88,14 +87,7 @@ void Destructor(REALobjectStruct *object)
     SocketRecord &socket = GetSocketRecord(object);
     UnwatchSocket(object, socket);
     SetHandle(socket, 0);
-    REALReleaseString(std::exchange(socket.BindAddress, nullptr));
-}
-
-// Keeps what a successful Bind was asked for. The new address is locked first: it may be the old one.
-static void RememberBinding(SocketRecord &socket, std::int64_t port, REALstringStruct *address)
-{
-    REALReleaseString(std::exchange(socket.BindAddress, REALRetainString(address)));
-    socket.BindPort = port;
+    ReleaseKept(std::exchange(socket.BindAddress, nullptr));
 }
 
 static void TraceAddress(const sockaddr_union &address)
@@ -129,9 +121,15 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
     }
     TraceAddress(local);
     int result = bind(Descriptor(*socket), &local.any, static_cast<socklen_t>(GetSocketAddressSize(local)));
-    if (!FinishOperation(*socket, ErrorOf(result), "Failed with error")) return;
+    if (int error = ErrorOf(result); error != 0) {
+        FinishOperation(*socket, error, "Failed with error");
+        return;
+    }
     TRACE("Bind OK");
-    RememberBinding(*socket, port, address);
+    // The new address is locked before the old one is released, which may be the same.
+    ReleaseKept(std::exchange(socket->BindAddress, Keep(address)));
+    FinishOperation(*socket, 0);
+    socket->BindPort = port;
 }
 
 namespace {

@@ -41,7 +41,7 @@ extern REALclassDefinition RAWSocketClass; // in RAWSocket.cpp
 // The order of the events in both classes.
 enum SocketEvent { kDataAvailable, kSendComplete, kError };
 
-// Asks the host whether the object is a RAWSocketVYN; one that can't tell has UDPSocketVYN objects only.
+// Asks the host whether the object is a RAWSocketVYN. If it can't tell, no is assumed.
 bool IsRAWSocket(REALobjectStruct *object);
 
 // The record of an object of either class, and of one that is known to be a RAWSocketVYN.
@@ -58,22 +58,32 @@ inline int Descriptor(const SocketRecord &socket)
 SocketRecord *BeginOperation(SocketRecord &socket);
 SocketRecord *BeginOperation(REALobjectStruct *object);
 
-// Stores what a system call came to: 0 or errno. Result: whether it succeeded. A failure is traced under this label
+// Stores the outcome of a system call: 0 or errno. Result: whether it succeeded. A failure is traced under this label
 // when there is one.
 bool FinishOperation(SocketRecord &socket, int error, const char *failureLabel = nullptr);
 
 // Asks how many bytes wait to be read. Result: that of the system call. It writes the low 32 bits of `size` alone.
 int QuerySize(const SocketRecord &socket, std::int64_t &size);
 
-// Stores the descriptor, which must be one, in Handle and closes the previous one, if any.
+// Stores the descriptor, which must be one, in Handle and closes the previous one, if any. Every descriptor of a record
+// comes and goes here or in Destructor.
 void ReplaceDescriptor(SocketRecord &socket, OwnedDescriptor fd);
 
 // Has the host poll the object, which is of that class, from now on, unless it does already.
 void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass socketClass);
 void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket);
 
+// Ends the poll that is firing events of this record, if one is: its descriptor, or its object, goes.
+void EndPollOf(const SocketRecord &socket);
+
 // A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.
-MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size);
+[[gnu::cold]] void RaiseOutOfMemory(std::int64_t size);
+inline MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
+{
+    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
+    if (buffer == nullptr) RaiseOutOfMemory(size);
+    return buffer;
+}
 
 // Whether the number is a port; CheckPort raises what a program is told of any other.
 constexpr bool IsPort(std::int64_t port)

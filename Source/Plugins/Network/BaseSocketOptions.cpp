@@ -8,112 +8,42 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-namespace {
-
-// What an accessor writes to the debug log; null: no line.
-struct Labels {
-    const char *entry = nullptr;
-    const char *number = nullptr;
-    const char *call = nullptr;
-    const char *value = nullptr;
-    const char *failure = nullptr;
-};
-
-struct SocketOption {
-    int level;
-    int number;
-    int initialValue;  // what the value is before it is read
-    int failureResult; // what the getter answers when the call fails
-    Labels getter;
-    Labels setter;
-};
-
-struct OptionAnswer {
-    int value = 0;
-    bool succeeded = false;
-};
-
-OptionAnswer ReadOption(REALobjectStruct *object, const SocketOption &option)
+long ReadOption(REALobjectStruct *object, const SocketOption &option)
 {
-    const Labels &labels = option.getter;
+    const OptionLabels &labels = option.getter;
     if (labels.entry != nullptr) TRACE(labels.entry);
     SocketRecord *socket = BeginOperation(object);
-    if (socket == nullptr) return {};
+    if (socket == nullptr) return 0;
 
-    OptionAnswer answer;
-    answer.value = option.initialValue;
-    socklen_t length = sizeof answer.value;
+    int value = option.initialValue;
+    socklen_t length = sizeof value;
     if (labels.number != nullptr) {
         TRACE(labels.number, option.number);
         TRACE("len", length);
     }
-    int result = getsockopt(Descriptor(*socket), option.level, option.number, &answer.value, &length);
+    int result = getsockopt(Descriptor(*socket), option.level, option.number, &value, &length);
     int error = ErrorOf(result);
     if (labels.call != nullptr) TRACE(labels.call, result);
-    answer.succeeded = FinishOperation(*socket, error, labels.failure);
-    if (labels.value != nullptr) TRACE(labels.value, answer.value);
-    if (!answer.succeeded) answer.value = option.failureResult;
-    return answer;
+    bool succeeded = FinishOperation(*socket, error, labels.failure);
+    if (labels.value != nullptr) TRACE(labels.value, value);
+    if (!succeeded) return option.failureResult;
+    return option.type == OptionType::kBoolean ? (value & 0xFF) != 0 : value;
 }
 
 void WriteOption(REALobjectStruct *object, const SocketOption &option, long value)
 {
-    const Labels &labels = option.setter;
-    if (labels.entry != nullptr) TRACE(labels.entry, value);
+    const OptionLabels &labels = option.setter;
+    auto word = option.type == OptionType::kBoolean ? static_cast<int>(value != 0) : static_cast<int>(value);
+    if (labels.entry != nullptr) TRACE(labels.entry, option.type == OptionType::kBoolean ? word : value);
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return;
 
     if (labels.number != nullptr) TRACE(labels.number, option.number);
-    auto word = static_cast<int>(value);
     int result = setsockopt(Descriptor(*socket), option.level, option.number, &word, sizeof word);
     int error = ErrorOf(result);
     if (labels.call != nullptr) TRACE(labels.call, result);
     FinishOperation(*socket, error, labels.failure);
 }
-
-long GetInteger(REALobjectStruct *object, const SocketOption &option)
-{
-    return ReadOption(object, option).value;
-}
-
-// The result of a failed reading is passed on as it is.
-BooleanWord GetBoolean(REALobjectStruct *object, const SocketOption &option)
-{
-    OptionAnswer answer = ReadOption(object, option);
-    return answer.succeeded ? (answer.value & 0xFF) != 0 : answer.value;
-}
-
-void SetInteger(REALobjectStruct *object, const SocketOption &option, long value)
-{
-    WriteOption(object, option, value);
-}
-
-void SetBoolean(REALobjectStruct *object, const SocketOption &option, HostBoolean value)
-{
-    WriteOption(object, option, value != 0);
-}
-
-} // namespace
-
-#define LABELS(...)                                                                                                    \
-    {                                                                                                                  \
-        __VA_ARGS__                                                                                                    \
-    }
-#define OPTION_GETTER(type, get, ...)                                                                                  \
-    static constexpr SocketOption get##Option = {__VA_ARGS__};                                                         \
-    type##Word get(REALobjectStruct *object, long)                                                                     \
-    {                                                                                                                  \
-        return Get##type(object, get##Option);                                                                         \
-    }
-#define READ_ONLY_SOCKET_OPTION(type, get, level, option, initialValue, failureResult, getterLabels)                   \
-    OPTION_GETTER(type, get, level, option, initialValue, failureResult, getterLabels, {})
-#define SOCKET_OPTION(type, get, set, level, option, initialValue, failureResult, getterLabels, setterLabels)          \
-    OPTION_GETTER(type, get, level, option, initialValue, failureResult, getterLabels, setterLabels)                   \
-    void set(REALobjectStruct *object, long, Host##type value)                                                         \
-    {                                                                                                                  \
-        Set##type(object, get##Option, value);                                                                         \
-    }
-#include "SocketOptions.inc"
 
 REALstringStruct *getMulticastInterface(REALobjectStruct *object, long)
 {

@@ -1,12 +1,13 @@
 // Polling one socket without waiting, firing its events, and the host's task that does it.
 //
-// A handler may do anything: close or destroy its socket, write Handle, poll again, raise. The poll holds
-// a reference on the object while it fires, and looks at the record again after every handler.
+// A handler may do anything: close or destroy its socket, connect it again, write Handle, poll again, raise. The poll
+// knows whose events it fires, is told when that object or its descriptor goes, and then fires no more. Its reference
+// on the object, where the host has counts, is for a handler that drops the last one and goes on.
 #include "BaseSocket.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/MyMemory.h"
 #include "Source/Utility/rbDebug.h"
+#include "Source/Utility/rbReference.h"
 #include "Source/Utility/rbclassutil.h"
 
 #include <climits>
@@ -24,7 +25,7 @@ bool polling = false; // one poll at a time, of all sockets together
 constexpr std::size_t kWordBits = CHAR_BIT * sizeof(unsigned long);
 
 // The three sets of a select call on one descriptor. They are as long as the descriptor needs, whatever
-// FD_SETSIZE says; those of the usual numbers are kept, and empty between two polls.
+// FD_SETSIZE says; those for descriptors below 16,384 are kept, and empty between two polls.
 class DescriptorSets {
   public:
     explicit DescriptorSets(int descriptor)
@@ -56,7 +57,7 @@ class DescriptorSets {
 
   private:
     enum Kind : std::size_t { kRead, kWrite, kException };
-    static constexpr std::size_t kKeptWords = 256; // up to number 16,383
+    static constexpr std::size_t kKeptWords = 256;
     static unsigned long keptSets[3 * kKeptWords];
 
     // So large a number is rarely a descriptor, and memory is only taken for one.
@@ -98,65 +99,75 @@ constexpr EventLabels eventLabels[] = {
     {"Event Error", "Error event"},
 };
 
-// Calls the program's handler if there is one, and takes a reference on the object before the first. A standard
-// exception ends the handler alone; any other one goes on to the caller. Result: whether a handler has run.
-bool FireEvent(REALobjectStruct *object, REALevent *events, SocketEvent event, REALobjectStruct *&held)
-{
-    void *handler = REALGetEventInstance(object, &events[event]);
-    TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
-    if (handler == nullptr) return false;
-    if (held == nullptr) held = REALTryRetainObject(object);
-    TRACE(eventLabels[event].call);
-    try {
-        reinterpret_cast<void (*)(REALobjectStruct *)>(handler)(object);
-    } catch (const std::exception &error) {
-        LogMessage("exception", error.what());
+// The record whose events are being fired; null: none, or its descriptor or its object has gone meanwhile.
+constinit Relaxed<const SocketRecord *> polledRecord = nullptr;
+
+// One poll that has found something: what it fires on which object.
+class EventsOfPoll {
+  public:
+    EventsOfPoll(REALobjectStruct *socketObject, SocketRecord &record)
+        : object(socketObject), socket(record), handle(record.Handle)
+    {
+        polledRecord = &record;
     }
-    return true;
-}
-
-// The events of the object's class. The host is asked for the class of an object that no constructor has seen.
-REALevent *EventsOf(REALobjectStruct *object, const SocketRecord &socket)
-{
-    bool isRAWSocket = socket.socketClass == SocketClass::kRAWSocket ||
-                       (socket.socketClass == SocketClass::kUnknown && IsRAWSocket(object));
-    return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
-}
-
-// Fires what the sets say. Stops after a handler that changed Handle, or after any handler if the object could not be
-// retained.
-void FireDueEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable, bool exceptional,
-                   REALobjectStruct *&held)
-{
-    const std::int64_t polled = socket.Handle;
-    auto isStillPolled = [&] { return held != nullptr && socket.Handle == polled; };
-    REALevent *events = EventsOf(object, socket);
-
-    if (readable && FireEvent(object, events, kDataAvailable, held) && !isStillPolled()) return;
-    if (writable && socket.sendPending) {
-        socket.sendPending = false;
-        if (FireEvent(object, events, kSendComplete, held) && !isStillPolled()) return;
+    EventsOfPoll(const EventsOfPoll &) = delete;
+    EventsOfPoll &operator=(const EventsOfPoll &) = delete;
+    ~EventsOfPoll()
+    {
+        Release(held);
+        polledRecord = nullptr;
     }
-    if (exceptional) FireEvent(object, events, kError, held);
-}
 
-// The same, and releases the reference. That may run the program's destructor, which may raise, so no guard does it: an
-// exception that leaves a guard's destructor ends the process. Out of line so that a quiet poll needs no stack frame.
+    // Whether the object has the descriptor that was polled. The record is not looked at once it may be gone.
+    bool IsStillPolled() const { return polledRecord == &socket && socket.Handle == handle; }
+
+    // Calls the program's handler, if there is one. A standard exception ends the handler alone; any other one goes on
+    // to the caller.
+    void Fire(SocketEvent event)
+    {
+        void *handler = REALGetEventInstance(object, &Events()[event]);
+        TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
+        // The look-up may have run the program's code.
+        if (handler == nullptr || !IsStillPolled()) return;
+        if (held == nullptr) held = AddReference(object);
+        TRACE(eventLabels[event].call);
+        try {
+            reinterpret_cast<void (*)(REALobjectStruct *)>(handler)(object);
+        } catch (const std::exception &error) {
+            LogMessage("exception", error.what());
+        }
+    }
+
+  private:
+    // The events of the object's class. The host is asked for the class of an object that no constructor has seen.
+    REALevent *Events() const
+    {
+        bool isRAWSocket = socket.socketClass == SocketClass::kRAWSocket ||
+                           (socket.socketClass == SocketClass::kUnknown && IsRAWSocket(object));
+        return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
+    }
+
+    REALobjectStruct *object;
+    SocketRecord &socket;
+    std::int64_t handle;
+    REALobjectStruct *held = nullptr; // the object from the first handler on, where the host has counts
+};
+
+// Out of line so that a quiet poll needs no stack frame.
 [[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
                                   bool exceptional)
 {
-    REALobjectStruct *held = nullptr; // the object, with a reference of the poll's own once a handler is called
-    try {
-        FireDueEvents(object, socket, readable, writable, exceptional, held);
-    } catch (...) {
-        if (held != nullptr) REALUnlockObject(held);
-        throw;
+    EventsOfPoll events(object, socket);
+    if (readable) events.Fire(kDataAvailable);
+    if (writable && events.IsStillPolled() && socket.sendPending) {
+        socket.sendPending = false;
+        events.Fire(kSendComplete);
     }
-    if (held != nullptr) REALUnlockObject(held);
+    if (exceptional && events.IsStillPolled()) events.Fire(kError);
 }
 
-// Looks once and fires what there is. It is part of its only caller, which spares a frame.
-[[gnu::always_inline]] inline void DoPoll(REALobjectStruct *object, SocketRecord &socket)
+// Looks once and fires what there is.
+void DoPoll(REALobjectStruct *object, SocketRecord &socket)
 {
     int fd = Descriptor(socket);
     if (fd < 0 || fd == INT_MAX) return;
@@ -184,6 +195,11 @@ void Poll(REALobjectStruct *object)
         ~PollingFlag() { polling = false; }
     } flag;
     DoPoll(object, socket);
+}
+
+void EndPollOf(const SocketRecord &socket)
+{
+    if (polledRecord == &socket) polledRecord = nullptr;
 }
 
 namespace {
@@ -217,7 +233,7 @@ constinit AbandonedObjects abandoned;
 
 } // namespace
 
-// The procedure of every socket's background task. No exception leaves it.
+// The procedure of every socket's background task. No exception leaves it but the unwinding of a cancelled thread.
 static void MyBackgroundTaskProcSocket(void *object)
 {
     if (abandoned.Contains(object)) return;
@@ -243,6 +259,8 @@ void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket)
 {
     if (socket.backgroundTask == 0) return;
     auto identifier = static_cast<int>(std::exchange(socket.backgroundTask, 0));
-    if (identifier != -1 && !REALCanUnregisterBackgroundTask()) abandoned.Add(object);
-    REALUnregisterBackgroundTask(identifier);
+    Releasing([=] {
+        if (identifier != -1 && !REALCanUnregisterBackgroundTask()) abandoned.Add(object);
+        REALUnregisterBackgroundTask(identifier);
+    });
 }

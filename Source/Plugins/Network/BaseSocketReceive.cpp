@@ -66,18 +66,11 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
     return datagram;
 }
 
-[[gnu::cold, gnu::noinline]] static void RaiseOutOfMemory(std::int64_t size)
+void RaiseOutOfMemory(std::int64_t size)
 {
     char message[100] = {};
     std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
     RaiseException("OutOfMemoryException", message);
-}
-
-MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
-{
-    MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
-    if (buffer == nullptr) RaiseOutOfMemory(size);
-    return buffer;
 }
 
 static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)
@@ -106,8 +99,10 @@ REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)
     std::int64_t size;
     int result = QuerySize(*socket, size);
     int error = ErrorOf(result);
-    TRACE("size", size);
-    TRACE("error", result);
+    if (gDebugging) [[unlikely]] {
+        LogMessage("size", size);
+        LogMessage("error", result);
+    }
     if (error != 0) {
         FinishOperation(*socket, error);
         return nullptr;
@@ -117,7 +112,7 @@ REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)
         if (!peek) TakeEmptyDatagram(*socket);
         return nullptr;
     }
-    return Guarded([&] { return ReceiveDatagram(*socket, size, peek != 0); });
+    return ReceiveDatagram(*socket, size, peek != 0);
 }
 
 long AvailableBytes(REALobjectStruct *object, long)

@@ -86,8 +86,10 @@ static std::int64_t SendMessageInternal(REALobjectStruct *object, const rbData &
     destination.sin_family = AF_INET;
     destination.sin_port = htons(static_cast<std::uint16_t>(port));
     if (!ResolveDestination(name, destination.sin_addr)) return 0;
-    TRACE("sending to", inet_ntoa(destination.sin_addr));
-    TRACE("sending length", view.size);
+    if (gDebugging) [[unlikely]] {
+        LogMessage("sending to", inet_ntoa(destination.sin_addr));
+        LogMessage("sending length", view.size);
+    }
 
     ssize_t sent = sendto(Descriptor(*socket), view.data, view.size, 0, reinterpret_cast<sockaddr *>(&destination),
                           sizeof destination);
@@ -101,19 +103,15 @@ static std::int64_t SendMessageInternal(REALobjectStruct *object, const rbData &
 std::int64_t SendMessageS(REALobjectStruct *object, REALstringStruct *data, REALstringStruct *address,
                           std::int64_t port)
 {
-    return Guarded([&] {
-        rbData view(data);
-        return SendMessageInternal(object, view, address, port);
-    });
+    rbData view(data);
+    return SendMessageInternal(object, view, address, port);
 }
 
 std::int64_t SendMessageM(REALobjectStruct *object, REALmemoryBlockStruct *data, REALstringStruct *address,
                           std::int64_t port)
 {
-    return Guarded([&] {
-        rbData view(data, 0, 0);
-        return SendMessageInternal(object, view, address, port);
-    });
+    rbData view(data, 0, 0);
+    return SendMessageInternal(object, view, address, port);
 }
 
 std::int64_t SendMessageD(REALobjectStruct *object, REALobjectStruct *datagram)

@@ -2,8 +2,8 @@
 
 #include "ChecksumSums.h"
 
+#include "Source/SDK/GlueCode/Relaxed.h"
 #include "Source/Utility/CpuFeatures.h"
-#include "Source/Utility/Slot.h"
 
 using SumFunction = std::uint64_t (*)(const unsigned char *bytes, std::size_t count);
 
@@ -21,11 +21,11 @@ static SumFunction ChooseSum()
 
 std::uint16_t csumb(const void *words, std::int32_t count)
 {
-    static constinit Slot<SumFunction> slot;
+    static constinit Relaxed<SumFunction> chosen = nullptr; // null: not chosen yet
     if (count < 1) return 0xFFFF;
-    SumFunction sumWords = slot.Get();
+    SumFunction sumWords = chosen;
     if (sumWords == nullptr) [[unlikely]]
-        sumWords = slot.Set(ChooseSum());
+        chosen = sumWords = ChooseSum();
 
     auto bytes = static_cast<const unsigned char *>(words);
     auto sum = static_cast<std::int64_t>(sumWords(bytes, static_cast<std::size_t>(count)));

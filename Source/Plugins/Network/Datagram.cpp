@@ -1,7 +1,7 @@
 #include "Datagram.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
-#include "Source/SDK/GlueCode/RecordRows.h"
+#include "Source/Utility/GuardedRows.h"
+#include "Source/Utility/rbData.h"
 
 #include <iterator>
 #include <utility>
@@ -10,17 +10,17 @@ static void DatagramDestructor(REALobjectStruct *object);
 
 // The host writes into the records when they are registered.
 static constinit REALproperty properties[] = {
-    Field("Address", "String", offsetof(DatagramRecord, Address)),
-    Field("Data", "String", offsetof(DatagramRecord, Data)),
-    Field("Port", "Integer", offsetof(DatagramRecord, Port)),
-    Field("Length", "Integer", offsetof(DatagramRecord, Length)),
-    Field("rawAddress", "MemoryBlock", offsetof(DatagramRecord, rawAddress)),
+    FIELD("Address", "String", DatagramRecord, Address),
+    FIELD("Data", "String", DatagramRecord, Data),
+    FIELD("Port", "Integer", DatagramRecord, Port),
+    FIELD("Length", "Integer", DatagramRecord, Length),
+    FIELD("rawAddress", "MemoryBlock", DatagramRecord, rawAddress),
 };
 
 constinit REALclassDefinition DatagramClass = {
     .name = "DatagramVYN",
     .dataSize = sizeof(DatagramRecord),
-    .destructor = DatagramDestructor,
+    .destructor = Guard<DatagramDestructor>,
     .properties = properties,
     .propertyCount = std::size(properties),
     .flags = kConsoleSafe,
@@ -36,18 +36,20 @@ REALobjectStruct *NewDatagramVYN(REALstringStruct *address, std::int64_t port, R
 {
     REALobjectStruct *datagram = REALnewInstance("DatagramVYN");
     if (datagram == nullptr) return nullptr;
+    rbFreeLater release(&datagram); // where the host throws
     DatagramRecord &record = GetDatagramRecord(datagram);
-    record = {.Address = address, .Data = data, .Port = port, .Length = length, .rawAddress = rawAddress};
-    REALRetainObject(AsObject(rawAddress));
-    REALRetainString(data);
-    REALRetainString(address);
-    return datagram;
+    record.Port = port;
+    record.Length = length;
+    record.rawAddress = AsMemoryBlock(Keep(AsObject(rawAddress)));
+    record.Data = Keep(data);
+    record.Address = Keep(address);
+    return std::exchange(datagram, nullptr);
 }
 
 static void DatagramDestructor(REALobjectStruct *object)
 {
     DatagramRecord &datagram = GetDatagramRecord(object);
-    REALReleaseString(std::exchange(datagram.Address, nullptr));
-    REALReleaseString(std::exchange(datagram.Data, nullptr));
-    REALReleaseObject(AsObject(std::exchange(datagram.rawAddress, nullptr)));
+    ReleaseKept(std::exchange(datagram.Address, nullptr));
+    ReleaseKept(std::exchange(datagram.Data, nullptr));
+    ReleaseKept(AsObject(std::exchange(datagram.rawAddress, nullptr)));
 }

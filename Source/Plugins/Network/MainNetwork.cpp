@@ -4,7 +4,7 @@
 #include "MainSocket.h"
 
 #include "Source/SDK/GlueCode/PluginMain.h"
-#include "Source/SDK/GlueCode/RecordRows.h"
+#include "Source/Utility/GuardedRows.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 #include "Source/Utility/rbclassutil.h"
@@ -25,32 +25,30 @@ static REALstringStruct *DNSAddressToName6(REALstringStruct *address);
 // The host writes into the records when they are registered.
 // clang-format off
 static REALmethodDefinition methods[] = {
-    METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                           GetReusePortVYN),
-    METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",            SetReusePortVYN),
-    METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                        GetReuseAddressVYN),
-    METHOD("OptionReuseAddressVYN(extends s as SocketCore, assigns value as Boolean)",         SetReuseAddressVYN),
-    METHOD("DNSNameToAddressVYN(HostName as string) as string",                                DNSNameToAddress4),
-    METHOD("DNSAddressToNameVYN(HostAddress as string) as string",                             DNSAddressToName4),
-    METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                            DNSNameToAddress6),
-    METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                         DNSAddressToName6),
-    METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                           GetOptionKeepAliveVYN),
-    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer", GetOptionMaximumSegmentSizeVYN),
-    METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",
-           SetOptionMaximumSegmentSizeVYN),
-    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer", GetOptionReceiveBufferSizeVYN),
-    METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",
-           SetOptionReceiveBufferSizeVYN),
-    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer", GetOptionSendBufferSizeVYN),
-    METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)", SetOptionSendBufferSizeVYN),
-    METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                GetOptionTypeVYN),
-    METHOD("ClearOptionsVYN(extends s as SocketCore)",                                         ClearOptionsVYN),
-    METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                 GetOptionTOSVYN),
-    METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                 GetOptionTTLVYN),
-    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer", GetOptionMutliCastTTLVYN),
-    METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTOSVYN),
-    METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                  SetOptionTTLVYN),
-    METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)", SetOptionMutliCastTTLVYN),
-    METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",            SetOptionKeepAliveVYN),
+    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                            GetReusePortVYN),
+    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",             SetReusePortVYN),
+    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                         GetReuseAddressVYN),
+    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore, assigns value as Boolean)",          SetReuseAddressVYN),
+    SHARED_METHOD("DNSNameToAddressVYN(HostName as string) as string",                                 DNSNameToAddress4),
+    SHARED_METHOD("DNSAddressToNameVYN(HostAddress as string) as string",                              DNSAddressToName4),
+    SHARED_METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                             DNSNameToAddress6),
+    SHARED_METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                          DNSAddressToName6),
+    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                            GetOptionKeepAliveVYN),
+    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer",                   GetOptionMaximumSegmentSizeVYN),
+    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",    SetOptionMaximumSegmentSizeVYN),
+    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer",                    GetOptionReceiveBufferSizeVYN),
+    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",     SetOptionReceiveBufferSizeVYN),
+    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer",                       GetOptionSendBufferSizeVYN),
+    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)",        SetOptionSendBufferSizeVYN),
+    SHARED_METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                 GetOptionTypeVYN),
+    SHARED_METHOD("ClearOptionsVYN(extends s as SocketCore)",                                          ClearOptionsVYN),
+    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                  GetOptionTOSVYN),
+    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                  GetOptionTTLVYN),
+    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer",                         GetOptionMutliCastTTLVYN),
+    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTOSVYN),
+    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTTLVYN),
+    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)",          SetOptionMutliCastTTLVYN),
+    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",             SetOptionKeepAliveVYN),
 };
 // clang-format on
 

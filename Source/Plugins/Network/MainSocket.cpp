@@ -8,10 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <optional>
-#include <sys/socket.h>
 
 std::int64_t REALGetSocketHandle(REALobjectStruct *socket)
 {
@@ -75,28 +72,6 @@ std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option)
                      std::strerror(error));
     return 0;
 }
-
-static int OptionValue(HostBoolean value)
-{
-    return value != 0;
-}
-static int OptionValue(HostInteger value)
-{
-    return static_cast<int>(value);
-}
-
-#define READ_ONLY_OPTION(get, level, option)                                                                           \
-    std::int64_t get(REALobjectStruct *socket)                                                                         \
-    {                                                                                                                  \
-        return GetSocketOption(socket, level, option);                                                                 \
-    }
-#define OPTION(get, set, type, level, option)                                                                          \
-    READ_ONLY_OPTION(get, level, option)                                                                               \
-    void set(REALobjectStruct *socket, Host##type value)                                                               \
-    {                                                                                                                  \
-        SetSocketOption(socket, level, option, OptionValue(value));                                                    \
-    }
-#include "MainSocket.inc"
 
 void ClearOptionsVYN(REALobjectStruct *socket)
 {

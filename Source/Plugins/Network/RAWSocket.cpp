@@ -4,7 +4,6 @@
 #include "Checksum.h"
 #include "SocketOptions.h"
 
-#include "Source/SDK/GlueCode/RecordRows.h"
 #include "Source/Utility/rbException.h"
 
 #include <cerrno>
@@ -16,21 +15,21 @@ static void Constructor(REALobjectStruct *object, std::int64_t family, std::int6
 // The host writes into the records when they are registered.
 // clang-format off
 static constinit REALproperty properties[] = {
-    Field   ("Handle",            "Integer", offsetof(SocketRecord, Handle)),
-    Field   ("Lasterror",         "Integer", offsetof(SocketRecord, Lasterror)),
-    Computed("AvailableBytes",    "Integer", AvailableBytes),
-    Computed("SendBufferSize",    "Integer", GetSendBufferSize,    SetSendBufferSize),
-    Computed("ReceiveBufferSize", "Integer", GetReceiveBufferSize, SetReceiveBufferSize),
-    Computed("ReuseAddress",      "Boolean", GetReuseAddress,      SetReuseAddress),
-    Computed("ReusePort",         "Boolean", GetReusePort,         SetReusePort),
-    Computed("SocketError",       "Integer", GetSocketError),
-    Computed("Broadcast",         "Boolean", GetBroadcast,         SetBroadcast),
-    Computed("IPHeaderIncluded",  "Boolean", getIPHeaderIncluded,  setIPHeaderIncluded),
-    Computed("LocalIP",           "String",  GetLocalIP),
-    Computed("LocalPort",         "Integer", GetLocalPort),
-    Field   ("SocketType",        "Integer", offsetof(SocketRecord, SocketType)),
-    Field   ("AddressFamily",     "Integer", offsetof(SocketRecord, AddressFamily)),
-    Field   ("Protocol",          "Integer", offsetof(SocketRecord, Protocol)),
+    FIELD   ("Handle",              "Integer", SocketRecord, Handle),
+    FIELD   ("Lasterror",           "Integer", SocketRecord, Lasterror),
+    COMPUTED("AvailableBytes",      "Integer", AvailableBytes),
+    OPTION  ("SendBufferSize",      kSendBufferSize),
+    OPTION  ("ReceiveBufferSize",   kReceiveBufferSize),
+    OPTION  ("ReuseAddress",        kReuseAddress),
+    OPTION  ("ReusePort",           kReusePort),
+    OPTION  ("SocketError",         kSocketError),
+    OPTION  ("Broadcast",           kBroadcast),
+    OPTION  ("IPHeaderIncluded",    kIPHeaderIncluded),
+    COMPUTED("LocalIP",             "String",  GetLocalIP),
+    COMPUTED("LocalPort",           "Integer", GetLocalPort),
+    FIELD   ("SocketType",          "Integer", SocketRecord, SocketType),
+    FIELD   ("AddressFamily",       "Integer", SocketRecord, AddressFamily),
+    FIELD   ("Protocol",            "Integer", SocketRecord, Protocol),
 };
 
 static REALmethodDefinition methods[] = {
@@ -48,7 +47,7 @@ static REALmethodDefinition methods[] = {
            "DestAddr as Ptr, DestAddrByteSize as Integer) as Integer",
            xojo_sendto),
     METHOD("Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)", Constructor),
-    METHOD("Poll", Poll),
+    UNGUARDED_METHOD("Poll", Poll), // passes on what handlers throw
     METHOD("Destructor", Destructor),
     METHOD("Close", Destructor),
     METHOD("SendMessage(Data as string, IP as String, Port as Integer) as Integer", SendMessageS),
@@ -78,14 +77,14 @@ static constinit REALconstant constants[] = {
 };
 
 static REALmethodDefinition sharedMethods[] = {
-    METHOD("AddressFamilyINet6 as Integer", AddressFamilyINet6),
-    METHOD("CalcChecksum(data as ptr, ByteCount as Integer) as UInt16", CalcChecksum),
-    METHOD("htons(value as UInt16) as UInt16", xojo_htons),
-    METHOD("ntohs(value as UInt16) as UInt16", xojo_ntohs),
-    METHOD("htonl(value as UInt32) as UInt32", xojo_htonl),
-    METHOD("ntohl(value as UInt32) as UInt32", xojo_ntohl),
-    METHOD("inet_addr(IPv4 as String) as UInt32", xojo_inet_addr),
-    METHOD("inet_ntoa(IPv4 as UInt32) as String", xojo_inet_ntoa),
+    SHARED_METHOD("AddressFamilyINet6 as Integer", AddressFamilyINet6),
+    SHARED_METHOD("CalcChecksum(data as ptr, ByteCount as Integer) as UInt16", CalcChecksum),
+    SHARED_METHOD("htons(value as UInt16) as UInt16", xojo_htons),
+    SHARED_METHOD("ntohs(value as UInt16) as UInt16", xojo_ntohs),
+    SHARED_METHOD("htonl(value as UInt32) as UInt32", xojo_htonl),
+    SHARED_METHOD("ntohl(value as UInt32) as UInt32", xojo_ntohl),
+    SHARED_METHOD("inet_addr(IPv4 as String) as UInt32", xojo_inet_addr),
+    SHARED_METHOD("inet_ntoa(IPv4 as UInt32) as String", xojo_inet_ntoa),
 };
 // clang-format on
 

@@ -15,7 +15,7 @@
 // Takes the string out of a variable of the program.
 static void ClearString(REALstringStruct **variable)
 {
-    if (*variable != nullptr) REALUnlockString(std::exchange(*variable, nullptr));
+    Release(std::exchange(*variable, nullptr));
 }
 
 // What the resolver and socket(2) need to know and the program left open. The resolver takes a protocol
@@ -59,23 +59,21 @@ static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t p
 BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
                      REALstringStruct **errorMessage)
 {
-    return Guarded([&]() -> BooleanWord {
-        // The variable may have the only reference on the address.
-        REALstringStruct *kept = *errorMessage == address ? REALTryRetainString(address) : nullptr;
-        rbFreeLater releaseKept(&kept);
-        ClearString(errorMessage);
-        SocketRecord &socket = GetRAWSocketRecord(object);
-        BeginOperation(socket);
-        if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
-        if (!CheckPort(port)) return false;
-        rbText host(address);
-        const char *hostText = host.GetUTF8();
-        FillInDefaults(socket);
-        std::string errorText;
-        if (ConnectByName(socket, hostText, port, errorText)) return true;
-        *errorMessage = CString2RB(errorText.c_str(), kEncodingUTF8);
-        return false;
-    });
+    // The variable may have the only reference on the address.
+    REALstringStruct *kept = *errorMessage == address ? AddReference(address) : nullptr;
+    rbFreeLater releaseKept(&kept);
+    ClearString(errorMessage);
+    SocketRecord &socket = GetRAWSocketRecord(object);
+    BeginOperation(socket);
+    if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
+    if (!CheckPort(port)) return BooleanWord(false);
+    rbText host(address);
+    const char *hostText = host.GetUTF8();
+    FillInDefaults(socket);
+    std::string errorText;
+    bool connected = ConnectByName(socket, hostText, port, errorText);
+    if (!connected) *errorMessage = CString2RB(errorText.c_str(), kEncodingUTF8);
+    return BooleanWord(connected);
 }
 
 // A call that takes the program's own socket address.
@@ -83,9 +81,9 @@ static BooleanWord CallWithAddress(REALobjectStruct *object, int (*call)(int, co
                                    const void *address, std::int64_t addressSize)
 {
     SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
-    if (socket == nullptr) return false;
+    if (socket == nullptr) return BooleanWord(false);
     int result = call(Descriptor(*socket), static_cast<const sockaddr *>(address), static_cast<socklen_t>(addressSize));
-    return FinishOperation(*socket, ErrorOf(result));
+    return BooleanWord(FinishOperation(*socket, ErrorOf(result)));
 }
 
 BooleanWord Connect2(REALobjectStruct *object, const void *address, std::int64_t addressSize)
@@ -109,7 +107,7 @@ void Listen(REALobjectStruct *object, std::int64_t backlog)
 // The object that gets an accepted descriptor, with one reference for the caller.
 static REALobjectStruct *ObjectForAccepted(REALobjectStruct *newSocket)
 {
-    return newSocket != nullptr ? REALRetainObject(newSocket) : REALnewInstance("RAWSocketVYN");
+    return newSocket != nullptr ? Keep(newSocket) : REALnewInstance("RAWSocketVYN");
 }
 
 static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_union &peer,
@@ -131,16 +129,14 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_u
 REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddress, std::int64_t *remotePort,
                          REALobjectStruct *newSocket)
 {
-    return Guarded([&]() -> REALobjectStruct * {
-        ClearString(remoteAddress);
-        *remotePort = 0;
-        SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
-        if (socket == nullptr) return nullptr;
+    ClearString(remoteAddress);
+    *remotePort = 0;
+    SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
+    if (socket == nullptr) return nullptr;
 
-        sockaddr_union peer = {};
-        socklen_t length = sizeof peer;
-        OwnedDescriptor accepted = PrepareDescriptor(accept4(Descriptor(*socket), &peer.any, &length, SOCK_CLOEXEC));
-        if (!FinishOperation(*socket, ErrorOf(accepted.Get()))) return nullptr;
-        return AcceptResult(std::move(accepted), peer, remoteAddress, remotePort, newSocket);
-    });
+    sockaddr_union peer = {};
+    socklen_t length = sizeof peer;
+    OwnedDescriptor accepted = PrepareDescriptor(accept4(Descriptor(*socket), &peer.any, &length, SOCK_CLOEXEC));
+    if (!FinishOperation(*socket, ErrorOf(accepted.Get()))) return nullptr;
+    return AcceptResult(std::move(accepted), peer, remoteAddress, remotePort, newSocket);
 }

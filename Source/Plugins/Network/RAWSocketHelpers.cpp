@@ -17,17 +17,18 @@ std::int64_t AddressFamilyINet6()
 
 UInt16Word CalcChecksum(const void *data, std::int64_t byteCount)
 {
-    // The count counts by its low 32 bits, as the parameter of csumb says; no data has no bytes.
-    return csumb(data, data != nullptr ? static_cast<std::int32_t>(byteCount) : 0);
+    // Only the low 32 bits count, but for the sign.
+    bool hasBytes = data != nullptr && byteCount >= 0;
+    return UInt16Word(csumb(data, hasBytes ? static_cast<std::int32_t>(byteCount) : 0));
 }
 
 UInt16Word xojo_htons(std::uint16_t value)
 {
-    return htons(value);
+    return UInt16Word(htons(value));
 }
 UInt16Word xojo_ntohs(std::uint16_t value)
 {
-    return ntohs(value);
+    return UInt16Word(ntohs(value));
 }
 std::uint32_t xojo_htonl(std::uint32_t value)
 {

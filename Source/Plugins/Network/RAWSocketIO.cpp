@@ -1,7 +1,6 @@
 // Reads and writes of bytes as they are: no framing, no retry, no address parsing.
 #include "RAWSocket.h"
 
-#include "Source/Utility/rbException.h"
 #include "Source/Utility/rbMemoryBlock.h"
 
 #include <sys/socket.h>
@@ -47,7 +46,7 @@ REALmemoryBlockStruct *Read(REALobjectStruct *object, std::int64_t byteSize, Hos
 {
     SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr || byteSize <= 0) return nullptr;
-    return Guarded([&] { return Receive(*socket, byteSize, peek); });
+    return Receive(*socket, byteSize, peek);
 }
 
 REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
@@ -61,5 +60,5 @@ REALmemoryBlockStruct *ReadAll(REALobjectStruct *object, HostBoolean peek)
         return nullptr;
     }
     if (count == 0) return nullptr;
-    return Guarded([&] { return Receive(*socket, count, peek); });
+    return Receive(*socket, count, peek);
 }

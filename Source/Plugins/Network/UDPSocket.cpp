@@ -2,7 +2,6 @@
 #include "BaseSocket.h"
 #include "SocketOptions.h"
 
-#include "Source/SDK/GlueCode/RecordRows.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbDebugHost.h"
 #include "Source/Utility/rbException.h"
@@ -28,33 +27,33 @@ static REALmethodDefinition methods[] = {
     METHOD("SendMessage(Data as DatagramVYN) as Integer",                                 SendMessageD),
     METHOD("Constructor",                                                                 Constructor),
     METHOD("Destructor",                                                                  Destructor),
-    METHOD("Poll",                                                                        Poll),
+    UNGUARDED_METHOD("Poll",                                                              Poll), // passes on what handlers throw
     METHOD("Bind(Port as Integer, IP as string = \"\")",                                  Bind),
 };
 
 static constinit REALproperty properties[] = {
-    Computed("LocalIP",             "String",  GetLocalIP),
-    Computed("LocalPort",           "Integer", GetLocalPort),
-    Field   ("BindPort",            "Integer", offsetof(SocketRecord, BindPort)),
-    Field   ("BindAddress",         "String",  offsetof(SocketRecord, BindAddress)),
-    Field   ("Handle",              "Integer", offsetof(SocketRecord, Handle)),
-    Field   ("Lasterror",           "Integer", offsetof(SocketRecord, Lasterror)),
-    Computed("AvailableBytes",      "Integer", AvailableBytes),
-    Computed("TypeOfService",       "Integer", GetTOS,                SetTOS),
-    Computed("TimeToLive",          "Integer", GetTTL,                SetTTL),
-    Computed("MulticastTimeToLive", "Integer", GetMulticastTTL,       SetMulticastTTL),
-    Computed("Type",                "Integer", GetType),
-    Computed("SendBufferSize",      "Integer", GetSendBufferSize,     SetSendBufferSize),
-    Computed("ReceiveBufferSize",   "Integer", GetReceiveBufferSize,  SetReceiveBufferSize),
-    Computed("MulticastLoop",       "Boolean", GetMulticastLoop,      SetMulticastLoop),
-    Computed("MulticastInterface",  "String",  getMulticastInterface, setMulticastInterface),
-    Computed("ReuseAddress",        "Boolean", GetReuseAddress,       SetReuseAddress),
-    Computed("ReusePort",           "Boolean", GetReusePort,          SetReusePort),
-    Computed("SocketError",         "Integer", GetSocketError),
-    Computed("Broadcast",           "Boolean", GetBroadcast,          SetBroadcast),
-    Field   ("SocketType",          "Integer", offsetof(SocketRecord, SocketType)),
-    Field   ("AddressFamily",       "Integer", offsetof(SocketRecord, AddressFamily)),
-    Field   ("Protocol",            "Integer", offsetof(SocketRecord, Protocol)),
+    COMPUTED("LocalIP",             "String",  GetLocalIP),
+    COMPUTED("LocalPort",           "Integer", GetLocalPort),
+    FIELD   ("BindPort",            "Integer", SocketRecord, BindPort),
+    FIELD   ("BindAddress",         "String",  SocketRecord, BindAddress),
+    FIELD   ("Handle",              "Integer", SocketRecord, Handle),
+    FIELD   ("Lasterror",           "Integer", SocketRecord, Lasterror),
+    COMPUTED("AvailableBytes",      "Integer", AvailableBytes),
+    OPTION  ("TypeOfService",       kTypeOfService),
+    OPTION  ("TimeToLive",          kTimeToLive),
+    OPTION  ("MulticastTimeToLive", kMulticastTimeToLive),
+    OPTION  ("Type",                kType),
+    OPTION  ("SendBufferSize",      kSendBufferSize),
+    OPTION  ("ReceiveBufferSize",   kReceiveBufferSize),
+    OPTION  ("MulticastLoop",       kMulticastLoop),
+    COMPUTED("MulticastInterface",  "String",  getMulticastInterface, setMulticastInterface),
+    OPTION  ("ReuseAddress",        kReuseAddress),
+    OPTION  ("ReusePort",           kReusePort),
+    OPTION  ("SocketError",         kSocketError),
+    OPTION  ("Broadcast",           kBroadcast),
+    FIELD   ("SocketType",          "Integer", SocketRecord, SocketType),
+    FIELD   ("AddressFamily",       "Integer", SocketRecord, AddressFamily),
+    FIELD   ("Protocol",            "Integer", SocketRecord, Protocol),
 };
 
 static constinit REALevent events[] = {

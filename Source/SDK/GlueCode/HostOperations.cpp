@@ -1,10 +1,10 @@
-// The bridge to the host: one slot for each entry, found by name on first use. Apart from start-up, which asks for two
-// entries by itself, nothing else in the library knows their names.
+// The bridge to the host: entries are found by name on first use and kept in slots. Apart from start-up, which asks for
+// two entries by itself, nothing else in the library knows their names.
 #include "FurtherHostOperations.h"
 #include "PluginMain.h"
+#include "Relaxed.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace {
 
@@ -18,34 +18,32 @@ class HostEntry<Result(Arguments...), Lookup> {
   public:
     using Function = Result (*)(Arguments...);
 
-    static Function Find(void *(*lookUp)() = Lookup::Find)
+    static Function Find()
     {
-        Function function = Kept();
+        Function function = slot;
         if (function != ResolveAndCall) [[likely]]
             return function;
-        return Resolve(lookUp);
+        return Resolve();
     }
 
-    static Result Call(Arguments... arguments) { return Kept()(arguments...); }
+    static Result Call(Arguments... arguments) { return Function(slot)(arguments...); }
 
   private:
-    static Function Kept() { return slot.load(std::memory_order_relaxed); }
-
-    [[gnu::cold, gnu::noinline]] static Function Resolve(void *(*lookUp)())
+    [[gnu::cold, gnu::noinline]] static Function Resolve()
     {
-        auto function = reinterpret_cast<Function>(lookUp());
-        if (function != nullptr) slot.store(function, std::memory_order_relaxed);
+        auto function = reinterpret_cast<Function>(Lookup::Find());
+        if (function != nullptr) slot = function;
         return function;
     }
 
     [[gnu::cold]] static Result ResolveAndCall(Arguments... arguments)
     {
-        Function function = Resolve(Lookup::Find);
+        Function function = Resolve();
         return function != nullptr ? function(arguments...) : Result();
     }
 
     // Threads may look for it at the same time: all find the same.
-    static inline constinit std::atomic<Function> slot = ResolveAndCall;
+    static inline constinit Relaxed<Function> slot = ResolveAndCall;
 };
 
 // Of a yes/no answer only the low byte is defined, except for the five whole-word getters.
@@ -137,18 +135,8 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
     return REALBuildStringWithEncoding(bytes, count, encoding);
 }
 
-static void *FindStringLength()
-{
-    return REALLoadFrameworkMethod("LenB( s as string ) as integer");
-}
-
-// The contents are looked for first.
 struct StringLengthLookup {
-    static void *Find()
-    {
-        StringGetCStringEntry::Find();
-        return FindStringLength();
-    }
+    static void *Find() { return REALLoadFrameworkMethod("LenB( s as string ) as integer"); }
 };
 using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup>;
 
@@ -156,7 +144,7 @@ const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length
 {
     if (string == nullptr) return nullptr;
     auto contentsOf = StringGetCStringEntry::Find();
-    auto lengthOf = StringLengthEntry::Find(FindStringLength);
+    auto lengthOf = StringLengthEntry::Find();
     if (length != nullptr && lengthOf != nullptr) *length = lengthOf(string);
     return contentsOf != nullptr ? contentsOf(string) : nullptr;
 }
@@ -164,8 +152,8 @@ const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length
 StringBytes REALGetStringBytes(REALstringStruct *string)
 {
     if (string == nullptr) return {nullptr, 0};
-    long length = StringLengthEntry::Call(string);
     const char *bytes = StringGetCStringEntry::Call(string);
+    long length = StringLengthEntry::Call(string);
     return {bytes, std::max(length, 0L)};
 }
 
@@ -203,57 +191,41 @@ bool REALCanUnregisterBackgroundTask()
     return REALUnregisterBackgroundTaskEntry::Find() != nullptr;
 }
 
-REALstringStruct *REALTryRetainString(REALstringStruct *string)
+// A value with a reference more, by that entry, or null.
+template <typename Lock, typename Value>
+static Value *AddReferenceBy(Value *value)
 {
-    if (string == nullptr) return nullptr;
-    auto lock = REALLockStringEntry::Find();
+    auto lock = value != nullptr ? Lock::Find() : nullptr;
     if (lock == nullptr) return nullptr;
-    lock(string);
-    return string;
+    lock(value);
+    return value;
 }
 
-REALobjectStruct *REALTryRetainObject(REALobjectStruct *object)
+// What gives a reference back, as long as the host can add one.
+template <typename Lock, typename Unlock>
+struct UnlockLookup {
+    static void *Find() { return Lock::Find() != nullptr ? reinterpret_cast<void *>(Unlock::Find()) : nullptr; }
+};
+
+REALstringStruct *AddReference(REALstringStruct *string)
 {
-    if (object == nullptr) return nullptr;
-    auto lock = REALLockObjectEntry::Find();
-    if (lock == nullptr) return nullptr;
-    lock(object);
-    return object;
+    return AddReferenceBy<REALLockStringEntry>(string);
 }
 
-REALstringStruct *REALRetainString(REALstringStruct *string)
+REALobjectStruct *AddReference(REALobjectStruct *object)
 {
-    if (string != nullptr) REALLockString(string);
-    return string;
+    return AddReferenceBy<REALLockObjectEntry>(object);
 }
 
-REALobjectStruct *REALRetainObject(REALobjectStruct *object)
+void RemoveReference(REALstringStruct *string)
 {
-    if (object != nullptr) REALLockObject(object);
-    return object;
-}
-
-void REALReleaseString(REALstringStruct *string)
-{
-    struct Lookup {
-        static void *Find()
-        {
-            bool counts = REALLockStringEntry::Find() != nullptr;
-            return counts ? reinterpret_cast<void *>(REALUnlockStringEntry::Find()) : nullptr;
-        }
-    };
+    using Lookup = UnlockLookup<REALLockStringEntry, REALUnlockStringEntry>;
     if (string != nullptr) HostEntry<void(REALstringStruct *), Lookup>::Call(string);
 }
 
-void REALReleaseObject(REALobjectStruct *object)
+void RemoveReference(REALobjectStruct *object)
 {
-    struct Lookup {
-        static void *Find()
-        {
-            bool counts = REALLockObjectEntry::Find() != nullptr;
-            return counts ? reinterpret_cast<void *>(REALUnlockObjectEntry::Find()) : nullptr;
-        }
-    };
+    using Lookup = UnlockLookup<REALLockObjectEntry, REALUnlockObjectEntry>;
     if (object != nullptr) HostEntry<void(REALobjectStruct *), Lookup>::Call(object);
 }
 

@@ -43,13 +43,9 @@ REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *),
 // Whether the host can take a background task back.
 bool REALCanUnregisterBackgroundTask();
 
-// Keep a value that may be null, and give back what was kept. A host that can't add a reference has no counts: there
-// the value is kept as it is and giving it back does nothing. Result: the value.
-REALstringStruct *REALRetainString(REALstringStruct *string);
-void REALReleaseString(REALstringStruct *string);
-REALobjectStruct *REALRetainObject(REALobjectStruct *object);
-void REALReleaseObject(REALobjectStruct *object);
-
-// The value with one reference more, to be unlocked; null for null, and on a host that can't add one.
-REALstringStruct *REALTryRetainString(REALstringStruct *string);
-REALobjectStruct *REALTryRetainObject(REALobjectStruct *object);
+// Take a reference on a value that may be null, and give it back. A host that can't add one has no counts: there
+// neither is done. Result: the value if it has one reference more, else null.
+REALstringStruct *AddReference(REALstringStruct *string);
+REALobjectStruct *AddReference(REALobjectStruct *object);
+void RemoveReference(REALstringStruct *string);
+void RemoveReference(REALobjectStruct *object);

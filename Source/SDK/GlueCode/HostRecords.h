@@ -43,12 +43,13 @@ union PropertyGetter {
     constexpr PropertyGetter() : word(0) {}
     constexpr PropertyGetter(AccessorWord value) : word(value) {}
     constexpr PropertyGetter(long (*get)(REALobjectStruct *, long)) : integer(get) {}
+    constexpr PropertyGetter(BooleanWord (*get)(REALobjectStruct *, long)) : boolean(get) {}
     constexpr PropertyGetter(REALstringStruct *(*get)(REALobjectStruct *, long)) : string(get) {}
     constexpr PropertyGetter(bool (*get)()) : shared(get) {}
 
     std::intptr_t word;
     long (*integer)(REALobjectStruct *, long parameter);
-    HostBoolean (*boolean)(REALobjectStruct *, long parameter);
+    BooleanWord (*boolean)(REALobjectStruct *, long parameter);
     REALstringStruct *(*string)(REALobjectStruct *, long parameter);
     bool (*shared)(); // class-level property: no object
 };
@@ -216,4 +217,5 @@ static_assert(sizeof(REALproperty) == 96 && offsetof(REALproperty, parameter) ==
 static_assert(sizeof(REALmethodDefinition) == 48 && offsetof(REALmethodDefinition, declaration) == 16);
 static_assert(sizeof(REALclassDefinition) == 232 && offsetof(REALclassDefinition, forSystemUse) == 32);
 static_assert(offsetof(REALclassDefinition, destructor) == 48 && offsetof(REALclassDefinition, flags) == 160);
+static_assert(sizeof(REALcontrol) == 240);
 static_assert(sizeof(REALmoduleDefinition) == 216 && offsetof(REALmoduleDefinition, flags) == 192);

@@ -57,16 +57,16 @@ inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
     return reinterpret_cast<REALmemoryBlockStruct *>(object);
 }
 
+// How the values of a declaration travel: an Integer as std::int64_t; a UInt16 or UInt32 as what it is; a String, a
+// MemoryBlock and an object of any other class as its handle; a Ptr as an untyped pointer; byref X as the address of an
+// 8-byte variable that holds an X. Booleans, and UInt16 results, have types of their own.
+
 // A Boolean argument: one byte of the register counts, any non-zero value is true.
 using HostBoolean = signed char;
 
-// An Integer, as an argument and as a result.
-using HostInteger = std::int64_t;
-using IntegerWord = std::int64_t;
-
-// Boolean and UInt16 results. They fill the register, for a caller that looks at more than their own bytes.
-using BooleanWord = long;
-using UInt16Word = unsigned long;
+// Boolean and UInt16 results fill the register, for a caller that looks at more than their own bytes.
+enum BooleanWord : long {};
+enum UInt16Word : unsigned long {};
 
 // Encoding codes of host strings.
 enum HostEncoding : unsigned int {

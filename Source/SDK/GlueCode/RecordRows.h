@@ -1,29 +1,58 @@
-// Rows for the member tables of a class: the declaration first, for it is the documentation.
+// Rows for the member tables of a class: the declaration first, for it is the documentation. A row whose function,
+// accessors or field don't have the declared types does not compile.
+//
+// These rows hand the functions to the host as they are. The library's own tables have the rows of GuardedRows.h, but
+// for the member that passes native exceptions on.
 #pragma once
 
+#include "DeclarationCheck.h"
 #include "HostRecords.h"
 
 #include <cstddef>
 
-// A method and the function that serves it, which gets the object first (shared methods and global
-// functions don't) and then the declared parameters.
-#define METHOD(declaration, function)                                                                                  \
+// A method, whose function gets the object first and then the declared parameters; and a shared method or a global
+// function, which gets the parameters alone. Written as initialisers: a function that made the record would make the
+// compiler fill the table when the library is loaded.
+#define UNGUARDED_METHOD(text, function) RECORD_OF_METHOD(CompareMethod, text, function)
+#define UNGUARDED_SHARED_METHOD(text, function) RECORD_OF_METHOD(CompareShared, text, function)
+#define RECORD_OF_METHOD(compare, text, function)                                                                      \
     {                                                                                                                  \
-        reinterpret_cast<void *>(function), nullptr, declaration, kMethodFlags, 0, nullptr                             \
+        reinterpret_cast<void *>(function), nullptr, text,                                                             \
+            (declaration::Shape<std::decay_t<decltype(function)>>::compare(text), kMethodFlags), 0, nullptr            \
     }
 
+// A property that the host reads and writes in the instance data itself.
+#define FIELD(name, type, record, field) FieldOf<decltype(record::field)>(name, type, offsetof(record, field))
+
 // A property that functions read and write; without a setter it is read-only.
-constexpr REALproperty Computed(const char *name, const char *type, PropertyGetter getter, PropertySetter setter = {})
+template <auto get, auto set = nullptr>
+consteval REALproperty UnguardedProperty(const char *name, const char *type)
 {
-    return {nullptr, name, type, kPropertyFlags, getter, setter, 0, nullptr, 0, nullptr, 0, nullptr};
+    declaration::CompareGetter(get, type);
+    if constexpr (set == nullptr) {
+        return {nullptr, name, type, kPropertyFlags, get, {}, 0, nullptr, 0, nullptr, 0, nullptr};
+    } else {
+        declaration::CompareSetter(set, type);
+        return {nullptr, name, type, kPropertyFlags, get, set, 0, nullptr, 0, nullptr, 0, nullptr};
+    }
 }
 
-// A property that the host reads and writes in the instance data itself, at this offset.
-constexpr REALproperty Field(const char *name, const char *type, std::size_t offset)
+template <typename Value>
+consteval REALproperty FieldOf(const char *name, const char *type, std::size_t offset)
 {
-    REALproperty property = Computed(name, type, kStandardAccessor, kStandardAccessor);
-    property.parameter = static_cast<std::intptr_t>(offset);
-    return property;
+    declaration::CompareType<Value>(type);
+    return {nullptr,
+            name,
+            type,
+            kPropertyFlags,
+            kStandardAccessor,
+            kStandardAccessor,
+            static_cast<std::intptr_t>(offset),
+            nullptr,
+            0,
+            nullptr,
+            0,
+            nullptr};
 }
 
 constexpr REALevent Event(const char *declaration)

@@ -1,0 +1,218 @@
+// Holds the declaration of a member against the function that serves it, while compiling.
+//
+// A declaration is what a program sees, such as "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer = 0) as
+// Integer". Where it and the function disagree, the `throw` that is reached is no constant expression: the compiler
+// stops there, shows the text of the throw, and the row that led to it.
+#pragma once
+
+#include "HostTypes.h"
+
+#include <string_view>
+#include <type_traits>
+
+namespace declaration {
+
+enum class Type : char { kNone, kInteger, kBoolean, kUInt16, kUInt32, kString, kMemoryBlock, kPtr, kObject, kUnknown };
+
+// The classes that declarations name, besides MemoryBlock.
+inline constexpr std::string_view kClasses[] = {"SocketCore", "UDPSocketVYN", "RAWSocketVYN", "DatagramVYN"};
+
+struct TypeName {
+    std::string_view name;
+    Type type;
+};
+inline constexpr TypeName kTypeNames[] = {
+    {"Integer", Type::kInteger}, {"Boolean", Type::kBoolean}, {"UInt16", Type::kUInt16},
+    {"UInt32", Type::kUInt32},   {"String", Type::kString},   {"MemoryBlock", Type::kMemoryBlock},
+    {"Ptr", Type::kPtr},
+};
+
+constexpr char Lower(char character)
+{
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+// Names and words of the language have no case.
+constexpr bool IsSameWord(std::string_view a, std::string_view b)
+{
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); i++) {
+        if (Lower(a[i]) != Lower(b[i])) return false;
+    }
+    return true;
+}
+
+constexpr Type TypeOfName(std::string_view name)
+{
+    for (const TypeName &row : kTypeNames) {
+        if (IsSameWord(row.name, name)) return row.type;
+    }
+    for (std::string_view className : kClasses) {
+        if (IsSameWord(className, name)) return Type::kObject;
+    }
+    throw "There is no type of that name.";
+}
+
+// What a type of C++ is in a declaration; Booleans, which arguments and results have different types for, are left to
+// the caller.
+template <typename Value>
+constexpr Type TypeOf()
+{
+    if (std::is_void_v<Value>) return Type::kNone;
+    if (std::is_same_v<Value, std::int64_t>) return Type::kInteger;
+    if (std::is_same_v<Value, std::uint32_t>) return Type::kUInt32;
+    if (std::is_same_v<Value, REALstringStruct *>) return Type::kString;
+    if (std::is_same_v<Value, REALmemoryBlockStruct *>) return Type::kMemoryBlock;
+    if (std::is_same_v<Value, REALobjectStruct *>) return Type::kObject;
+    if (std::is_same_v<Value, void *> || std::is_same_v<Value, const void *>) return Type::kPtr;
+    return Type::kUnknown;
+}
+
+template <typename Value>
+constexpr Type TypeOfResult()
+{
+    if (std::is_same_v<Value, BooleanWord>) return Type::kBoolean;
+    return std::is_same_v<Value, UInt16Word> ? Type::kUInt16 : TypeOf<Value>();
+}
+
+struct Parameter {
+    Type type;
+    bool byref = false;
+};
+
+template <typename Value>
+constexpr Parameter ParameterOf()
+{
+    if (std::is_same_v<Value, HostBoolean>) return {Type::kBoolean};
+    if (std::is_same_v<Value, std::uint16_t>) return {Type::kUInt16};
+    if (TypeOf<Value>() != Type::kUnknown) return {TypeOf<Value>()};
+    return {TypeOf<std::remove_pointer_t<Value>>(), true};
+}
+
+// Takes a declaration apart from left to right.
+class Reader {
+  public:
+    explicit constexpr Reader(std::string_view declaration) : rest(declaration) {}
+
+    constexpr bool Skip(char character)
+    {
+        SkipBlanks();
+        if (rest.empty() || rest[0] != character) return false;
+        rest.remove_prefix(1);
+        return true;
+    }
+    constexpr bool SkipWord(std::string_view word)
+    {
+        Reader after = *this;
+        if (!IsSameWord(after.Word(), word)) return false;
+        *this = after;
+        return true;
+    }
+    // The next name or word; empty where there is none.
+    constexpr std::string_view Word()
+    {
+        SkipBlanks();
+        std::size_t size = 0;
+        while (size < rest.size() && IsPartOfName(rest[size]))
+            size++;
+        std::string_view word = rest.substr(0, size);
+        rest.remove_prefix(size);
+        return word;
+    }
+    constexpr Type AsType()
+    {
+        if (!SkipWord("as")) throw "A name is followed by \"as\" and its type.";
+        return TypeOfName(Word());
+    }
+    constexpr void SkipDefault()
+    {
+        if (!Skip('=')) return;
+        SkipBlanks();
+        rest.remove_prefix(rest.find_first_of(",)"));
+    }
+    constexpr bool AtEnd()
+    {
+        SkipBlanks();
+        return rest.empty();
+    }
+
+  private:
+    static constexpr bool IsPartOfName(char c)
+    {
+        return (Lower(c) >= 'a' && Lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    }
+    constexpr void SkipBlanks()
+    {
+        while (!rest.empty() && rest[0] == ' ')
+            rest.remove_prefix(1);
+    }
+
+    std::string_view rest;
+};
+
+// Reads the next parameter, if any, and compares it with the one that the function has at that place.
+constexpr void CompareParameter(Reader &reader, [[maybe_unused]] int place, Parameter taken)
+{
+    bool extends = reader.SkipWord("extends");
+    bool assigns = !extends && reader.SkipWord("assigns");
+    bool byref = !extends && !assigns && reader.SkipWord("byref");
+    if (reader.Word().empty()) throw "The function takes a parameter that the declaration does not have.";
+    Type type = reader.AsType();
+    reader.SkipDefault();
+    bool last = !reader.Skip(',');
+    if (extends && (place != 1 || type != Type::kObject))
+        throw "\"extends\" belongs to the first parameter, an object.";
+    if (assigns && !last) throw "\"assigns\" belongs to the last parameter.";
+    if (byref != taken.byref) throw "One of them has the parameter byref, the other has not.";
+    if (type != taken.type) throw "The function takes the parameter as another type than the declared one.";
+}
+
+template <typename Result, typename... Arguments>
+constexpr void Compare(Reader reader)
+{
+    if (reader.Word().empty()) throw "A declaration begins with a name.";
+    bool parenthesis = reader.Skip('(');
+    [[maybe_unused]] int place = 0;
+    (CompareParameter(reader, ++place, ParameterOf<Arguments>()), ...);
+    if (parenthesis && !reader.Skip(')')) throw "The declaration has more parameters than the function, or no \")\".";
+    Type result = reader.AtEnd() ? Type::kNone : reader.AsType();
+    if (!reader.AtEnd()) throw "There is something after the end of the declaration.";
+    if (result != TypeOfResult<Result>()) throw "The function has another result than the declared one.";
+}
+
+// The form of a member's function. Methods of an object get it before what is declared.
+template <typename Function>
+struct Shape;
+template <typename Result, typename... Arguments>
+struct Shape<Result (*)(Arguments...)> {
+    static consteval void CompareShared(const char *declaration) { Compare<Result, Arguments...>(Reader(declaration)); }
+    static consteval void CompareMethod(const char *) { throw "The function does not take the object first."; }
+};
+template <typename Result, typename... Arguments>
+struct Shape<Result (*)(REALobjectStruct *, Arguments...)> {
+    static consteval void CompareShared(const char *declaration)
+    {
+        Compare<Result, REALobjectStruct *, Arguments...>(Reader(declaration));
+    }
+    static consteval void CompareMethod(const char *declaration) { Compare<Result, Arguments...>(Reader(declaration)); }
+};
+
+// The type's text of a property, and the types of its accessors or its field.
+template <typename Value>
+constexpr void CompareType(const char *type)
+{
+    if (TypeOfName(type) != ParameterOf<Value>().type || ParameterOf<Value>().byref)
+        throw "The setter, or the field, has another type than the declared one.";
+}
+template <typename Value>
+constexpr void CompareSetter(void (*)(REALobjectStruct *, long, Value), const char *type)
+{
+    CompareType<Value>(type);
+}
+template <typename Value>
+constexpr void CompareGetter(Value (*)(REALobjectStruct *, long), const char *type)
+{
+    if (TypeOfName(type) != TypeOfResult<Value>()) throw "The getter has another type than the declared one.";
+}
+
+} // namespace declaration

@@ -1,0 +1,18 @@
+// The rows of the library's member tables. What the host calls is not the function itself but its guard, which turns a
+// native exception into a host exception (rbException.h).
+#pragma once
+
+#include "Source/SDK/GlueCode/RecordRows.h"
+#include "rbException.h"
+
+#define METHOD(text, function) UNGUARDED_METHOD(text, Guard<function>)
+#define SHARED_METHOD(text, function) UNGUARDED_SHARED_METHOD(text, Guard<function>)
+
+// The getter, and the setter if there is one.
+#define COMPUTED(name, type, ...) Computed<__VA_ARGS__>(name, type)
+
+template <auto get, auto set = nullptr>
+consteval REALproperty Computed(const char *name, const char *type)
+{
+    return UnguardedProperty<Guard<get>, Guard<set>>(name, type);
+}

@@ -69,13 +69,13 @@ class Frame {
         return word;
     }
 
-    // By custom a pointer is followed by the number of bytes it points to: not more than the memory block has.
+    // By custom a pointer is followed by the number of bytes it points to: what the memory block has at most.
     static void CheckCount(lua_State *state, Word count, int pointer)
     {
         const Proxy *block = ToProxy(state, pointer);
         if (block == nullptr) return; // nil, or an address: the plugin has to cope
         auto view = ViewOf(block->object);
-        if (view.size < 0 || count <= view.size) return;
+        if (view.size < 0 || (count >= 0 && count <= view.size)) return;
         throw Mistake(std::to_string(count) + " bytes were asked for of the " + std::to_string(view.size) +
                       " in the memory block");
     }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs each fuzzer for some seconds on its corpus, two at a time; a failing input is kept in build/sanitize.
+# Runs each fuzzer for some seconds on its seeds, two at a time; a failing input is kept in build/sanitize.
 #   Tools/fuzz.sh [SECONDS]        30 by default
-# Inputs that found something new are merged into the corpus when FUZZ_KEEP=1.
+# Inputs that found something new become seeds when FUZZ_KEEP=1.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 fuzz() {
   local program=$1 seconds=$2
   local name=${program##*/}
-  local corpus=Tests/Fuzz/Corpus/${name%Fuzz} found log
+  local corpus=$seeds/${name%Fuzz} found log
   found=$(mktemp -d)
   log=$program.log
   if ! "$program" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
@@ -24,4 +24,13 @@ fuzz() {
 }
 export -f fuzz
 
+archive=Tests/Fuzz/seeds.tar.gz
+export seeds=build/sanitize/seeds
+rm -rf $seeds
+mkdir $seeds
+tar -xf $archive -C $seeds
+
 printf '%s\n' build/sanitize/*Fuzz | xargs -P2 -I{} bash -c "set -euo pipefail; fuzz {} ${1:-30}"
+if [[ -n ${FUZZ_KEEP:-} ]]; then
+  tar --sort=name --owner=0 --group=0 --numeric-owner --mtime=@0 -czf $archive -C $seeds $(ls $seeds)
+fi

@@ -14,12 +14,20 @@ local rows = {
   { "OptionMutliCastTTLVYN", { 5 } },
 }
 
-balanced("options of a host socket, set and read back", function()
+local function all(socket)
+  local values = {}
+  for _, row in ipairs(rows) do values[row[1]] = socket[row[1]](socket) end
+  return values
+end
+
+balanced("every option of a host socket is set, read back and moves no other", function()
   local socket = host.udp()
   for _, row in ipairs(rows) do
     for i, value in ipairs(row[2]) do
+      local wanted = all(socket)
+      wanted[row[1]] = (row[3] or row[2])[i]
       socket[row[1]] = value
-      equal(socket[row[1]](socket), (row[3] or row[2])[i], row[1])
+      for name, found in pairs(all(socket)) do equal(found, wanted[name], name .. " after " .. row[1]) end
     end
   end
   equal(socket:OptionTypeVYN(), 2)

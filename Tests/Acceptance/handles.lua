@@ -60,10 +60,8 @@ local operations = {
   },
 }
 local properties = {
-  udp = { "LocalIP", "LocalPort", "AvailableBytes", "TypeOfService", "TimeToLive", "MulticastTimeToLive", "Type",
-    "SendBufferSize", "ReceiveBufferSize", "MulticastLoop", "MulticastInterface", "ReuseAddress", "ReusePort",
-    "SocketError", "Broadcast" },
-  raw = { "LocalIP", "LocalPort", "AvailableBytes", "IPHeaderIncluded", "SocketError" },
+  udp = support.members("UDPSocketVYN", "Properties", true),
+  raw = support.members("RAWSocketVYN", "Properties", true),
 }
 
 local function exercise(kind, socket, name, handle, isNumber)

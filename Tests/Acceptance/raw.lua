@@ -21,7 +21,15 @@ local function address(port)
   return MemoryBlock(string.pack("=I2>I2", 2, port) .. "\127\0\0\1" .. ("\0"):rep(8))
 end
 
-balanced("class-level methods", function()
+balanced("class-level members", function()
+  for name, value in pairs({ AddressFamilyINet = 2, SocketTypeStream = 1, SocketTypeDatagram = 2, SocketTypeRaw = 3,
+    ProtocolIP = 0, ProtocolUDP = 17, ProtocolICMP = 1, ProtocolTCP = 6, ProtocolIPv6 = 41, ProtocolRaw = 255 }) do
+    equal(RAWSocketVYN[name], value, name)
+  end
+  for _, value in ipairs({ true, false }) do
+    UDPSocketVYN.Debugging = value
+    equal(UDPSocketVYN.Debugging, value)
+  end
   equal(RAWSocketVYN.AddressFamilyINet6(), 10)
   equal(RAWSocketVYN.htons(1), 256)
   equal(RAWSocketVYN.ntohs(256), 1)

@@ -4,10 +4,15 @@ local support = {}
 -- An emulator of another machine runs this: it knows no descriptors above 1,023 in select, and not all options.
 support.emulated = os.getenv("VYN_EMULATED") ~= nil
 
+-- A value as it is written in Lua.
+local function quoted(value)
+  return type(value) == "string" and ("%q"):format(value) or tostring(value)
+end
+
 -- Fails with the line of the script that checks.
 function support.equal(found, wanted, what)
   if found ~= wanted then
-    error(("%s: wanted %s, found %s"):format(what or "value", tostring(wanted), tostring(found)), 2)
+    error(("%s: wanted %s, found %s"):format(what or "value", quoted(wanted), quoted(found)), 2)
   end
 end
 
@@ -23,6 +28,19 @@ function support.raises(class, message, action)
   if ok then error("no exception, wanted " .. class .. ": " .. message, 2) end
   local text = type(exception) == "string" and exception or exception.class .. ": " .. exception.message
   support.equal(text, class .. ": " .. message, "exception")
+end
+
+-- The members of a kind that a class has, in order, those that can only be read too if so wanted: what registered.txt says, which a test holds against the library.
+function support.members(class, kind, readOnlyToo)
+  local names, classHere, kindHere = {}, nil, nil
+  for line in io.lines((debug.getinfo(1, "S").source:sub(2):gsub("[^/]*$", "registered.txt"))) do
+    classHere = line:match("^Class (%w+)") or classHere
+    kindHere = line:match("^  (%a.*)") or kindHere
+    local name = line:match("^    ([%w_]+)")
+    local counts = readOnlyToo or not line:find("(read-only)", 1, true)
+    if name and counts and classHere == class and kindHere == kind then names[#names + 1] = name end
+  end
+  return names
 end
 
 -- A socket bound to a free loopback port, and that port.

@@ -67,6 +67,16 @@ print(asked.count(b"PluginRegisterClass"))
         run = subprocess.run([*EMULATOR, LIBRARY], capture_output=True, text=True)
         self.assertEqual((run.stdout, run.returncode), ("VYN Plugin, version 23.5, built Nov 19 2023\n", 0))
 
+    def test_every_system_call_is_made_to_fail_by_a_test(self):
+        faults = pathlib.Path(__file__).resolve().parents[1] / "Unit/Faults.cpp"
+        others = set("""_exit calloc fflush free freeaddrinfo gai_strerror getaddrinfo getenv gethostbyname_r getnameinfo
+            in6addr_loopback inet_addr inet_ntoa inet_ntop inet_pton memcpy memmove memset pthread_mutex_lock
+            pthread_mutex_unlock pthread_self pthread_setcancelstate realloc stderr strcasecmp strcmp strdup strerror
+            strlen strstr write""".split())
+        imported = re.findall(r" UND ([a-z]\w+)", readelf("--dyn-syms"))
+        for name in sorted(set(imported) - others):
+            self.assertRegex(faults.read_text(encoding="utf-8"), rf"\b{name}\b", "it wants a row in Faults.cpp")
+
     def test_is_hardened(self):
         dynamic, headers = readelf("-d"), readelf("-l")
         self.assertNotRegex(dynamic, "RPATH|RUNPATH|TEXTREL")

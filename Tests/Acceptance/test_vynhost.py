@@ -1,5 +1,7 @@
 """The library as the host program shows it: members, and what is traced."""
 import os
+import pathlib
+import re
 import sys
 import unittest
 
@@ -8,13 +10,21 @@ sys.path.insert(0, os.path.join(HERE, "../../Host/Tests"))
 from vynhost import vynhost  # noqa: E402
 
 
+REGISTERED = pathlib.Path(HERE, "registered.txt").read_text(encoding="utf-8")
+
+
 class Description(unittest.TestCase):
     def test_lists_every_member_in_order(self):
-        with open(os.path.join(HERE, "members.txt"), encoding="utf-8") as file:
-            wanted = [line.strip() for line in file if line.strip() and not line.startswith("#")]
+        wanted = [line.strip() for line in REGISTERED.splitlines() if line.strip() and not line.startswith("#")]
         status, output, _ = vynhost("--describe")
         self.assertEqual(status, 0)
-        self.assertEqual([line.strip() for line in output.splitlines() if line.strip()], wanted)
+        found = [line.strip() for line in output.splitlines() if line.strip()]
+        self.assertEqual(found, wanted, "Tests/Acceptance/registered.txt should have the lines marked with -")
+
+    def test_every_member_is_used_by_an_acceptance_script(self):
+        scripts = "".join(path.read_text(encoding="utf-8") for path in pathlib.Path(HERE).glob("*.lua"))
+        for name in set(re.findall(r"^    (\w+)", REGISTERED, re.M)) - {"Constructor", "Destructor"}:
+            self.assertRegex(scripts, rf"\b{name}\b", "a script in Tests/Acceptance should use it")
 
     def test_no_host_draws_a_finding(self):
         for version in ("2010", "2012.5", "2013.0", "2020.02", "2021.03", "3000.0"):

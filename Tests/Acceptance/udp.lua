@@ -129,7 +129,9 @@ balanced("sends that are refused", function()
     equal(socket:SendMessage("x", name, 9), 0, name:sub(1, 20))
     equal(socket.Lasterror, -1)
   end
+  socket.Lasterror = 5
   raises("NilObjectException", "Datagram is nil", function() socket:SendMessage(nil) end)
+  equal(socket.Lasterror, -1)
   outcome(socket, EACCES, socket:SendMessage("x", "255.255.255.255", 9), -1)
   outcome(socket, EMSGSIZE, socket:SendMessage(("x"):rep(65508), "127.0.0.1", 9), -1)
   -- What inet_addr takes is taken: fewer parts, octal and hexadecimal ones.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -186,7 +187,7 @@ std::string InChild(const std::function<std::string()> &body)
     close(channel[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) said += " killed by signal " + std::to_string(WTERMSIG(status));
+    if (WIFSIGNALED(status)) said += std::string(" killed: ") + strsignal(WTERMSIG(status));
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) said += " ended with " + std::to_string(WEXITSTATUS(status));
     return said;
 }

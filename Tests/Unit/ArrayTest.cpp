@@ -293,6 +293,9 @@ TEST(ArrayLayout, ATestOfAnArrayIsTheLastWord)
     auto array = reinterpret_cast<_REALarrayInteger *>(&fake);
     TestArray(array);
     EXPECT_EQ(GetArrayStorage(&fake), fake.elements);
+    TestArray(nullptr);
+    EXPECT_EQ(GetArrayStorage(&fake), nullptr);
+    TestArray(array);
     fake.elements[1] = 3;
     TestArray(array);
     EXPECT_EQ(GetArrayStorage(&fake), nullptr);
@@ -306,4 +309,25 @@ TEST(ArrayLayout, BooleansAreStoredAs0Or1AndTheLargestBoundHasNoNextIndex)
     auto booleans = reinterpret_cast<_REALarrayBoolean *>(&fake);
     REALSetArrayValue(booleans, 3, static_cast<signed char>(0x40));
     EXPECT_EQ(reinterpret_cast<signed char *>(fake.elements)[3], 1);
+}
+
+TEST(ArrayLayout, ABooleanThatCannotBeReadStaysAsItWas)
+{
+    StartFake(2020.0); // by way of the host, which has no procedure for it
+    signed char out = 1;
+    REALGetArrayValue(reinterpret_cast<_REALarrayBoolean *>(&fake), 3, &out);
+    EXPECT_EQ(out, 1);
+}
+
+// Releasing an element may run the program's code, which finds the new one in its place.
+TEST(ArrayLayout, AnElementIsReleasedOnceTheNewOneIsInItsPlace)
+{
+    StartFake(2021.0);
+    TestArray();
+    fake.elements[3] = 66;
+    static long atRelease = 0;
+    FakeHost::Provide("REALLockObject", [](REALobjectStruct *) {});
+    FakeHost::Provide("REALUnlockObject", [](REALobjectStruct *) { atRelease = fake.elements[3]; });
+    REALSetArrayValue(reinterpret_cast<_REALarrayObject *>(&fake), 3, reinterpret_cast<REALobjectStruct *>(77));
+    EXPECT_EQ(atRelease, 77);
 }

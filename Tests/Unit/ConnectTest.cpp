@@ -114,7 +114,7 @@ TEST(Connect, ConnectedDescriptorIsTheCallersAndCloseOnExec)
 TEST(Connect, OneThatWouldWaitIsInProgress)
 {
     Server server(true);
-    faults::FailSystemCall(2, EAGAIN); // of socket and connect
+    faults::FailSystemCall(4, EAGAIN); // of socket, two of fcntl, and connect
     Outcome outcome = Connect("127.0.0.1", server.port, true, SOCK_STREAM, IPPROTO_TCP);
     EXPECT_TRUE(outcome.connected && outcome.inProgress);
     EXPECT_EQ(close(outcome.sock), 0);
@@ -150,7 +150,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
 {
     Server open(true);
     Server closed(false);
-    if (std::ifstream("/proc/net/if_inet6").peek() == EOF) GTEST_SKIP() << "no IPv6 loopback here";
+    const bool hasIPv6 = std::ifstream("/proc/net/if_inet6").peek() != EOF;
     // 4 answers and 5 refuses, both by IPv4; 6 refuses by IPv6; 1 is no family to connect to.
     struct {
         const char *what;
@@ -172,6 +172,7 @@ TEST(Connect, AddressesAreTriedInTheResolversOrderWithinThePreference)
     };
     for (std::size_t i = 0; i < 2 * std::size(rows); i++) {
         const auto &row = rows[i / 2];
+        if (!hasIPv6 && std::count(row.addresses.begin(), row.addresses.end(), 6) != 0) continue;
         gDebugging = i % 2 == 1; // which changes nothing
         SCOPED_TRACE(row.what);
         answer.clear();

@@ -73,7 +73,7 @@ TEST_F(Data, ChainsFindTheirValuesAndReleaseThem)
 
 TEST_F(Data, AViewWithoutMemoryIsNone)
 {
-    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    if (!faults::kAllocationsCanFail) GTEST_SKIP() << "the sanitizers' allocators do not fail";
     StartHost();
     String string(host::NewString("1"));
     for (bool logged : {false, true}) {

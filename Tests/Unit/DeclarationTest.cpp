@@ -129,6 +129,9 @@ TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
             {{getter, setter, "TTL as integer", 4, 0, nullptr}, {nullptr, setter, declaration, 4, 0, nullptr}});
         EXPECT_EQ(registered, nullptr);
     }
+    gDebugging = true;
+    EXPECT_EQ(CaptureLog([&] { std::free(AddClassParameterAssign(tooLong.c_str(), "C")); }),
+              Lines({"VYN Debug: Error: Keine Klammer in der Deklaration " + tooLong.substr(0, 999)}));
     auto log = RegisterExtension({{nullptr, nullptr, "Refresh", 4, 0, nullptr}});
     EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for method definitions.");
     EXPECT_EQ(registered, nullptr);
@@ -138,7 +141,7 @@ TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
 // Modules without memory: the host gets none, and what was made of it is released.
 TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
 {
-    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    if (!faults::kAllocationsCanFail) GTEST_SKIP() << "the sanitizers' allocators do not fail";
     REALmethodDefinition methods[] = {{getter, setter, "TTL as integer", 4, 0, nullptr}};
     REALclassDefinition extension = {.name = "SocketCore", .methods = methods, .methodCount = 1, .flags = 4};
     void (*const registrations[])(REALclassDefinition &) = {

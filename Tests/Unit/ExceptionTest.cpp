@@ -101,7 +101,7 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
 
 TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
 {
-    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    if (!faults::kAllocationsCanFail) GTEST_SKIP() << "the sanitizers' allocators do not fail";
     StartHost();
     auto withoutMemory = [this](const std::function<void()> &body) {
         faults::FailAllocation(1);

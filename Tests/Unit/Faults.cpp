@@ -114,6 +114,25 @@ extern "C" int accept(int fd, sockaddr *address, socklen_t *size)
     return accept4(fd, address, size, 0);
 }
 
+// A close that fails has closed all the same.
+extern "C" int close(int fd)
+{
+    static void *next = nullptr;
+    int result = reinterpret_cast<int (*)(int)>(Find(next, "close"))(fd);
+    return CallFails("close") ? -1 : result;
+}
+
+extern "C" int fcntl(int fd, int command, ...)
+{
+    static void *next = nullptr;
+    va_list arguments;
+    va_start(arguments, command);
+    long argument = va_arg(arguments, long);
+    va_end(arguments);
+    if (CallFails("fcntl")) return -1;
+    return reinterpret_cast<int (*)(int, int, long)>(Find(next, "fcntl"))(fd, command, argument);
+}
+
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept
 {
     static void *next = nullptr;

@@ -86,13 +86,15 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
 
 TEST_F(HostOperations, ALengthWithoutBytesOrBelowZeroIsNone)
 {
-    Provide("StringGetCString", [](REALstringStruct *) -> const char * { return nullptr; });
+    static const char *bytes;
     static long length;
+    Provide("StringGetCString", [](REALstringStruct *) { return bytes; });
     Provide("REALLoadGlobalMethod", [](void *, const char *) -> void * {
         return reinterpret_cast<void *>(+[](REALstringStruct *) { return length; });
     });
-    for (long given : {-1L, 4L}) {
+    for (auto [given, data] : {std::pair<long, const char *>(4, nullptr), {-1, nullptr}, {-1, "text"}}) {
         length = given;
+        bytes = data;
         EXPECT_EQ(rbData(AnyHandle<REALstringStruct>(8)).size, 0U);
     }
     Provide("memoryBlockGetPtr", [](REALmemoryBlockStruct *) -> void * { return &answer; });
@@ -114,7 +116,7 @@ TEST_F(HostOperations, ABooleanElementIsInTheLowByteOfTheAnswer)
 
 TEST_F(HostOperations, TheEventTokenIsOneRecordFurtherWithTheOldestSDK)
 {
-    int token = 0;
+    REALevent token = {}; // which leads nowhere
     REALevent inner = {"Event", &token, 0, nullptr};
     REALevent outer = {"Event", &inner, 0, nullptr};
     Provide("GetEventInstance", [](REALobjectStruct *, void *given) { return given; });

@@ -9,10 +9,16 @@
 #include <span>
 #include <sstream>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace scenario {
+
+// The step that runs, where the parent of a process that crashed finds it.
+static auto &where = *static_cast<const char **>(
+    mmap(nullptr, sizeof(char *), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
 namespace {
 
 using namespace program;
@@ -308,8 +314,12 @@ std::string Run(const host::Options &options, const std::function<void()> &befor
     host::Host host(options);
     host.Start(REALPluginMain);
     before();
-    for (const Step &step : std::span(steps).first(std::size(steps) - (Emulated() ? 2 : 0))) // which the last two need
+    for (const Step &step :
+         std::span(steps).first(std::size(steps) - (Emulated() ? 2 : 0))) { // which the last two need
+        where = step.name;
         wrong += look(step, RunOrSayWhy(step));
+    }
+    where = "after all steps";
     faults::FailAllocation(0);
     faults::FailSystemCall(0, 0);
     wrong += host.Complaints();
@@ -330,7 +340,7 @@ long Sweep(const std::function<std::string(long nth)> &run)
     for (long nth = 1, failed = 0;; nth += Emulated() ? 7 : 1, failed++) {
         std::string said = InChild([&] { return run(nth); });
         if (said == kNoSuch) return failed;
-        EXPECT_EQ(said, "") << "number " << nth;
+        EXPECT_EQ(said, "") << "number " << nth << ", in step: " << where;
         if (testing::Test::HasFailure()) return failed;
     }
 }

@@ -122,14 +122,16 @@ TEST(SocketUtil, FlagsAndOptionsChangeAlone)
     EXPECT_EQ(CaptureLog([] { MarkIPv6andIPv4(-1); }).size(), 2U);
     EXPECT_EQ(CaptureLog([] { SetKeepAlive(-1); }).size(), 2U);
 
-    int tcp = socket(AF_INET6, SOCK_STREAM, 0);
+    int tcp = socket(AF_INET, SOCK_STREAM, 0);
+    SetKeepAlive(tcp);
+    EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
+    close(tcp);
+    tcp = socket(AF_INET6, SOCK_STREAM, 0);
     if (tcp == -1) GTEST_SKIP() << "no IPv6 here: " << strerror(errno);
     int only = 1;
     setsockopt(tcp, IPPROTO_IPV6, IPV6_V6ONLY, &only, sizeof only);
     EXPECT_EQ(CaptureLog([&] { MarkIPv6andIPv4(tcp); }), Lines()); // no failure is told
     EXPECT_EQ(Option(tcp, IPPROTO_IPV6, IPV6_V6ONLY), 0);
-    SetKeepAlive(tcp);
-    EXPECT_EQ(Option(tcp, SOL_SOCKET, SO_KEEPALIVE), 1);
     close(tcp);
 }
 
@@ -138,4 +140,12 @@ TEST_F(OnHost, WideTextBecomesUTF8AndTheHostStringIsReleased)
     StartHost();
     EXPECT_EQ(ConvertWCharToUTF8(L"z\u00DF\u6C34\U0001F4A7"), "z\u00DF\u6C34\U0001F4A7");
     EXPECT_EQ(ConvertWCharToUTF8(L""), "");
+}
+
+// A part with a leading zero is octal, also in the short form that is read here.
+TEST(SocketUtil, DottedTextIsReadAsInetAddrDoes)
+{
+    for (const char *text :
+         {"10.0.0.1", "010.0.0.1", "1.2.3.010", "1.08.3.4", "1.2.3.", "1.2.3.4 ", "256.1.1.1", "1:2.3.4"})
+        EXPECT_EQ(text_to_ipv4(text), inet_addr(text)) << text;
 }

@@ -155,7 +155,7 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
 
 TEST_F(Text, WithoutMemoryATextIsEmpty)
 {
-    if (!faults::kAllocationsCanFail) GTEST_SKIP();
+    if (!faults::kAllocationsCanFail) GTEST_SKIP() << "the sanitizers' allocators do not fail";
     StartHost();
     const std::pair<std::string, unsigned int> sources[] = {{"plain", kEncodingASCII},
                                                             {"caf\xC3\xA9", kEncodingUTF8},

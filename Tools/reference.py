@@ -64,7 +64,7 @@ def keys_of(members):
 
 def read_words(text):
     """What opens the page; the words by key; the faults in the form of the text."""
-    text = re.sub(r"^#.*\n", "", text, flags=re.MULTILINE)
+    text = re.sub(r"^# .*\n", "", text, flags=re.MULTILINE)
     opening, *entries = re.split(r"\n\n(?=@ )", text)
     words, faults = {}, []
     for entry in entries:

@@ -1,12 +1,13 @@
 // vynhost: loads a plugin and runs a Lua program over what it registers, or describes that.
-#include "Host/Program/CommandLine.h"
 #include "Host/Program/Prompt.h"
-#include "Host/Script/Describe.h"
 #include "Host/Script/Lua.h"
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
+#include <getopt.h>
 #include <iostream>
 #include <poll.h>
 #include <unistd.h>
@@ -14,6 +15,69 @@
 namespace {
 
 constexpr char defaultPlugin[] = "libVYNNetwork.Linux32.so.21016";
+
+constexpr char usage[] = R"(vynhost: a small host for the plugin.
+
+  vynhost [OPTION]... SCRIPT [ARGUMENT...]    run a Lua program; - is the standard input
+  vynhost [OPTION]... -e CODE [ARGUMENT...]   run a line of Lua
+  vynhost [OPTION]...                         read lines of Lua
+  vynhost [OPTION]... --describe [NAME]       print what the plugin registers: all, a class, or a member
+
+  --plugin FILE       the plugin; otherwise the one beside this program
+  --host-version N    the version that this host plays, such as 2013.04 (2021.03)
+  --without ENTRY     a host entry to leave out; may be given several times
+  --version, --help   print that
+
+The exit status is 0 when the program ended well, no handler failed, and all it was given was given back.
+)";
+
+constexpr option longOptions[] = {
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'v'},
+    {"describe", no_argument, nullptr, 'd'},
+    {"plugin", required_argument, nullptr, 'p'},
+    {"host-version", required_argument, nullptr, 'n'},
+    {"without", required_argument, nullptr, 'w'},
+    {},
+};
+
+struct CommandLine {
+    host::Options options;
+    std::string plugin;                 // empty: the one beside the program
+    std::string code;                   // the program itself; empty: none was given
+    std::string script;                 // a file, "-" for the standard input, or empty
+    std::vector<std::string> arguments; // of the program
+};
+
+// Everything from the first word on that is no option belongs to the program.
+CommandLine ParseCommandLine(int count, char **words)
+{
+    CommandLine line;
+    bool describes = false;
+    for (int found; (found = getopt_long(count, words, "+he:", longOptions, nullptr)) != -1;) {
+        if (found == '?') throw std::runtime_error("--help shows what there is"); // the rest is said already
+        if (found == 'h' || found == 'v') {
+            std::fputs(found == 'h' ? usage : "vynhost " VYN_VERSION "\n", stdout);
+            std::exit(0);
+        }
+        if (found == 'd') describes = true;
+        if (found == 'p') line.plugin = optarg;
+        char rest;
+        if (found == 'n' && std::sscanf(optarg, "%lf%c", &line.options.version, &rest) != 1)
+            throw std::runtime_error(std::string("no version: ") + optarg);
+        if (found == 'w') line.options.without.emplace_back(optarg);
+        if (found == 'e') line.code = optarg;
+    }
+    line.arguments.assign(words + optind, words + count);
+    if (describes) {
+        if (!line.code.empty() || line.arguments.size() > 1) throw std::runtime_error("--describe runs no program");
+        line.code = "host.describe(...)";
+    } else if (line.code.empty() && !line.arguments.empty()) {
+        line.script = line.arguments.front();
+        line.arguments.erase(line.arguments.begin());
+    }
+    return line;
+}
 
 // The plugin stays loaded: the host keeps its records.
 void LoadPlugin(host::Host &host, std::string path)
@@ -58,35 +122,34 @@ void TellOfBrokenPipes()
 }
 
 // True when the program ended well.
-bool RunProgram(host::Host &host, const host::CommandLine &line)
+bool RunProgram(host::Host &host, const CommandLine &line)
 {
     host::Script script(host, line.arguments);
     try {
-        if (!line.HasProgram()) return RunPrompt(script) && !script.HandlersFailed();
-        if (line.code.empty()) {
+        bool endedWell = true;
+        if (!line.code.empty()) {
+            script.RunLine(line.code, "=(code)");
+        } else if (!line.script.empty()) {
             script.RunFile(line.script);
         } else {
-            script.RunLine(line.code, "=(code)");
+            endedWell = RunPrompt(script);
         }
-        return !script.HandlersFailed();
+        return script.Finish() && endedWell;
     } catch (const host::Mistake &mistake) {
         std::cerr << "vynhost: " << mistake.what() << std::endl;
+        script.waitsForEvents = false; // the mistake comes first
+        script.Finish();
         return false;
     }
 }
 
-int Run(host::CommandLine line)
+int Run(CommandLine line)
 {
-    if (line.status) return *line.status;
     line.options.ignoresBrokenPipes = false;
     host::Host host(line.options);
     LoadPlugin(host, line.plugin);
     for (const std::string &finding : host.classes.Findings())
         std::cerr << "vynhost: " << finding << std::endl;
-    if (line.describes) {
-        std::cout << host::Describe(line.described);
-        return 0;
-    }
     TellOfBrokenPipes();
     bool endedWell = RunProgram(host, line);
     std::string complaints = host.Complaints();
@@ -99,7 +162,7 @@ int Run(host::CommandLine line)
 int main(int count, char **words)
 {
     try {
-        return Run(host::ParseCommandLine(count, words));
+        return Run(ParseCommandLine(count, words));
     } catch (const std::exception &error) {
         std::cerr << "vynhost: " << error.what() << std::endl;
         return 1;

@@ -1,4 +1,6 @@
-#include "Host/Script/Calls.h"
+// Calls of a plugin's functions from Lua: the declaration of a function says how the arguments of a call become words,
+// and what comes back of them.
+#include "Host/Script/Members.h"
 
 #include <algorithm>
 
@@ -25,15 +27,16 @@ class Frame {
         }
     }
 
-    // With the arguments from the index on.
-    void Run(lua_State *state, REALobjectStruct *object, int next)
+    // With the arguments from the index on; those for byref parameters, where they are given, are passed over.
+    void Run(lua_State *state, REALobjectStruct *object, int next, bool givesByref)
     {
         Words words{};
         std::size_t count = 0;
         if (object != nullptr) words[count++] = AsWord(object);
         for (std::size_t i = 0; i < function.parameters.size(); ++i) {
             bool isByref = function.parameters[i].byref;
-            words[count++] = isByref ? AsWord(&returned[i]) : TakeArgument(state, i, next++);
+            words[count++] = isByref ? AsWord(&returned[i]) : TakeArgument(state, i, next);
+            next += !isByref || givesByref;
         }
         result = Host::Current().Invoke(function, words);
     }
@@ -86,11 +89,11 @@ class Frame {
     Word result = 0;
 };
 
-bool Takes(lua_State *state, const Function &function, int argument)
+bool Takes(lua_State *state, const Function &function, int argument, bool givesByref)
 {
     int top = lua_gettop(state);
     for (const Parameter &parameter : function.parameters) {
-        if (parameter.byref) continue;
+        if (parameter.byref && !givesByref) continue;
         bool isGiven = IsGiven(state, parameter, argument, top);
         if (isGiven ? !Accepts(state, argument, parameter.type) : !parameter.omittable) return false;
         ++argument;
@@ -114,13 +117,17 @@ bool Takes(lua_State *state, const Function &function, int argument)
 int CallFunction(lua_State *state, const Member &member, const Overloads &functions, REALobjectStruct *object,
                  int first)
 {
-    auto takes = [&](const Function *function) { return Takes(state, *function, first); };
-    auto chosen = std::ranges::find_if(functions, takes);
-    if (chosen == functions.end()) Refuse(state, member.name, functions, first);
-    Frame frame(**chosen);
-    frame.Run(state, object, first);
-    Script::Of(state).ShowHandlerError();
-    return frame.GiveResults(state);
+    for (bool givesByref : {false, true}) {
+        auto takes = [&](const Function *function) { return Takes(state, *function, first, givesByref); };
+        auto chosen = std::ranges::find_if(functions, takes);
+        if (chosen == functions.end()) continue;
+        Frame frame(**chosen);
+        frame.Run(state, object, first, givesByref);
+        Script::Of(state).ShowHandlerError();
+        if (Script::Of(state).TakeStop()) throw Mistake("interrupted");
+        return frame.GiveResults(state);
+    }
+    Refuse(state, member.name, functions, first);
 }
 
 } // namespace host

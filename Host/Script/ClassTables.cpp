@@ -20,19 +20,25 @@ void SetClosure(lua_State *state, const char *field, std::initializer_list<const
     lua_setfield(state, -2, field);
 }
 
-// Collects the members of a class, of its objects or of a module by their names.
-class MemberTable {
-  public:
-    // With a class the functions take an object of it.
-    MemberTable(lua_State *made, std::string ownerName, const Class *taken = nullptr)
-        : state(made), owner(std::move(ownerName)), type(taken)
+// The members of a class, of its objects or of a module, by their names. With a type the functions take an object of
+// it.
+struct MemberTable {
+    lua_State *state;
+    std::string owner;
+    const Class *type = nullptr;
+    std::map<std::string, Member *> members{};
+
+    Member &Named(const std::string &name)
     {
+        Member *&member = members[name];
+        if (member == nullptr) member = &Script::Of(state).members.emplace_back(Member{owner + "." + name, type});
+        return *member;
     }
 
     // Forms of one name become one method.
     void AddFunction(const Function &function)
     {
-        Member &member = MemberNamed(function.name);
+        Member &member = Named(function.name);
         (function.assigns ? member.assignments : member.methods).push_back(&function);
     }
 
@@ -41,14 +47,7 @@ class MemberTable {
     void Add(const List &list, const typename List::value_type *Member::*place)
     {
         for (const auto &item : list)
-            MemberNamed(item.name).*place = &item;
-    }
-
-    // The constructor, which no longer is a method to be called, or null.
-    const Member *TakeConstructor()
-    {
-        auto found = members.extract("Constructor");
-        return found ? found.mapped() : nullptr;
+            Named(item.name).*place = &item;
     }
 
     // Sets them as fields of the table on top of the stack.
@@ -61,19 +60,6 @@ class MemberTable {
             lua_setfield(state, -2, name.c_str());
         }
     }
-
-  private:
-    Member &MemberNamed(const std::string &name)
-    {
-        Member *&member = members[name];
-        if (member == nullptr) member = &Script::Of(state).members.emplace_back(Member{owner + "." + name, type});
-        return *member;
-    }
-
-    lua_State *state;
-    std::string owner;
-    const Class *type;
-    std::map<std::string, Member *> members;
 };
 
 // Takes the table of members off the stack and leaves a metatable through which they are reached.
@@ -93,10 +79,9 @@ void PushMetatable(lua_State *state, const Class &type)
 }
 
 // Makes the metatable of the objects, kept in the registry under the class, of the members of the class and of its
-// superclasses. Operators are no methods to be called. Answers the constructor.
-const Member *MakeObjectTable(lua_State *state, const Class &type)
+// superclasses, which the table collects. Operators are no methods to be called. Answers the constructor.
+const Member *MakeObjectTable(lua_State *state, const Class &type, MemberTable &table)
 {
-    MemberTable table(state, type.name, &type);
     for (const Class *level = &type; level != nullptr; level = level->super) {
         for (const Function &method : level->methods) {
             if (!method.name.starts_with("Operator_")) table.AddFunction(method);
@@ -107,33 +92,35 @@ const Member *MakeObjectTable(lua_State *state, const Class &type)
             if (SameName(function->extends, level->name)) table.AddFunction(*function);
         }
     }
-    const Member *constructor = table.TakeConstructor();
+    auto constructor = table.members.extract("Constructor"); // no method to be called
     lua_newtable(state);
     table.SetFields();
     PushMetatable(state, type);
     if (type.isMemoryBlock) SetFunction<BlockLength>(state, "__len");
     SetProxyFunctions(state, type.name);
     lua_rawsetp(state, LUA_REGISTRYINDEX, &type);
-    return constructor;
+    return constructor ? constructor.mapped() : nullptr;
 }
 
 // Makes the global table of a class or a module.
 void OpenClass(lua_State *state, const Class &type)
 {
-    MemberTable table(state, type.name);
+    MemberTable table{state, type.name}, ofObjects{state, type.name, &type};
+    const Member *constructor = type.isModule ? nullptr : MakeObjectTable(state, type, ofObjects);
     for (const Function &function : type.sharedMethods) {
         if (function.extends.empty()) table.AddFunction(function);
     }
     table.Add(type.sharedProperties, &Member::property);
     lua_newtable(state);
     lua_newtable(state);
+    ofObjects.SetFields(); // for help, and for words on how they are used
     table.SetFields();
     for (const Constant &constant : type.constants) {
         if (lua_stringtonumber(state, constant.value.c_str()) == 0) PushBytes(state, constant.value);
         lua_setfield(state, -2, constant.name.c_str());
     }
     PushMetatable(state, type);
-    if (!type.isModule) SetClosure<Construct>(state, "__call", {&type, MakeObjectTable(state, type)});
+    if (!type.isModule) SetClosure<Construct>(state, "__call", {&type, constructor});
     lua_setmetatable(state, -2);
     lua_setglobal(state, type.name.c_str());
 }
@@ -141,7 +128,7 @@ void OpenClass(lua_State *state, const Class &type)
 // Functions of modules are global as well.
 void OpenFunctions(lua_State *state)
 {
-    MemberTable table(state, "global");
+    MemberTable table{state, "global"};
     for (const Function *function : Host::Current().classes.AllFunctions()) {
         if (function->extends.empty()) table.AddFunction(*function);
     }

@@ -2,6 +2,8 @@
 
 #include "Host/Script/Lua.h"
 
+#include <cstring>
+
 namespace host {
 namespace {
 
@@ -42,7 +44,8 @@ std::string PlaceFrom(lua_State *state, int &level)
     lua_Debug frame;
     for (; lua_getstack(state, level, &frame) != 0; ++level) {
         lua_getinfo(state, "Sl", &frame);
-        if (frame.currentline > 0) return std::string(frame.short_src) + ":" + std::to_string(frame.currentline);
+        if (frame.currentline > 0 && std::string_view(frame.source) != preludeName)
+            return std::string(frame.short_src) + ":" + std::to_string(frame.currentline);
     }
     return "";
 }
@@ -74,6 +77,10 @@ int Locate(lua_State *state)
     if (!IsException(state, 1)) {
         Exception error = ErrorOnTop(state);
         isSpoken = !TakePlace(state, error);
+        PushPrelude(state, "hint");
+        PushBytes(state, error.message);
+        Script::Call(state, 1, 1);
+        error.message += lua_tostring(state, -1);
         PushException(state, error);
     }
     if (!TextField(state, "traceback").empty()) return 1;
@@ -140,6 +147,13 @@ std::string ReportOfTop(lua_State *state)
     Exception error = ErrorOnTop(state);
     if (IsException(state, -1) && !TextField(state, "spoken").empty()) return error.message;
     return TextOf(error) + (error.traceback.empty() ? "" : "\n") + error.traceback;
+}
+
+std::string ErrorText(int number)
+{
+    if (number <= 0) return number == 0 ? "success" : "no system call failed; VYNDEBUG=1 shows what happened";
+    const char *name = strerrorname_np(number);
+    return (name != nullptr ? name : std::to_string(number)) + std::string(": ") + std::strerror(number);
 }
 
 void PushLocator(lua_State *state)

@@ -58,6 +58,9 @@ std::string TextOf(const Exception &exception);
 // which is meant for its user: error("usage: ...", 0).
 std::string ReportOfTop(lua_State *state);
 
+// "EADDRINUSE: Address already in use" for a number of the system's, and words for 0 and -1, which are none.
+std::string ErrorText(int number);
+
 // The message handler of protected calls.
 void PushLocator(lua_State *state);
 

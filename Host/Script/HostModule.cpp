@@ -4,22 +4,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <netdb.h>
 #include <set>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
 namespace host {
 namespace {
-
-// The module's table, by its address in the registry.
-constexpr char moduleKey = 0;
 
 constexpr double mostSeconds = 1e9; // some thirty years, for math.huge
 
@@ -37,11 +35,11 @@ Integer IntegerArgument(lua_State *state, int index)
     return static_cast<Integer>(value);
 }
 
-std::chrono::duration<double> SecondsArgument(lua_State *state, int index)
+double SecondsArgument(lua_State *state, int index)
 {
     double seconds = lua_tonumber(state, index);
     if (lua_type(state, index) != LUA_TNUMBER || !(seconds >= 0)) Refuse(state, index, "a number of seconds");
-    return std::chrono::duration<double>(std::min(seconds, mostSeconds));
+    return std::min(seconds, mostSeconds);
 }
 
 std::string TextArgument(lua_State *state, int index)
@@ -49,8 +47,6 @@ std::string TextArgument(lua_State *state, int index)
     if (lua_type(state, index) != LUA_TSTRING) Refuse(state, index, "a string");
     return lua_tostring(state, index);
 }
-
-// --- the host ----------------------------------------------------------------------------------------------
 
 int CountReferences(lua_State *state)
 {
@@ -65,11 +61,10 @@ int CountReferences(lua_State *state)
 int Run(lua_State *state)
 {
     bool hasCondition = lua_isfunction(state, 1);
-    auto time = SecondsArgument(state, hasCondition ? 2 : 1);
+    double time = SecondsArgument(state, hasCondition ? 2 : 1);
     Script &script = Script::Of(state);
     auto condition = [&] {
-        script.ShowHandlerError();
-        if (script.TakeStop()) throw Mistake("interrupted");
+        script.EndTurn();
         if (!hasCondition) return false;
         lua_pushvalue(state, 1);
         Script::Call(state, 0, 1);
@@ -77,28 +72,15 @@ int Run(lua_State *state)
         lua_pop(state, 1);
         return holds;
     };
-    bool held = Host::Current().tasks.Run(time.count(), condition);
+    lua_pushboolean(state, Host::Current().tasks.Run(time, condition));
     script.ShowHandlerError();
-    lua_pushboolean(state, held);
     return 1;
-}
-
-int Step(lua_State *state)
-{
-    Host::Current().tasks.Step();
-    Script::Of(state).ShowHandlerError();
-    return 0;
 }
 
 int RaiseException(lua_State *state)
 {
     throw Exception{TextArgument(state, 1), TextArgument(state, 2),
                     lua_isnoneornil(state, 3) ? 0 : IntegerArgument(state, 3)};
-}
-
-int RaiseStandard(lua_State *state)
-{
-    throw std::runtime_error(TextArgument(state, 1));
 }
 
 // The numbers of the open descriptors, in order.
@@ -115,8 +97,6 @@ int ListDescriptors(lua_State *state)
     }
     return 1;
 }
-
-// --- the host's sockets ------------------------------------------------------------------------------------
 
 int BindAndListen(int descriptor, const sockaddr *address, socklen_t length)
 {
@@ -156,25 +136,15 @@ int OpenSocket(lua_State *state)
     return 1;
 }
 
-// --- what the system offers -----------------------------------------------------------------------------------
-
-int IgnoreBrokenPipes(lua_State *)
-{
-    std::signal(SIGPIPE, SIG_IGN);
-    return 0;
-}
-
+// The interrupt key ends it.
 int Sleep(lua_State *state)
 {
-    std::this_thread::sleep_for(SecondsArgument(state, 1));
+    double seconds = SecondsArgument(state, 1);
+    timespec rest{static_cast<time_t>(seconds), static_cast<long>(std::fmod(seconds, 1) * 1e9)};
+    while (nanosleep(&rest, &rest) != 0) {
+        if (Script::Of(state).TakeStop()) throw Mistake("interrupted");
+    }
     return 0;
-}
-
-int Time(lua_State *state)
-{
-    auto now = std::chrono::steady_clock::now().time_since_epoch();
-    lua_pushnumber(state, std::chrono::duration<double>(now).count());
-    return 1;
 }
 
 int GiveDescriptor(lua_State *state, int descriptor, const std::string &what)
@@ -193,23 +163,6 @@ int Open(lua_State *state)
     return GiveDescriptor(state, descriptor, path);
 }
 
-int Close(lua_State *state)
-{
-    lua_pushboolean(state, close(IntegerArgument<int>(state, 1)) == 0);
-    return 1;
-}
-
-int Duplicate(lua_State *state)
-{
-    return GiveDescriptor(state, dup2(IntegerArgument<int>(state, 1), IntegerArgument<int>(state, 2)), "dup");
-}
-
-int Socket(lua_State *state)
-{
-    auto argument = IntegerArgument<int>;
-    return GiveDescriptor(state, socket(argument(state, 1), argument(state, 2), argument(state, 3)), "socket");
-}
-
 int Pipe(lua_State *state)
 {
     int ends[2];
@@ -217,52 +170,50 @@ int Pipe(lua_State *state)
     return GiveDescriptor(state, ends[0], "pipe") + GiveDescriptor(state, ends[1], "pipe");
 }
 
-int IsOpen(lua_State *state)
+// Seconds of that clock.
+template <typename Clock>
+int Now(lua_State *state)
 {
-    lua_pushboolean(state, fcntl(IntegerArgument<int>(state, 1), F_GETFD) != -1);
+    lua_pushnumber(state, SecondsOf<Clock>());
     return 1;
 }
 
+constexpr auto *number = IntegerArgument<int>;
+
+// Functions of one statement are written in their row.
+using S = lua_State;
 constexpr luaL_Reg functions[] = {
     {"references", LuaFunction<CountReferences>},
     {"run", LuaFunction<Run>},
-    {"step", LuaFunction<Step>},
+    {"step", LuaFunction<[](S *s) { return Host::Current().tasks.Step(), Script::Of(s).EndTurn(), 0; }>},
     {"exception", LuaFunction<RaiseException>},
-    {"raiseStandard", LuaFunction<RaiseStandard>},
+    {"raiseStandard", LuaFunction<[](S *s) -> int { throw std::runtime_error(TextArgument(s, 1)); }>},
     {tcp.name, LuaFunction<OpenSocket<tcp>>},
     {tcpListener.name, LuaFunction<OpenSocket<tcpListener>>},
     {udp.name, LuaFunction<OpenSocket<udp>>},
-    {"ignoreBrokenPipes", LuaFunction<IgnoreBrokenPipes>},
+    {"ignoreBrokenPipes", LuaFunction<[](S *) { return std::signal(SIGPIPE, SIG_IGN), 0; }>},
     {"sleep", LuaFunction<Sleep>},
-    {"time", LuaFunction<Time>},
+    {"time", LuaFunction<Now<std::chrono::steady_clock>>},
+    {"now", LuaFunction<Now<std::chrono::system_clock>>},
+    {"errorText", LuaFunction<[](S *s) { return PushBytes(s, ErrorText(number(s, 1))), 1; }>},
     {"descriptors", LuaFunction<ListDescriptors>},
     {"open", LuaFunction<Open>},
-    {"close", LuaFunction<Close>},
-    {"dup", LuaFunction<Duplicate>},
-    {"socket", LuaFunction<Socket>},
+    {"close", LuaFunction<[](S *s) { return lua_pushboolean(s, close(number(s, 1)) == 0), 1; }>},
+    {"dup", LuaFunction<[](S *s) { return GiveDescriptor(s, dup2(number(s, 1), number(s, 2)), "dup"); }>},
+    {"socket",
+     LuaFunction<[](S *s) { return GiveDescriptor(s, socket(number(s, 1), number(s, 2), number(s, 3)), "socket"); }>},
     {"pipe", LuaFunction<Pipe>},
-    {"isOpen", LuaFunction<IsOpen>},
+    {"isOpen", LuaFunction<[](S *s) { return lua_pushboolean(s, fcntl(number(s, 1), F_GETFD) != -1), 1; }>},
     {nullptr, nullptr},
 };
 
 } // namespace
-
-void PushErrorHandler(lua_State *state)
-{
-    lua_rawgetp(state, LUA_REGISTRYINDEX, &moduleKey);
-    PushField(state, "onError");
-    lua_remove(state, -2);
-}
 
 void OpenHostModule(lua_State *state)
 {
     luaL_newlib(state, functions);
     lua_pushnumber(state, Script::Of(state).host.version);
     lua_setfield(state, -2, "version");
-    lua_getglobal(state, "collectgarbage");
-    lua_setfield(state, -2, "collect");
-    lua_pushvalue(state, -1);
-    lua_rawsetp(state, LUA_REGISTRYINDEX, &moduleKey);
     lua_setglobal(state, "host");
 }
 

@@ -1,6 +1,6 @@
 #include "Host/Script/Lua.h"
 
-#include "Host/Script/Calls.h"
+#include "Host/Script/Members.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -53,12 +53,19 @@ void Script::Call(lua_State *state, int arguments, int results)
     if (!Try(state, arguments, results)) ThrowTop(state);
 }
 
+// False with the error on top of the stack, which is kept to be shown.
+bool Script::TryHandler(const std::string &event, int argumentCount)
+{
+    waitsForEvents = false;
+    if (beforeHandler) beforeHandler();
+    if (Try(current, argumentCount, 0)) return true;
+    handlerError = {event, ErrorOnTop(current)};
+    return false;
+}
+
 void Script::CallHandler(const std::string &event, int argumentCount)
 {
-    if (beforeHandler) beforeHandler();
-    if (Try(current, argumentCount, 0)) return;
-    handlerError = {event, ErrorOnTop(current)};
-    ThrowTop(current);
+    if (!TryHandler(event, argumentCount)) ThrowTop(current);
 }
 
 void Script::StopBy(volatile std::sig_atomic_t &flag)
@@ -84,17 +91,34 @@ void Script::ShowHandlerError()
 {
     if (!handlerError) return;
     auto [event, error] = *std::exchange(handlerError, {});
-    PushErrorHandler(current);
-    if (lua_isfunction(current, -1)) {
-        PushException(current, error);
-        Call(current, 1, 0);
-        return;
-    }
+    PushPrelude(current, "handlerFailed");
+    PushBytes(current, event);
+    PushException(current, error);
+    lua_pushboolean(current, IsWatched());
+    Call(current, 3, 1);
+    isHopeless |= lua_toboolean(current, -1) != 0;
     lua_pop(current, 1);
-    std::fflush(stdout);
-    std::fprintf(stderr, "vynhost: error in %s: %s\n%s\n", event.c_str(), TextOf(error).c_str(),
-                 error.traceback.c_str());
-    handlersFailed = true;
+}
+
+void Script::EndTurn()
+{
+    waitsForEvents = false;
+    if (SecondsOf<std::chrono::steady_clock>() >= nextTimer) {
+        nextTimer = HUGE_VAL;
+        PushPrelude(current, "runTimer");
+        if (!TryHandler("a timer", 0)) lua_pop(current, 1);
+    }
+    ShowHandlerError();
+    if (TakeStop()) throw Mistake("interrupted");
+    if (isHopeless) throw Mistake("stopped: a handler fails again and again; host.onError can take its errors");
+}
+
+bool Script::Finish()
+{
+    PushPrelude(current, "finish");
+    lua_pushboolean(current, waitsForEvents);
+    Call(current, 1, 1);
+    return lua_toboolean(current, -1) != 0;
 }
 
 // As realloc; a size of 0 releases.
@@ -123,7 +147,7 @@ Script::Script(Host &runtime, const std::vector<std::string> &words) : host(runt
     OpenValues(current);
     OpenClasses(current);
     OpenHostModule(current);
-    OpenHelp(current);
+    OpenPrelude(current);
 }
 
 Script::~Script()
@@ -131,21 +155,19 @@ Script::~Script()
     lua_close(current);
 }
 
-void Script::Load(int status)
-{
-    if (status == LUA_OK) return;
-    std::string text = lua_tostring(current, -1);
-    lua_pop(current, 1);
-    throw Mistake(text);
-}
-
-// Runs the function on top of the stack with the arguments of the program; its values are left there.
-void Script::RunLoaded()
+int Script::PushArguments()
 {
     lua_checkstack(current, static_cast<int>(arguments.size()) + LUA_MINSTACK);
     for (const std::string &argument : arguments)
         PushBytes(current, argument);
-    bool endedWell = Try(current, static_cast<int>(arguments.size()), LUA_MULTRET);
+    return static_cast<int>(arguments.size());
+}
+
+// Runs the function on top of the stack, if it could be loaded, with the arguments of the program; its values are left
+// there.
+void Script::RunLoaded(int status)
+{
+    bool endedWell = status == LUA_OK && Try(current, PushArguments(), LUA_MULTRET);
     ShowHandlerError();
     if (endedWell) return;
     std::string report = ReportOfTop(current);
@@ -153,25 +175,13 @@ void Script::RunLoaded()
     throw Mistake(report);
 }
 
-// The global "arg", as Lua's own program sets it: the program's name, then its arguments.
-void Script::SetArguments(const std::string &name)
-{
-    lua_createtable(current, static_cast<int>(arguments.size()), 1);
-    PushBytes(current, name);
-    lua_rawseti(current, -2, 0);
-    for (std::size_t i = 0; i < arguments.size(); i++) {
-        PushBytes(current, arguments[i]);
-        lua_rawseti(current, -2, static_cast<lua_Integer>(i) + 1);
-    }
-    lua_setglobal(current, "arg");
-}
-
 void Script::RunFile(const std::string &path)
 {
-    SetArguments(path);
-    if (path != "-") RequireFrom(std::filesystem::absolute(path).parent_path());
-    Load(luaL_loadfilex(current, path != "-" ? path.c_str() : nullptr, "t"));
-    RunLoaded();
+    PushPrelude(current, "start");
+    PushBytes(current, path);
+    PushBytes(current, path != "-" ? std::filesystem::absolute(path).parent_path().string() : "");
+    Call(current, 2 + PushArguments(), 0);
+    RunLoaded(luaL_loadfilex(current, path != "-" ? path.c_str() : nullptr, "t"));
     lua_settop(current, 0);
 }
 
@@ -186,24 +196,16 @@ int Script::LoadLine(const std::string &line, const char *name)
 
 void Script::RunLine(const std::string &line, const char *name)
 {
-    Load(LoadLine(line, name));
-    RunLoaded();
+    RunLoaded(LoadLine(line, name));
     int values = lua_gettop(current);
     if (values == 0) return;
-    lua_getglobal(current, "print");
+    if (IsWatched()) {
+        PushPrelude(current, "show");
+    } else {
+        lua_getglobal(current, "print");
+    }
     lua_insert(current, 1);
     Call(current, values, 0);
-}
-
-// "require" looks into this folder first.
-void Script::RequireFrom(const std::string &folder)
-{
-    lua_getglobal(current, LUA_LOADLIBNAME);
-    PushField(current, "path");
-    std::string path = folder + "/?.lua;" + folder + "/?/init.lua;" + lua_tostring(current, -1);
-    lua_pop(current, 1);
-    SetText(current, "path", path);
-    lua_pop(current, 1);
 }
 
 bool Script::IsIncomplete(const std::string &line)

@@ -9,6 +9,8 @@
 #include "Host/Runtime/Host.h"
 #include "Host/Script/Errors.h"
 
+#include <chrono>
+#include <cmath>
 #include <csignal>
 #include <deque>
 #include <optional>
@@ -43,21 +45,31 @@ class Script {
     // The same for a handler of the event. The plugin may keep what is thrown to itself: ShowHandlerError tells of it.
     void CallHandler(const std::string &event, int argumentCount);
 
-    // Passes an error of a handler that nobody has been told of to the program's host.onError, or prints it. To be
+    // Passes an error of a handler that nobody has been told of to the program's host.onError, or shows it. To be
     // called wherever the plugin has returned.
     void ShowHandlerError();
+
+    // After each turn of the host's loop: runs a timer that is due, and shows errors. Throws Mistake when the program
+    // is to stop: by the flag, or for errors without end that nobody watches.
+    void EndTurn();
+    void SetTimer(double when) { nextTimer = std::min(nextTimer, when); }
 
     // A signal handler stops what runs by setting the flag. TakeStop tells whether it is set, and clears it.
     void StopBy(volatile std::sig_atomic_t &flag);
     bool TakeStop();
 
+    // Says what a program should know in the end of errors and handlers. True when no handler failed.
+    bool Finish();
+
     std::function<void()> beforeHandler; // runs before each one that the program has set
 
-    bool HandlersFailed() const { return handlersFailed; } // an error was printed
+    // At a terminal: somebody sees what is printed, and can stop what runs.
+    bool IsWatched() const { return stop != nullptr; }
 
     Host &host;
     lua_State *current = nullptr; // the thread of Lua that runs: the main one or a coroutine
     std::deque<Member> members;   // what the tables in Lua point to
+    bool waitsForEvents = false;  // the program has set a handler or a timer, and nothing has run that calls it
     std::vector<std::string> arguments;
 
   private:
@@ -66,20 +78,15 @@ class Script {
     static bool Try(lua_State *state, int arguments, int results);
     static void StopHook(lua_State *state, lua_Debug *);
     static void *Allocate(void *data, void *block, std::size_t oldSize, std::size_t size);
-    void Load(int status);
     int LoadLine(const std::string &line, const char *name);
-    void RunLoaded();
-    void SetArguments(const std::string &name);
-    void RequireFrom(const std::string &folder);
-
-    struct HandlerError {
-        std::string event;
-        Exception error;
-    };
+    void RunLoaded(int status);
+    int PushArguments();
+    bool TryHandler(const std::string &event, int argumentCount);
 
     bool inBody = true;
-    std::optional<HandlerError> handlerError; // that nobody has seen yet
-    bool handlersFailed = false;
+    std::optional<std::pair<std::string, Exception>> handlerError; // that nobody has seen yet
+    bool isHopeless = false;                                       // one comes without end
+    double nextTimer = HUGE_VAL;                                   // on the steady clock
     volatile std::sig_atomic_t *stop = nullptr;
 };
 
@@ -104,14 +111,23 @@ void SetFunction(lua_State *state, const char *name)
 }
 
 // What a new state is given: the metatable of exceptions, the table of proxies, what is registered, the module "host",
-// and help().
+// and the prelude.
 void OpenErrors(lua_State *state);
 void OpenValues(lua_State *state);
 void OpenClasses(lua_State *state);
 void OpenHostModule(lua_State *state);
-void OpenHelp(lua_State *state);
+void OpenPrelude(lua_State *state);
 
-// Leaves the program's host.onError, whatever it is.
-void PushErrorHandler(lua_State *state);
+int TerminalWidth(); // in columns; 80 where the output is no terminal
+
+// Leaves a function of the prelude, the part of the host that is written in Lua.
+void PushPrelude(lua_State *state, const char *function);
+inline constexpr char preludeName[] = "=host"; // in tracebacks
+
+template <typename Clock>
+double SecondsOf()
+{
+    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+}
 
 } // namespace host

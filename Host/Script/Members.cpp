@@ -1,5 +1,7 @@
 #include "Host/Script/Members.h"
 
+#include <cerrno>
+
 namespace host {
 namespace {
 
@@ -15,6 +17,17 @@ std::string KeyText(lua_State *state)
 std::string MemberText(lua_State *state)
 {
     return std::string(lua_tostring(state, lua_upvalueindex(2))) + "." + KeyText(state);
+}
+
+// What was read or assigned is no such member; the prelude says why, and what may have been meant.
+[[noreturn]] void Refuse(lua_State *state, bool assigns)
+{
+    PushPrelude(state, "explain");
+    lua_pushvalue(state, lua_upvalueindex(2));
+    PushBytes(state, KeyText(state));
+    lua_pushboolean(state, assigns);
+    Script::Call(state, 3, 1);
+    throw Mistake(lua_tostring(state, -1));
 }
 
 // The object that a member function was given; null when it was given a class or a module.
@@ -68,6 +81,7 @@ void AssignHandler(lua_State *state, REALobjectStruct *object, const Event &even
     SetOwnField(state, event.name);
     Handler handler;
     if (lua_isfunction(state, 3)) {
+        Script::Of(state).waitsForEvents = true;
         handler = [script = &Script::Of(state), &event](REALobjectStruct *fired) { FireInLua(*script, fired, event); };
     }
     Host::Current().events.SetHandler(object, event.name, std::move(handler));
@@ -108,6 +122,7 @@ int ReadMember(lua_State *state)
     REALobjectStruct *object = SelfOf(state);
     if (found != LUA_TLIGHTUSERDATA && found != LUA_TNIL) return 1; // a constant
     auto member = static_cast<const Member *>(lua_touserdata(state, -1));
+    if (object == nullptr && member != nullptr && member->type != nullptr) Refuse(state, false);
     if (member != nullptr && member->property != nullptr) {
         PushProperty(state, object, *member->property);
     } else if (member != nullptr && member->event != nullptr) {
@@ -115,7 +130,7 @@ int ReadMember(lua_State *state)
     } else if (object != nullptr && KeyText(state) == freeField) {
         PushOwnField(state, 1, freeField);
     } else {
-        throw Mistake("there is no member " + MemberText(state));
+        Refuse(state, false);
     }
     return 1;
 }
@@ -128,6 +143,7 @@ int AssignMember(lua_State *state)
     auto member = static_cast<const Member *>(lua_touserdata(state, -1));
     if (member == nullptr) member = MethodOf(state, -1);
     lua_pop(state, 1);
+    if (object == nullptr && member != nullptr && member->type != nullptr) Refuse(state, true);
     if (member != nullptr && member->property != nullptr) {
         AssignProperty(state, object, *member->property);
     } else if (member != nullptr && member->event != nullptr) {
@@ -137,7 +153,7 @@ int AssignMember(lua_State *state)
     } else if (object != nullptr && KeyText(state) == freeField) {
         SetOwnField(state, freeField);
     } else {
-        throw Mistake("there is no member " + MemberText(state) + " to assign to");
+        Refuse(state, true);
     }
     return 0;
 }
@@ -145,7 +161,8 @@ int AssignMember(lua_State *state)
 int CallOnObject(lua_State *state)
 {
     const Member &member = *Upvalue<Member>(state, 1);
-    return CallFunction(state, member, member.methods, CheckObject(state, 1, *member.type), 2);
+    if (member.name.ends_with(".Poll")) Script::Of(state).waitsForEvents = false;
+    return CallFunction(state, member, member.methods, CheckObject(state, 1, *member.type, member.name), 2);
 }
 
 int CallWithoutObject(lua_State *state)
@@ -171,14 +188,23 @@ int Construct(lua_State *state)
     if (constructor == nullptr && lua_gettop(state) > 1) throw Mistake(type.name + " takes no arguments");
     Owned object(NewInstance(type));
     if (object.Get() == nullptr) throw Exception{"OutOfMemoryException", "There is no memory for a " + type.name + "."};
-    if (constructor != nullptr) CallFunction(state, *constructor, constructor->methods, object.Get(), 2);
+    errno = 0;
+    try {
+        if (constructor != nullptr) CallFunction(state, *constructor, constructor->methods, object.Get(), 2);
+    } catch (Exception &failure) {
+        // The library's words are the same whatever the system said.
+        if (int reason = errno; reason != 0)
+            failure.message += " (" + ErrorText(reason) + (reason == EPERM ? "; root or CAP_NET_RAW is needed)" : ")");
+        throw;
+    }
     PushObject(state, std::move(object));
     return 1;
 }
 
 int BlockLength(lua_State *state)
 {
-    lua_pushinteger(state, ViewOf(CheckObject(state, 1, *Host::Current().classes.memoryBlock)).size);
+    const Class &type = *Host::Current().classes.memoryBlock;
+    lua_pushinteger(state, ViewOf(CheckObject(state, 1, type, "MemoryBlock.Size")).size);
     return 1;
 }
 

@@ -1,9 +1,27 @@
 // What reads, assigns and calls the members of classes, objects and modules. Upvalues tell each what it works on.
 #pragma once
 
-#include "Host/Script/Calls.h"
+#include "Host/Script/Values.h"
 
 namespace host {
+
+using Overloads = std::vector<const Function *>;
+
+// What is behind a name in the tables of a class, an object or a module: a property, an event, or functions, of which
+// those that assign serve an assignment.
+struct Member {
+    std::string name;  // with its class, for messages
+    const Class *type; // of the objects that it is a member of; null when it takes none
+    const Property *property = nullptr;
+    const Event *event = nullptr;
+    Overloads methods{}, assignments{};
+};
+
+// Calls one of these functions of the member with the arguments from the index `first` up to the top; the object is
+// null for functions that take none. The first in the order of registration that takes the arguments is called. Leaves
+// the result and then the values that come back byref on the stack and answers how many.
+int CallFunction(lua_State *state, const Member &member, const Overloads &functions, REALobjectStruct *object,
+                 int first);
 
 // __index and __newindex. Upvalues: the table of members, and the name of what has them.
 int ReadMember(lua_State *state);

@@ -86,11 +86,12 @@ Proxy *ToProxy(lua_State *state, int index)
     return proxy != nullptr && proxy->mark == &proxyMark ? proxy : nullptr;
 }
 
-REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type)
+REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type, const std::string &method)
 {
     REALobjectStruct *object = ToObject(state, index, type.name);
     if (object == nullptr) {
-        throw Mistake("a living " + type.name + " was expected, but found: " + NameOfValue(state, index));
+        throw Mistake(method + " wants a living " + type.name + ", as in object:" +
+                      method.substr(method.find('.') + 1) + "(...), but found: " + NameOfValue(state, index));
     }
     return object;
 }

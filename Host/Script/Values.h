@@ -16,8 +16,8 @@ struct Proxy {
 // Null for anything but a proxy.
 Proxy *ToProxy(lua_State *state, int index);
 
-// The living object of the first argument. Throw Mistake for anything else, naming what was wanted.
-REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type);
+// The living object that a method needs. Throws Mistake for anything else, naming what was wanted.
+REALobjectStruct *CheckObject(lua_State *state, int index, const Class &type, const std::string &method);
 
 // Leaves the proxy on the stack, nil for a null handle. The reference goes to the proxy.
 void PushObject(lua_State *state, Owned<REALobjectStruct> object);

@@ -21,26 +21,29 @@ class Mistakes(unittest.TestCase):
             (["--plugin", HOST], "", ""),
             (["/no/such/script.lua"], None, "/no/such/script.lua"),
             ([], "local = 5", "<name> expected"),
-            ([], "NoSuchClassVYN()", "NoSuchClassVYN"),
-            ([], "UDPSocketVYN():NoSuchMethod()", "NoSuchMethod"),
-            ([], "UDPSocketVYN().NoSuchProperty = 5", "NoSuchProperty"),
+            ([], "UDPSocketVNY()", "(global 'UDPSocketVNY'); did you mean UDPSocketVYN?"),
+            ([], "UDPSocketVYN():NoSuchMethod()", "NoSuchMethod; help(UDPSocketVYN)"),
+            ([], "UDPSocketVYN().Prot = 5", "did you mean BindPort or LocalPort or"),
+            ([], "UDPSocketVYN():Close()", "call Destructor(), declare"),
+            ([], "UDPSocketVYN().Bind = print", "is a method"),
+            ([], "UDPSocketVYN.LocalPort = 5", "belongs to objects"),
+            ([], "host.onErorr = print", "did you mean onError?"),
+            ([], "host.after(1)", ".lua:1: argument 2 must be a function"),
+            ([], "RAWSocketVYN(99, 1, 6)", "EAFNOSUPPORT: "),
+            ([], "help('Bnid')", "did you mean Bind or"),
             ([], "UDPSocketVYN().LocalPort = 5", "LocalPort"),
-            ([], "UDPSocketVYN():Bind()", "Bind(Port as Integer, IP as string = \"\")"),
             ([], "UDPSocketVYN():Bind('x')", "Bind(Port as Integer, IP as string = \"\")"),
-            ([], "UDPSocketVYN():Bind(1.5)", "Bind(Port as Integer"),
             ([], "UDPSocketVYN():Bind(1, 2, 3)", "Bind(Port as Integer"),
-            ([], "UDPSocketVYN().Bind(5, 5)", ""),
             ([], "RAWSocketVYN.htons(65536)", "65536"),
             ([], "RAWSocketVYN(1)", "Constructor(AddressFamily as Integer"),
             ([], "UDPSocketVYN():SendMessage(DatagramVYN(), 'x')", "SendMessage("),
             ([], "UDPSocketVYN().DataAvailable = 5", "DataAvailable"),
             ([], "UDPSocketVYN():Bind(70000)", "UnsupportedOperationException: Invalid port number."),
-            ([], "error('its own')", "its own"),
             (["--describe", "NoSuchClassVYN"], None, "NoSuchClassVYN"),
             (["--describe", "/no/such/script.lua", "-e", "5"], None, "--describe runs no program"),
             (["-e", "x.y = 5"], None, "(code):1: attempt to index"),
             ([], "\nhost.exception('OutOfBoundsException', 'far')", ".lua:2: OutOfBoundsException: far"),
-            ([], "UDPSocketVYN().Poll(5)", "found: integer"),
+            ([], "UDPSocketVYN.Poll(5)", "UDPSocketVYN, as in object:Poll(...), but found: integer"),
         ]
         for arguments, program, message in rows:
             with self.subTest(arguments=arguments, program=program):
@@ -75,7 +78,22 @@ class Handlers(unittest.TestCase):
                 status, output, error = vynhost(program=self.LOOP % mistake)
                 texts = ("error in UDPSocketVYN.DataAvailable: ", "stack traceback", shown)
                 counts = [error.count(text) for text in texts]
-                self.assertEqual((status, output, counts), (1, "goes on\n", [2, 2, 2]))
+                self.assertEqual((status, output, counts), (1, "goes on\n", [2, 1, 2]))  # told of again in the end
+
+    def test_one_that_comes_without_end_stops_the_program(self):
+        program = self.LOOP.replace("self:Read();", "") % "x.y = 5" + "host.run(60)"
+        status, _, error = vynhost(program=program)
+        self.assertEqual((status, error.count("traceback")), (1, 2))
+        self.assertRegex(error, r"\n.*:11: stopped: .*host.onError(.*\n)+.* \.\.\. 999 times more\n\Z")
+
+    def test_and_timers_run_in_the_loop_alone(self):
+        self.assertEqual(vynhost(program="UDPSocketVYN().DataAvailable = print"),
+                         (0, "", "vynhost: no event can come: host.run was never called\n"))
+        status, output, error = vynhost(program="""
+            local count, stop = 0
+            stop = host.every(0.01, function() count = count + 1; if count == 3 then stop(); x.y = 5 end end)
+            print(host.run(function() return count > 3 end, 0.2), count, host.now() - os.time() < 2)""")
+        self.assertEqual((status, output, "error in a timer: " in error), (1, "false\t3\ttrue\n", True))
 
     def test_the_program_can_take_it(self):
         program = "function host.onError(failure) print(failure.class, failure.number, failure) end\n" + self.LOOP
@@ -132,11 +150,14 @@ class Prompt(unittest.TestCase):
                 ("a:Bi\t(0, 'localhost')\r", "localhost'\\)\r\n.*> "),
                 ("function a:DataAvailable() print('got ' .. self:Read().Data) end\r", "end\r\n.*> "),
                 ("b:SendMes\t('h\u00e9', '127.0.0.1', a.LocalP\t)\r", "got h\u00e9\r\n.*> "),
-                ("exit\r", pexpect.EOF)])
+                ("'h\u00e9\\n', {1, x = 'y'}, b.B\t\tindPort, MemoryBlock('\\xFF')\r",
+                 r'BindAddress +BindPort +Broadcast.*"h\u00e9\\n"\s+{ 1, x = "y" }\s+0\s+MemoryBlock { Size = 1, "\\255" }'),
+                ("if b then\rb:SendMessage('x', '127.0.0.1', a.LocalPort) end\r", "got x\r\n.*> "),
+                ("exit()\r", pexpect.EOF)])
             self.converse(state, [
-                ("\x1b[A\x1b[A", "LocalPort\\)"),  # the line before "exit"
+                ("\x1b[A", "if b then\r\n.*LocalPort\\) end"),  # what was typed before "exit()", all of it
                 ("\x03", "> "),
-                ("while true do end\r", "end\r\n"),
+                ("host.sleep(60)\r", "60\\)\r\n"),
                 ("\x03\x04", "interrupted.*> .*\n"),  # the second key is typed while no line is read
                 ("", pexpect.EOF)])
 
@@ -146,7 +167,7 @@ class Prompt(unittest.TestCase):
         with open(leaks, "w") as file:
             file.write("leak:libedit\n")  # which never frees the names of functions that it was given
         terminal = pexpect.spawn(HOST, timeout=30, echo=True, encoding="utf-8", env={
-            **os.environ, "XDG_STATE_HOME": state, "TERM": "xterm", "LC_ALL": "C.UTF-8",
+            **os.environ, "XDG_STATE_HOME": state, "TERM": "xterm", "LC_ALL": "C",
             "LSAN_OPTIONS": f"suppressions={leaks}:print_suppressions=0", "ASAN_OPTIONS": "fast_unwind_on_malloc=0"})
         terminal.delaybeforesend = None
         terminal.expect("> ")
@@ -159,13 +180,15 @@ class Prompt(unittest.TestCase):
 
 class Exploring(unittest.TestCase):
     def test_members_are_described_and_explained(self):
-        for asked in ("UDPSocketVYN", '"UDPSocketVYN.Bind"', "UDPSocketVYN().Poll", "DNSNameToAddressVYN",
+        for asked in ("UDPSocketVYN", '"UDPSocketVYN.Bind"', "UDPSocketVYN.Poll", "DNSNameToAddressVYN",
                       "NetworkGlobalsVYN"):
             status, output, error = vynhost("-e", f"help({asked})")
             self.assertEqual((status, error), (0, ""))
             self.assertIn(re.search(r"\w+(?=\W*$)", asked)[0], output.splitlines()[0])
         self.assertEqual(vynhost("--describe", "udpsocketvyn.poll")[1], "Poll\n")
         self.assertIn("    bytes() as String\n", vynhost("--describe", "MemoryBlock")[1])
+        shown = vynhost("-e", "help('poll') print(UDPSocketVYN().Poll, RAWSocketVYN(2, 1, 6):Accept('', 0, nil))")[1]
+        self.assertRegex(shown, r"UDPSocketVYN.Poll(.*\n)*RAWSocketVYN.Poll(.*\n)*.*: object:Poll\(...\)\tnil\t\t0\n")
 
     def test_programs_come_from_anywhere(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -11,7 +11,9 @@ local target = ... or "127.255.255.255"
 local server = UDPSocketVYN()
 server.ReuseAddress = true
 server:Bind(PORT)
-assert(server.Lasterror == 0, "can't bind the server's port: system error " .. server.Lasterror)
+if server.Lasterror ~= 0 then
+  error("can't bind the server's port: " .. host.errorText(server.Lasterror), 0)
+end
 
 function server:DataAvailable()
   local question = self:Read()
@@ -30,7 +32,9 @@ print("without Broadcast: refused with EACCES")
 
 client.Broadcast = true
 client:SendMessage("who is there?", target, PORT)
-assert(client.Lasterror == 0, "the broadcast failed: system error " .. client.Lasterror)
+if client.Lasterror ~= 0 then
+  error("the broadcast failed: " .. host.errorText(client.Lasterror), 0)
+end
 
 local found = 0
 function client:DataAvailable()
@@ -40,4 +44,7 @@ function client:DataAvailable()
 end
 
 host.run(function() return found > 0 end, 2.0)
+if found == 0 then
+  error("no server answered", 0)
+end
 print("servers found: " .. found)

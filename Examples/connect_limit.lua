@@ -33,10 +33,10 @@ local function answered()
   return failure ~= nil
 end
 
-local done = host.run(answered, seconds)
-if done and not failure then
-  print(("connected to %s:%d from port %d"):format(address, port, socket.LocalPort))
-else
-  print(failure and "refused with error " .. failure or ("no answer within %g s"):format(seconds))
+if not host.run(answered, seconds) then
+  error(("no answer from %s:%d within %g s"):format(address, port, seconds), 0)
+elseif failure then
+  error(("can't connect to %s:%d: %s"):format(address, port, host.errorText(failure)), 0)
 end
+print(("connected to %s:%d from port %d"):format(address, port, socket.LocalPort))
 socket:Close()

@@ -17,7 +17,7 @@ local completed = 0
 -- Every operation tells its outcome in Lasterror: 0, or the number of a system error.
 local function send(socket, text, port)
   local sent = socket:SendMessage(text, "127.0.0.1", port)
-  assert(sent == #text and socket.Lasterror == 0, "send failed with error " .. socket.Lasterror)
+  assert(sent == #text and socket.Lasterror == 0, host.errorText(socket.Lasterror))
 end
 
 function pong:DataAvailable()

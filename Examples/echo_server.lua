@@ -14,7 +14,7 @@ local seconds = tonumber((select(2, ...)))
 local server = UDPSocketVYN()
 server:Bind(port, "localhost")
 if server.Lasterror ~= 0 then
-  error(("can't bind port %d: system error %d"):format(port, server.Lasterror), 0)
+  error(("can't bind port %d: %s"):format(port, host.errorText(server.Lasterror)), 0)
 end
 
 function server:DataAvailable()
@@ -24,10 +24,10 @@ function server:DataAvailable()
   end
   self:SendMessage(datagram) -- to the datagram's own address and port
   if self.Lasterror ~= 0 then
-    print(("no answer to %s:%d: system error %d"):format(datagram.Address, datagram.Port, self.Lasterror))
+    print(("no answer to %s:%d: %s"):format(datagram.Address, datagram.Port, host.errorText(self.Lasterror)))
   end
 end
 
 print("echo server on 127.0.0.1:" .. server.LocalPort)
 io.stdout:flush()
-host.run(function() return false end, seconds or math.huge)
+host.run(seconds or math.huge)

@@ -2,16 +2,10 @@
 --
 --   ./run Examples/errors.lua
 
--- Those that a UDP program meets; `errno -l` of the package moreutils lists all.
-local names = {
-  [0] = "success", [11] = "EAGAIN", [13] = "EACCES", [22] = "EINVAL", [90] = "EMSGSIZE",
-  [98] = "EADDRINUSE", [99] = "EADDRNOTAVAIL", [111] = "ECONNREFUSED",
-}
-
 -- Lasterror belongs to the last operation: take it before the next one.
 local function tell(what, socket)
   local code = socket.Lasterror
-  print(("%-34s Lasterror %3d %s"):format(what, code, code == -1 and "no system call failed" or names[code] or "?"))
+  print(("%-34s Lasterror %3d   %s"):format(what, code, host.errorText(code)))
 end
 
 local socket, other = UDPSocketVYN(), UDPSocketVYN()

@@ -58,14 +58,18 @@ local function send(number)
   sentAt[number], sends = host.time(), sends + 1
 end
 
--- Runs before each turn of the loop; true when all is acknowledged.
-local function pump()
+-- What has no acknowledgement after a time is sent again.
+host.every(TIMEOUT / 2, function()
   local now = host.time()
   for number, time in pairs(sentAt) do
     if now - time > TIMEOUT then
       send(number)
     end
   end
+end)
+
+-- Runs before each turn of the loop; true when all is acknowledged.
+local function pump()
   while inFlight < window and following <= last do
     send(following)
     following, inFlight = following + 1, inFlight + 1

@@ -15,10 +15,14 @@ interface = interface or "127.0.0.1"
 local chat = UDPSocketVYN()
 chat.ReuseAddress = true -- several programs on one machine share the port
 chat:Bind(PORT)
-assert(chat.Lasterror == 0, "can't bind the chat's port: system error " .. chat.Lasterror)
+if chat.Lasterror ~= 0 then
+  error("can't bind the chat's port: " .. host.errorText(chat.Lasterror), 0)
+end
 
 chat:AddMembership(GROUP, interface)
-assert(chat.Lasterror == 0, "can't join the group: system error " .. chat.Lasterror)
+if chat.Lasterror ~= 0 then
+  error("can't join the group: " .. host.errorText(chat.Lasterror), 0)
+end
 chat.MulticastInterface = interface -- where our own messages go out
 chat.MulticastTimeToLive = 1        -- and not beyond the next router
 chat.MulticastLoop = true           -- and to ourselves as well
@@ -29,6 +33,8 @@ function chat:DataAvailable()
 end
 
 chat:SendMessage(name .. ": " .. text, GROUP, PORT)
-assert(chat.Lasterror == 0, "can't send to the group: system error " .. chat.Lasterror)
-host.run(function() return false end, tonumber(seconds) or 5)
+if chat.Lasterror ~= 0 then
+  error("can't send to the group: " .. host.errorText(chat.Lasterror), 0)
+end
+host.run(tonumber(seconds) or 5)
 chat:DropMembership(GROUP, interface)

@@ -16,8 +16,7 @@ end
 local made, socket = pcall(RAWSocketVYN, RAWSocketVYN.AddressFamilyINet, RAWSocketVYN.SocketTypeRaw,
   RAWSocketVYN.ProtocolICMP)
 if not made then
-  print("ping needs the privilege for raw sockets: " .. tostring(socket))
-  return
+  error(socket.message, 0) -- with the system's reason, and what it takes
 end
 
 local ECHO_REQUEST, ECHO_REPLY = 8, 0
@@ -50,11 +49,9 @@ end
 
 socket:SendMessage(request, address, 0)
 if socket.Lasterror ~= 0 then
-  error(("can't send to %s: system error %d"):format(address, socket.Lasterror), 0)
+  error(("can't send to %s: %s"):format(address, host.errorText(socket.Lasterror)), 0)
 end
-host.run(function() return answer ~= nil end, 3.0)
-if answer then
-  print(("%d bytes from %s in %.1f ms"):format(answer.Length, answer.Address, (host.time() - started) * 1000))
-else
-  print("no answer from " .. address)
+if not host.run(function() return answer ~= nil end, 3.0) then
+  error("no answer from " .. address .. " within 3 s", 0)
 end
+print(("%d bytes from %s in %.1f ms"):format(answer.Length, answer.Address, (host.time() - started) * 1000))

@@ -18,13 +18,11 @@ end
 -- A host name is resolved, a dotted address is taken as it is. 0 with Lasterror -1: no such host.
 local sent = socket:SendMessage(text, address, port)
 if socket.Lasterror ~= 0 then
-  error(socket.Lasterror == -1 and "no such host: " .. address or "system error " .. socket.Lasterror, 0)
+  error(socket.Lasterror == -1 and "no such host: " .. address or host.errorText(socket.Lasterror), 0)
 end
 print(("sent %d bytes to %s:%d"):format(sent, address, port))
 
-host.run(function() return answer ~= nil end, 1.0)
-if answer then
-  print(("%s:%d answered '%s'"):format(answer.Address, answer.Port, answer.Data))
-else
-  print("no answer")
+if not host.run(function() return answer ~= nil end, 1.0) then
+  error("no answer within 1 s; a UDP socket is not told whether anybody listens", 0)
 end
+print(("%s:%d answered '%s'"):format(answer.Address, answer.Port, answer.Data))

@@ -27,6 +27,10 @@ end
 local MSG_NOSIGNAL = 0x4000
 local line = MemoryBlock((text or "hello") .. "\n")
 socket:Send(line, line.Size, MSG_NOSIGNAL)
-host.run(function() return answer ~= nil end, 5.0)
-print("answer: " .. (answer or "none"):gsub("%s+$", ""))
+if socket.Lasterror ~= 0 then
+  error("can't send: " .. host.errorText(socket.Lasterror), 0)
+elseif not host.run(function() return answer ~= nil end, 5.0) then
+  error("no answer within 5 s", 0)
+end
+print("answer: " .. answer:gsub("%s+$", ""))
 socket:Close()

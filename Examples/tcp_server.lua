@@ -14,7 +14,9 @@ end
 local listener = RAWSocketVYN(RAWSocketVYN.AddressFamilyINet, RAWSocketVYN.SocketTypeStream, RAWSocketVYN.ProtocolTCP)
 listener.ReuseAddress = true -- a port may be taken again right after the last server left it
 listener:Bind(port, "127.0.0.1")
-assert(listener.Lasterror == 0, "can't bind the port: system error " .. listener.Lasterror)
+if listener.Lasterror ~= 0 then
+  error("can't bind the port: " .. host.errorText(listener.Lasterror), 0)
+end
 listener:Listen()
 
 local MSG_NOSIGNAL = 0x4000 -- a peer that has gone is an error then, not a signal

@@ -52,8 +52,9 @@ function server:DataAvailable()
   local question, from = read(self, QUESTION)
   if question then
     local answer = packet(ANSWER, get(question, 2, 2))
-    put(answer, 4, 8, os.time())
-    put(answer, 12, 4, math.floor(host.time() * 1000000) % 1000000)
+    local now = host.now()
+    put(answer, 4, 8, now // 1 | 0)
+    put(answer, 12, 4, now % 1 * 1000000 // 1 | 0)
     self:SendMessage(answer, from.Address, from.Port)
   end
 end

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Configures and builds one preset, quietly: what the compiler says is shown only when the build fails.
+# Configures and builds one preset. How far it is is shown, but what the compiler says only when the build fails.
 #   Tools/build.sh PRESET [TARGET...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -16,7 +16,8 @@ if [[ -f $folder/CMakeCache.txt ]] && ! grep -q '^CMAKE_GENERATOR:INTERNAL=Ninja
 fi
 targets=()
 (($# == 0)) || targets=(--target "$@")
-if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } >"$log" 2>&1; then
+if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } 2>&1 | tee "$log" |
+  Tools/progress.sh "build $preset"; then
   cat "$log"
   exit 1
 fi

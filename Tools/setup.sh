@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of the groups named that are not there yet; says nothing when all are.
+# Installs the Debian packages of the groups named that are not there yet, and shows how far it is; says nothing when all
+# are there.
 #   Tools/setup.sh build | test | bench | package | aarch64 ...
 set -euo pipefail
 
@@ -46,8 +47,12 @@ if [[ $(id -u) != 0 ]]; then
     exit 1
   fi
 fi
-echo "installing: ${missing[*]}"
+echo "setup: reading the lists of packages, then installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 [[ -z ${foreign:-} ]] || "${root[@]}" dpkg --add-architecture arm64
 "${root[@]}" apt-get update -qq
-"${root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+"${root[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" |
+  awk '/newly installed,/ { all = 2 * ($1 + $3) }
+    /^Get:/ { print "[" ++n "/" all "] fetching " $5; fflush() }
+    /^Setting up/ { print "[" ++n "/" all "] setting up " $3; fflush() }' |
+  "$(dirname "$0")/progress.sh" setup

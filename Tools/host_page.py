@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes Docs/host.md: the entries from HostOperations.inc, the records from HostRecords.h, the words from Docs/host.txt.
+"""Makes what a host's author needs: the header vynhost.h, and Docs/host.md with what a run of a small host shows.
 
-    Tools/host_page.py [--check]
+    Tools/host_page.py [--check] [RUN...] HOST LIBRARY
 
---check writes nothing and fails when the page is stale. Either way it fails when an entry has no words, or words have
-no entry. The compiler (CXX, else c++) tells where the fields of a record are.
+HOST is the program of Examples/host_main.c, LIBRARY the built plugin; RUN is an emulator, if they need one. With
+--check nothing is written, and a stale file is a failure. The compiler (CXX, else c++) reads the tables and records.
 
-Docs/host.txt: what comes before the first "@" opens the page. Then entries follow: "@ NAME", what the host and the
-library owe each other, and after "Without: " what the library does on a host that lacks the entry. "T" in a name
-means each type of an array element. The operations that the library doesn't call have no words.
+Docs/host.txt: "@@ NAME" is where a made part of the page goes. After the last part come the words of the entries:
+"@ NAME [thread]", what the host and the library owe each other, and after "Without: " what is lost on a host that
+lacks the entry. An entry of the tables without words is one that nothing asks for.
 """
 import os
 import pathlib
@@ -16,16 +16,38 @@ import re
 import subprocess
 import sys
 import tempfile
+import textwrap
 import typing
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 GLUE = ROOT / "Source/SDK/GlueCode"
 WORDS, PAGE = ROOT / "Docs/host.txt", ROOT / "Docs/host.md"
-UNUSED = "operations that nothing here calls yet"
-
-GROUP = re.compile(r"// --- (.+?) -+$")
-ROW = re.compile(r"HOST_(\w+?)\s*\((.*)\)$")
+TEMPLATE, HEADER = ROOT / "Include/vynhost.h.in", ROOT / "Include/vynnetwork/vynhost.h"
+LOSSES = ROOT / "Source/Plugins/HostCheck/EntryLosses.inc"
 FIELD = re.compile(r"    (.+?)(\w+)(\)\([^)]*\)|\[\d+\])?(?: = [^;]+)?;\s*(?:// (.*))?$")
+
+# A program that prints the rows of the tables and where the fields of the records are.
+PRINTER = """
+#include "Source/SDK/GlueCode/HostRecords.h"
+#include <cstdio>
+#define ROW(kind, result, operation, parameters, rest) \\
+    std::printf("%s\\t%s\\t%s\\t%s\\t%s\\n", kind, result, operation, parameters, rest);
+#define HOST_CALL(result, operation, parameters, ...) ROW("", #result, #operation, #parameters, "")
+#define HOST_CALL_AS(result, operation, parameters, ...) ROW("", #result, #operation, #parameters, #__VA_ARGS__)
+#define HOST_CALL_OR(missing, result, operation, parameters, ...) \\
+    ROW(#missing, #result, #operation, #parameters, #__VA_ARGS__)
+#define HOST_ENTRY(result, operation, parameters, ...) ROW("", #result, #operation, #parameters, #__VA_ARGS__)
+#define HOST_YES_NO(operation, parameters, ...) ROW("no", "unsigned long", #operation, #parameters, "")
+#define HOST_YES_NO_AS(operation, parameters, ...) ROW("no", "unsigned long", #operation, #parameters, #__VA_ARGS__)
+#define HOST_YES_NO_WORD(operation, parameters, ...) HOST_YES_NO(operation, parameters)
+#define HOST_YES_NO_WORD_AS(operation, parameters, ...) HOST_YES_NO_AS(operation, parameters, __VA_ARGS__)
+#define HOST_ARRAY_FIXED(type, element) ROW("array", #element, #type, "", "")
+#define HOST_ARRAY_ELEMENT(type, element) ROW("array", #element, #type, "Insert", "")
+int main()
+{
+@BODY@
+}
+"""
 
 
 class Entry(typing.NamedTuple):
@@ -33,157 +55,201 @@ class Entry(typing.NamedTuple):
     result: str
     parameters: str
     missing: str  # what the library gets on a host without the entry
-    remark: str = ""
+
+    def prototype(self):
+        parameters = "(void)" if self.parameters == "()" else self.parameters
+        return f"{self.result}{'' if self.result.endswith('*') else ' '}{self.name}{parameters};".replace("std::", "")
 
 
-def split(text):
-    """The parts between commas that no parenthesis and no quotation mark encloses."""
-    parts = re.findall(r'(?:\([^()]*(?:\([^()]*\)[^()]*)*\)|"[^"]*"|[^,(])+', text)
-    return [part.strip() for part in parts]
-
-
-def missing_value(result):
-    return "nothing" if result == "void" else "null" if result.endswith("*") else "0"
-
-
-def read_row(kind, arguments):
-    """The entry of one row of the table, whose head says how to read it."""
-    if kind.startswith("YES_NO"):
-        name = arguments[3].strip('"') if kind.endswith("AS") else arguments[0]
-        remark = "yes or no" + (", by the whole word" if "WORD" in kind else "")
-        return Entry(name, "unsigned long", arguments[1], "no", f" // {remark}")
-    missing = arguments.pop(0) if kind == "CALL_OR" else missing_value(arguments[0])
-    result, operation, parameters = arguments[:3]
-    return Entry(operation if kind == "CALL" else arguments[-1].strip('"'), result, parameters, missing)
-
-
-def read_entries():
-    """The entries by group, and the array elements as (type, C type, has insert)."""
-    groups, elements, name = {}, [], None
-    tables = ("HostOperations.inc", "FurtherHostOperations.inc")
-    for line in "".join((GLUE / table).read_text(encoding="utf-8") for table in tables).splitlines():
-        if group := GROUP.match(line):
-            name = group[1]
-            groups[name] = []
-        elif row := ROW.match(line):
-            kind, arguments = row[1], split(row[2])
-            if kind.startswith("ARRAY"):
-                elements.append((*arguments, kind == "ARRAY_ELEMENT"))
-            else:
-                groups[name].append(read_row(kind, arguments))
-    for kind, parameter in ("Get", "T *out"), ("Set", "T value"), ("Insert", "T value"):
-        groups["arrays"].append(
-            Entry(f"PluginTArray{kind}Proc", "void *", f"(void *array, long index, {parameter})", "null"))
-    return groups, elements
-
-
-def read_words():
-    """What opens the page; what the host owes and what happens without, by entry."""
-    opening, *parts = re.sub(r"^#:.*\n", "", WORDS.read_text(encoding="utf-8"), flags=re.M).split("\n@ ")
-    words = {}
-    for part in parts:
-        name, _, body = part.partition("\n")
-        duty, _, without = " ".join(body.split()).partition("Without: ")
-        if not duty or not without or name in words:
-            sys.exit(f"Docs/host.txt: @ {name}: wants its words once, and what is without it")
-        words[name] = (duty.strip(), without)
-    return opening.strip(), words
-
-
-def headers():
-    return "".join((GLUE / name).read_text(encoding="utf-8") for name in ("HostTypes.h", "HostRecords.h"))
+class Words(typing.NamedTuple):
+    thread: str
+    duty: str
+    without: str
 
 
 def read_records():
-    """Of each record its base and its fields: (C type, name, comment)."""
-    records = {}
-    for name, base, body in re.findall(r"^struct (\w+)(?: : (\w+))? \{(.*?)\};", headers(), re.M | re.S):
+    """Of each record that is none of another's, its fields: (C type, name, comment); and the rows of the codes."""
+    text = "".join((GLUE / name).read_text(encoding="utf-8") for name in ("HostTypes.h", "HostRecords.h"))
+    records, codes = {}, {}
+    for name, body in re.findall(r"^struct (REAL\w+) \{(.*?)\};", text, re.M | re.S):
         fields = []
         for line in filter(None, body.split("\n")):
             field = FIELD.match(line)
             if field is None:
                 sys.exit(f"{name}: this is no field: {line}")
             start, field_name, end, comment = field.groups(default="")
-            fields.append(((start + end).strip(), field_name, comment))
-        records[name] = (base, fields)
-    return records
+            fields.append(((start + end).strip().replace("std::", ""), field_name, comment))
+        records[name] = fields
+    for name, body in re.findall(r"^enum (\w+) : unsigned int \{\n(.*?)^\};", text, re.M | re.S):
+        codes[name] = re.findall(r"(\w+) = (\w+),(?: *// (.*))?", body)
+    return records, codes
 
 
-def measure(records):
-    """The offset of every field and the size of every record, from the compiler."""
-    lines = ['#include "Source/SDK/GlueCode/HostRecords.h"', "#include <cstdio>", "int main() {"]
-    for record, (_, fields) in records.items():
-        lines += [f'std::printf("%zu\\n", offsetof({record}, {name}));' for _, name, _ in fields]
-        lines.append(f'std::printf("%zu\\n", sizeof({record}));')
+def ask_compiler(records):
+    """The rows of all tables, and the numbers of all records: the offset of each field, then the size."""
+    body = ["#define HOST_ALL_OPERATIONS", '#include "Source/SDK/GlueCode/HostOperations.inc"']
+    for record, fields in records.items():
+        numbers = [f"offsetof({record}, {name})" for _, name, _ in fields] + [f"sizeof({record})"]
+        body += [f'std::printf("%zu\\n", {number});' for number in numbers]
     compiler = os.environ.get("CXX", "c++").split()
     with tempfile.TemporaryDirectory() as folder:
-        program = f"{folder}/offsets"
+        program = f"{folder}/print"
         subprocess.run([*compiler, "-std=c++20", "-w", f"-I{ROOT}", "-xc++", "-", "-o", program], check=True, text=True,
-                       input="\n".join([*lines, "}"]))
-        return iter(subprocess.run([program], check=True, capture_output=True, text=True).stdout.split())
+                       input=PRINTER.replace("@BODY@", "\n".join(body)))
+        lines = subprocess.run([program], check=True, capture_output=True, text=True).stdout.splitlines()
+    rows = [line.split("\t") for line in lines if "\t" in line]
+    numbers = iter([line for line in lines if "\t" not in line])
+    return rows, {record: [next(numbers) for _ in range(len(fields) + 1)] for record, fields in records.items()}
 
 
-def write_group(group, entries, words):
-    yield f"### {group[0].upper()}{group[1:]}\n"
-    yield "```c"
-    for entry in entries:
-        yield f"{entry.result}{'' if entry.result.endswith('*') else ' '}{entry.name}{entry.parameters};{entry.remark}"
-    yield "```\n"
-    if group == UNUSED:
-        return
-    yield "| entry | who owes what | without it the library gets |"
-    yield "|---|---|---|"
-    for entry in entries:
-        duty, without = words[entry.name]
-        yield f"| `{entry.name}` | {duty} | {entry.missing}: {without} |"
+def missing_value(result):
+    return "nothing" if result == "void" else "null" if result.endswith("*") else "0"
+
+
+def read_entries(rows):
+    """The entries by name, and the elements of arrays as (type, C type, has insert)."""
+    entries, elements = {}, []
+    for missing, result, operation, parameters, rest in rows:
+        if missing == "array":
+            elements.append((operation, result.replace("std::", ""), parameters))
+            continue
+        name = rest.rsplit('"', 2)[1] if '"' in rest else operation
+        entries.setdefault(name, Entry(name, result, parameters, missing or missing_value(result)))
+    for name, result, parameters in (("REALGetRBVersion", "double", "()"),
+                                     ("RegisterPluginVersion", "void", "(int sdkVersion)")):
+        entries[name] = Entry(name, result, parameters, missing_value(result))
+    return entries, elements
+
+
+def read_words():
+    """The page with its marks, and the words by entry."""
+    page, *parts = WORDS.read_text(encoding="utf-8").split("\n@ ")
+    words = {}
+    for part in parts:
+        head, _, body = part.partition("\n")
+        name, _, thread = head.partition(" ")
+        duty, _, without = " ".join(body.split()).partition("Without: ")
+        if thread not in ("[load]", "[main]", "[any]") or not duty or not without or name in words:
+            sys.exit(f"Docs/host.txt: @ {name}: wants a thread, its words once, and what is without it")
+        words[name] = Words(thread, duty.strip(), without)
+    return page, words
+
+
+# --- the header ------------------------------------------------------------------------------------------------
+
+
+def write_struct(name, fields, numbers):
+    yield f"typedef struct {name} {{"
+    for kind, field, comment in fields:
+        start, bracket, count = kind.partition("[")
+        declared = kind.replace("(*)", f"(*{field})") if "(*)" in kind else \
+            f"{start}{'' if start.endswith('*') else ' '}{field}{bracket}{count}"
+        yield f"    {declared};" + (f" // {comment}" if comment else "")
+    yield f"}} {name};"
+    checks = [f"VYN_AT({name}, {field[1]}, {number});" for field, number in zip(fields, numbers)]
+    checks = " ".join([*checks, f"VYN_SIZE({name}, {numbers[-1]});"]).replace(", ", ",\0")  # no line breaks there
+    yield from (line.replace("\0", " ") for line in textwrap.wrap(checks, 120))
     yield ""
 
 
-def write_records(records):
-    numbers = measure(records)
-    for record, (base, fields) in records.items():
-        rows = [f"| {next(numbers)} | `{name}` | `{kind}` | {comment} |" for kind, name, comment in fields]
-        yield f"### {record}\n"
-        yield f"{next(numbers)} bytes" + (f"; it begins with the fields of `{base}`." if base else ".") + "\n"
-        if rows:
-            yield "\n".join(["| offset | field | C type | |", "|---|---|---|---|", *rows, ""])
+def header_parts(entries, words, records, codes, numbers):
+    """The entries that have words, the records that these name, the handles of both, and the codes, as lines."""
+    entry_lines = []
+    for name, (thread, duty, _) in words.items():
+        entry_lines += [textwrap.fill(f"// {thread} {duty}".replace("`", ""), 120, subsequent_indent="// "),
+                        entries[name].prototype(), ""]
+    named, structs = " ".join(entry_lines), {}
+    while found := [name for name in records if name not in structs and re.search(rf"\b{name}\b", named)]:
+        for name in found:
+            structs[name] = list(write_struct(name, records[name], numbers[name]))
+            named += " ".join(structs[name])
+    handles = sorted(set(re.findall(r"\b(?:REAL\w+Struct|REALeventInstance)\b", named)))
+    code_lines = []
+    for name, rows in codes.items():
+        code_lines += [f"enum {name} {{", *(f"    {code} = {value}," + (f" // {comment}" if comment else "")
+                                            for code, value, comment in rows), "};"]
+    return {"handles": [f"typedef struct {name} {name};" for name in handles], "codes": code_lines,
+            "records": [line for name in records for line in structs.get(name, [])][:-1], "entries": entry_lines[:-1]}
 
 
-def write_codes():
-    for name, body in re.findall(r"^enum (\w+) : unsigned int \{\n(.*?)^\};", headers(), re.M | re.S):
-        rows = re.findall(r"(\w+) = (\w+),(?: *// (.*))?", body)
-        yield "\n".join([f"### {name}\n", "| value | name | |", "|---|---|---|",
-                         *(f"| {value} | `{code}` | {comment} |" for code, value, comment in rows), ""])
+def write_header(parts):
+    text = TEMPLATE.read_text(encoding="utf-8")
+    return re.sub(r"^@(\w+)@$", lambda mark: "\n".join(parts[mark[1]]), text, flags=re.M)
 
 
-def write_page():
-    (groups, elements), (opening, words) = read_entries(), read_words()
-    wanted = {entry.name for group, entries in groups.items() if group != UNUSED for entry in entries}
-    if wanted != set(words):
-        sys.exit(f"Docs/host.txt: without words {sorted(wanted - set(words))}, "
-                 f"without entry {sorted(set(words) - wanted)}")
-    yield "<!-- Made by Tools/host_page.py from HostOperations.inc, HostRecords.h and Docs/host.txt. -->\n"
-    yield f"{opening}\n"
-    yield "## The entries\n"
-    for group, entries in groups.items():
-        yield from write_group(group, entries, words)
-        if group == "arrays":
-            yield "| T | C type | Insert |\n|---|---|---|"
-            yield from (f"| {name} | `{kind}` | {'yes' if insert else 'no'} |" for name, kind, insert in elements)
-            yield ""
-    yield "## The records\n"
-    yield "Numbers are offsets in bytes, the same on x86-64 and on 64-bit ARM.\n"
-    yield from write_records(read_records())
-    yield "## The codes\n"
-    yield from write_codes()
+# --- the page --------------------------------------------------------------------------------------------------
+
+
+def entry_table(names, entries, words):
+    yield "```c"
+    yield from (entries[name].prototype() for name in names)
+    yield "```\n\n| entry | thread | who owes what | without it the library gets |\n|---|---|---|---|"
+    for name in names:
+        thread, duty, without = words[name]
+        yield f"| `{name}` | {thread[1:-1]} | {duty} | {entries[name].missing}: {without} |"
+
+
+def unasked_entries(entries, words, elements):
+    yield "```c"
+    yield from (entry.prototype() for name, entry in entries.items() if name not in words)
+    yield "```\n\n| T | C type | Insert |\n|---|---|---|"
+    yield from (f"| {name} | `{kind}` | {'yes' if insert else 'no'} |" for name, kind, insert in elements)
+
+
+def run_host(command):
+    run = subprocess.run(command, capture_output=True, text=True)
+    if run.returncode != 0:
+        sys.exit(f"{command[-2]} ended with {run.returncode}: {run.stdout}{run.stderr}")
+    return run.stdout
+
+
+def write_page(page, trace, entries, elements, words, header):
+    asked, lacking = re.findall(r"^asked for (\w+)$", trace, re.M), re.findall(r"^has no +(\w+)$", trace, re.M)
+    if unknown := set(asked + lacking) - set(words):
+        sys.exit(f"Docs/host.txt: asked for, and without words: {sorted(unknown)}")
+    source = (ROOT / "Examples/host_main.c").read_text(encoding="utf-8")
+    parts = {
+        "trace": ["```", trace.rstrip(), "```"],
+        "program": ["```c", source.rstrip(), "```"],
+        "asked": entry_table(asked, entries, words),
+        "optional": entry_table([name for name in words if name not in asked], entries, words),
+        "unasked": unasked_entries(entries, words, elements),
+        **{name: ["```c", *header[name], "```"] for name in ("records", "codes")},
+    }
+    text = re.sub(r"^@@ (\w+)$", lambda mark: "\n".join(parts[mark[1]]), page, flags=re.M)
+    return f"<!-- Made by Tools/host_page.py from the library's tables and Docs/host.txt. -->\n\n{text.rstrip()}\n"
+
+
+def write_losses(words):
+    """What the check for hosts says of an entry that is missing."""
+    yield "// Made by Tools/host_page.py from Docs/host.txt: each entry, and what is lost on a host that lacks it."
+    yield "// clang-format off"
+    for name, (_, _, without) in words.items():
+        text = without.replace("`", "").replace('"', '\\"').rstrip(".")
+        yield f'LOSS("{name}", "{text}")'
+
+
+def keep(path, text, check):
+    if not check:
+        path.write_text(text, encoding="utf-8")
+    elif not path.is_file() or path.read_text(encoding="utf-8") != text:
+        sys.exit(f"{path.name} is stale: run Tools/host_page.py")
 
 
 def main(arguments):
-    page = "\n".join(write_page()).rstrip() + "\n"
-    if arguments != ["--check"]:
-        PAGE.write_text(page, encoding="utf-8")
-    elif not PAGE.is_file() or PAGE.read_text(encoding="utf-8") != page:
-        sys.exit("Docs/host.md is stale: run Tools/host_page.py")
+    check = arguments[:1] == ["--check"]
+    command = arguments[check:]
+    if len(command) < 2:
+        sys.exit(__doc__)
+    records, codes = read_records()
+    rows, numbers = ask_compiler(records)
+    (entries, elements), (page, words) = read_entries(rows), read_words()
+    if unknown := set(words) - set(entries):
+        sys.exit(f"Docs/host.txt: without entry {sorted(unknown)}")
+    header = header_parts(entries, words, records, codes, numbers)
+    keep(HEADER, write_header(header), check)
+    keep(LOSSES, "\n".join(write_losses(words)) + "\n", check)
+    keep(PAGE, write_page(page, run_host(command), entries, elements, words, header), check)
 
 
 if __name__ == "__main__":

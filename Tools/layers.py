@@ -17,7 +17,8 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOT, SVG = ROOT / "Docs/layers.dot", ROOT / "Docs/layers.svg"
 
-GLUE, UTILITY, LIBS, NETWORK = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket", "Source/Plugins/Network"
+GLUE, UTILITY, LIBS = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket"
+NETWORK, CHECK = "Source/Plugins/Network", "Source/Plugins/HostCheck"
 RECORDS = tuple(f"{GLUE}/{name}" for name in
                 ("HostTypes.h", "HostRecords.h", "RecordRows.h", "HostOperations.inc"))
 EVERYTHING = ("",)
@@ -35,6 +36,8 @@ LAYERS = [
     (LIBS,                         (f"{LIBS}/", f"{UTILITY}/rbDebug.h"),                   SYSTEM),
     (f"{LIBS}/SocketUtilText.cpp", (f"{LIBS}/", f"{UTILITY}/"),                            SYSTEM),
     (NETWORK,                      (f"{GLUE}/", f"{UTILITY}/", f"{LIBS}/", f"{NETWORK}/"), SYSTEM),
+    (CHECK,                        (f"{GLUE}/", f"{UTILITY}/", f"{CHECK}/"),               SYSTEM),
+    ("Examples",                   ("Examples/",),                                         SYSTEM),
     ("Host/Runtime",               ("Host/Runtime/", *RECORDS),                            SYSTEM),
     ("Host/Script",                ("Host/Runtime/", "Host/Script/"),                      SCRIPT),
     ("Host/Program",               ("Host/",),                                             SYSTEM),
@@ -53,8 +56,8 @@ def row_of(path):
 
 
 def sources():
-    for top in ("Source", "Libs", "Host", "Tests", "Benchmarks"):
-        yield from sorted(p for p in (ROOT / top).rglob("*") if p.suffix in (".cpp", ".h", ".inc"))
+    for top in ("Source", "Libs", "Examples", "Host", "Tests", "Benchmarks"):
+        yield from sorted(p for p in (ROOT / top).rglob("*") if p.suffix in (".c", ".cpp", ".h", ".inc"))
 
 
 def find_header(path, header):
@@ -99,7 +102,8 @@ def draw(edges):
              "digraph layers {",
              '    graph [rankdir=TB, fontname="sans-serif"];',
              '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
-    groups = [("the library", ("Source/", "Libs/")), ("the stand-in host", ("Host/",)), ("", ("Tests", "Benchmarks"))]
+    groups = [("the library", (GLUE, UTILITY, LIBS, NETWORK)), ("the stand-in host", ("Host/",)),
+              ("", (CHECK, "Examples", "Tests", "Benchmarks"))]
     for number, (label, beginnings) in enumerate(groups):
         inside = [row[0] for row in LAYERS if row[0].startswith(beginnings)]
         indent = "    "

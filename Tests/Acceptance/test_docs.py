@@ -7,7 +7,7 @@ import subprocess
 import sys
 import unittest
 
-HOST = os.environ["VYN_HOST"]
+HOST, SMALL_HOST, LIBRARY = (os.environ[name] for name in ("VYN_HOST", "VYN_SMALL_HOST", "VYN_LIBRARY"))
 EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -23,8 +23,8 @@ class Pages(unittest.TestCase):
     def test_the_reference_has_every_member_and_is_fresh(self):
         self.assertEqual(run_tool("reference.py", "--check", *EMULATOR, HOST), "")
 
-    def test_the_page_for_hosts_has_every_entry_and_is_fresh(self):
-        self.assertEqual(run_tool("host_page.py", "--check"), "")
+    def test_the_page_and_the_header_for_hosts_are_fresh(self):
+        self.assertEqual(run_tool("host_page.py", "--check", *EMULATOR, SMALL_HOST, LIBRARY), "")
 
     def test_includes_point_down_and_the_picture_is_fresh(self):
         self.assertEqual(run_tool("layers.py", "--check"), "")

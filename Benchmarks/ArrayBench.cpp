@@ -3,7 +3,7 @@
 // The short way asks the host for the array's bound alone, which is the limit; what the library does where it does not
 // recognise the layout of arrays is the host's way.
 #include "Benchmarks/Bench.h"
-#include "Benchmarks/PlainHost.h"
+#include "Benchmarks/PlainArrays.h"
 
 #include "Source/Utility/rbArray.h"
 

@@ -28,11 +28,32 @@ void RequireAligned(const void *bytes)
     Require(reinterpret_cast<std::uintptr_t>(bytes) % 64 == 0, "bytes do not begin at a multiple of 64");
 }
 
+// --- the host ------------------------------------------------------------------------------------------------
+
+Entries entries;
+
+template <typename Function>
+static void Find(HostResolver resolve, const char *name, Function &function)
+{
+    function = reinterpret_cast<Function>(resolve(name));
+    Require(function != nullptr, name);
+}
+
+void StartHost(void (*pluginMain)(HostResolver))
+{
+    HostResolver resolve = BeginHost();
+    Find(resolve, "REALBuildStringWithEncoding", entries.buildString);
+    Find(resolve, "PluginNewInstance", entries.newInstance);
+    Find(resolve, "REALUnlockString", entries.unlockString);
+    Find(resolve, "REALUnlockObject", entries.unlockObject);
+    pluginMain(resolve);
+}
+
 // --- the library ---------------------------------------------------------------------------------------------
 
 REALstringStruct *NewString(const std::string &bytes, unsigned int encoding)
 {
-    return host::entry::REALBuildStringWithEncoding(bytes.data(), static_cast<int>(bytes.size()), encoding);
+    return entries.buildString(bytes.data(), static_cast<int>(bytes.size()), encoding);
 }
 
 void *MethodAddress(const char *className, const char *declaration)
@@ -101,7 +122,7 @@ void BareSocket::Drain(long size) const
     Require(count == 0 || count == BatchOf(size), "a batch was cut");
 }
 
-LibrarySocket::LibrarySocket() : object(host::entry::REALnewInstance("UDPSocketVYN"))
+LibrarySocket::LibrarySocket() : object(entries.newInstance("UDPSocketVYN"))
 {
     const REALclassDefinition &type = Definition("UDPSocketVYN");
     Method<void (*)(REALobjectStruct *)>(type.name, "Constructor")(object.get());

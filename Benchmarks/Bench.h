@@ -5,7 +5,7 @@
 // program: no figure is shown for work that was not done.
 #pragma once
 
-#include "Host/Runtime/Entries.h"
+#include "Source/SDK/GlueCode/HostRecords.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
 
 #include <algorithm>
@@ -28,12 +28,12 @@ void RequireAligned(const void *bytes);
 // --- the host ------------------------------------------------------------------------------------------------
 
 // A program is linked with one of two hosts: the plain one (PlainHost.cpp) or the stand-in host (StandInHost.cpp).
-// Both define the entries of host::entry, by which measurements make and release values, and these:
+// Both define these:
 
 extern const char *const kRowPrefix; // of the rows measured on this host
 
-// Hands the host's resolver to the library.
-void StartHost(void (*pluginMain)(HostResolver));
+// Begins the host. Result: its resolver.
+HostResolver BeginHost();
 
 // The record of a class that the library or the host registered. Ends the program if no class has that name.
 const REALclassDefinition &Definition(const char *className);
@@ -41,9 +41,21 @@ const REALclassDefinition &Definition(const char *className);
 // A block that holds a copy of the bytes, with one reference for the caller.
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count);
 
+// Begins the host and hands its resolver to the library.
+void StartHost(void (*pluginMain)(HostResolver));
+
+// The entries by which measurements make and release values, from StartHost on.
+struct Entries {
+    REALstringStruct *(*buildString)(const char *bytes, int count, unsigned int encoding);
+    REALobjectStruct *(*newInstance)(const char *className);
+    void (*unlockString)(REALstringStruct *);
+    void (*unlockObject)(REALobjectStruct *);
+};
+extern Entries entries;
+
 struct ReleaseValue {
-    void operator()(REALobjectStruct *object) const { host::entry::REALUnlockObject(object); }
-    void operator()(REALstringStruct *string) const { host::entry::REALUnlockString(string); }
+    void operator()(REALobjectStruct *object) const { entries.unlockObject(object); }
+    void operator()(REALstringStruct *string) const { entries.unlockString(string); }
 };
 using Object = std::unique_ptr<REALobjectStruct, ReleaseValue>;
 using String = std::unique_ptr<REALstringStruct, ReleaseValue>;

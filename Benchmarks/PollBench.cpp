@@ -1,6 +1,6 @@
 // Polling: one quiet socket, many of them, an idle loop, and a datagram that comes by event. All beside bare selects.
 #include "Benchmarks/Bench.h"
-#include "Benchmarks/PlainHost.h"
+#include "Examples/host.h"
 
 #include <chrono>
 #include <thread>
@@ -56,7 +56,7 @@ static void TurnOurs(benchmark::State &state, long count)
 {
     Population(count);
     for (auto _ : state)
-        RunTasks();
+        host_turn();
 }
 
 static void TurnBare(benchmark::State &state, long count)
@@ -76,7 +76,7 @@ static void IdleOurs(benchmark::State &state, long count)
 {
     Population(count);
     for (auto _ : state) {
-        RunTasks();
+        host_turn();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
@@ -98,7 +98,7 @@ static void EventOurs(benchmark::State &state, long size)
     readDatagram = Method<decltype(readDatagram)>("UDPSocketVYN", "Read(peek as boolean = false) as DatagramVYN");
     BareSocket sender;
     LibrarySocket socket;
-    SetDataHandler(socket.object.get(), ReadInHandler);
+    host_set_handler(socket.object.get(), "DataAvailable", ReadInHandler);
     auto fill = [&] {
         sender.Fill(socket.port, size);
         handled = 0;

@@ -51,19 +51,17 @@ static void ReadFirstDatagram()
 static void ReadValues(benchmark::State &state, long size)
 {
     ReadFirstDatagram();
-    REALclassRefStruct *type = host::entry::REALGetClassRef("DatagramVYN");
     const std::int64_t offset = Definition("DatagramVYN").forSystemUse;
     BareSocket sender, receiver;
     TimeEach(
         state, BatchOf(size), [&] { sender.Fill(receiver.port, size); },
         [&] {
-            using namespace host::entry;
             Received received(receiver.fd, size);
-            Object datagram(CreateInstance(type));
+            Object datagram(entries.newInstance("DatagramVYN"));
             // The library releases what its record holds when the object goes.
             *reinterpret_cast<DatagramRecord *>(reinterpret_cast<char *>(datagram.get()) + offset) = {
-                REALBuildStringWithEncoding("127.0.0.1", 9, kEncodingASCII),
-                REALBuildStringWithEncoding(received.bytes, static_cast<int>(size), kEncodingNone),
+                entries.buildString("127.0.0.1", 9, kEncodingASCII),
+                entries.buildString(received.bytes, static_cast<int>(size), kEncodingNone),
                 ntohs(received.from.sin_port),
                 size,
                 AsMemoryBlock(NewMemoryBlock(&received.from, sizeof received.from)),

@@ -12,9 +12,10 @@ static host::Host &TheHost()
     return host;
 }
 
-void StartHost(void (*pluginMain)(HostResolver))
+HostResolver BeginHost()
 {
-    TheHost().Start(pluginMain);
+    TheHost();
+    return host::Resolve;
 }
 
 const REALclassDefinition &Definition(const char *className)

@@ -1,77 +1,87 @@
 // Threads of a program that send and look names up at the same time, while the main thread polls. The stand-in host has
-// one thread; this one keeps no account, and its values are never released.
+// one thread; the small one in C allows more, as long as no two use the same value.
+#include "Examples/host.h"
 #include "Source/Plugins/Network/BaseSocket.h"
-#include "Tests/Unit/OnHost.h"
+#include "Source/SDK/GlueCode/PluginMain.h"
 
 #include <atomic>
-#include <cstring>
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <thread>
 
 namespace {
 
-// Strings are pointers to text, and objects are the records themselves.
-void StartPlainHost()
+template <typename Function>
+Function Entry(const char *name)
 {
-    FakeHost::Start();
-    FakeHost::Provide("REALLockString", [](REALstringStruct *) {});
-    FakeHost::Provide("REALUnlockString", [](REALstringStruct *) {});
-    FakeHost::Provide("REALGetStringEncoding", [](REALstringStruct *) -> unsigned int { return kEncodingUTF8; });
-    FakeHost::Provide("StringGetCString", [](REALstringStruct *text) { return reinterpret_cast<const char *>(text); });
-    FakeHost::Provide("REALLoadGlobalMethod", [](void *, const char *) -> void * {
-        return reinterpret_cast<void *>(
-            +[](REALstringStruct *text) { return static_cast<long>(std::strlen(reinterpret_cast<char *>(text))); });
-    });
-    FakeHost::Provide("PluginRegisterClass", [](REALclassDefinition *definition) -> void * {
-        definition->forSystemUse = 0;
-        return nullptr;
-    });
-    REALPluginMain(FakeHost::Resolve);
+    return reinterpret_cast<Function>(host_resolve(name));
 }
 
-REALstringStruct *Plain(const char *text)
-{
-    return reinterpret_cast<REALstringStruct *>(const_cast<char *>(text));
-}
-
-// A socket of the library's own on a free loopback port.
-struct Peer {
-    Peer() : record()
+struct Text {
+    explicit Text(const std::string &text)
+        : handle(Entry<REALstringStruct *(*)(const char *, int, unsigned int)>("REALBuildStringWithEncoding")(
+              text.data(), static_cast<int>(text.size()), kEncodingUTF8))
     {
-        record.AddressFamily = AF_INET;
-        ReplaceDescriptor(record, OwnedDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)));
-        Bind(Object(), 0, Plain("127.0.0.1"));
     }
-    ~Peer() { Destructor(Object()); }
-    REALobjectStruct *Object() { return reinterpret_cast<REALobjectStruct *>(&record); }
-    SocketRecord record;
+    ~Text() { Entry<void (*)(REALstringStruct *)>("REALUnlockString")(handle); }
+    Text(const Text &) = delete;
+    Text &operator=(const Text &) = delete;
+    REALstringStruct *handle;
+};
+
+// A socket on a free loopback port.
+struct Peer {
+    Peer() : object(Entry<REALobjectStruct *(*)(const char *)>("PluginNewInstance")("UDPSocketVYN"))
+    {
+        reinterpret_cast<void (*)(REALobjectStruct *)>(host_method("UDPSocketVYN", "Constructor"))(object);
+        Bind(object, 0, Text("127.0.0.1").handle);
+    }
+    ~Peer() { Entry<void (*)(REALobjectStruct *)>("REALUnlockObject")(object); }
+    int FD() const { return Descriptor(GetSocketRecord(object)); }
+    Peer(const Peer &) = delete;
+    Peer &operator=(const Peer &) = delete;
+    REALobjectStruct *object;
+};
+
+// What one thread uses. The values are made here, for the main thread makes them all.
+struct Talk {
+    explicit Talk(const char *letter) : data(letter), mark(*letter), port(GetLocalPort(receiver.object, 0)) {}
+    void Run() const
+    {
+        constexpr int kSends = 200;
+        char buffer[2];
+        int received = 0;
+        for (int sent = 0; sent < kSends; sent++) {
+            EXPECT_EQ(SendMessageS(sender.object, data.handle, address.handle, port), 1);
+            while (recv(receiver.FD(), buffer, 1, MSG_DONTWAIT) == 1)
+                received += buffer[0] == mark;
+        }
+        EXPECT_EQ(received, kSends);
+    }
+    Text data, address{"localhost"};
+    Peer sender, receiver;
+    char mark;
+    long port;
 };
 
 } // namespace
 
 TEST(Threads, SendByNameAtTheSameTimeAndReachTheirOwnPeers)
 {
-    StartPlainHost();
-    constexpr int kSends = 200;
-    Peer senders[2], receivers[2], polled;
+    host_start();
+    REALPluginMain(host_resolve);
+    Talk talks[] = {Talk("0"), Talk("1")};
+    Peer polled;
     std::atomic<int> running = 2;
     std::thread threads[2];
     for (int i = 0; i < 2; i++) {
-        long port = GetLocalPort(receivers[i].Object(), 0);
-        threads[i] = std::thread([&, i, port] {
-            char buffer[2];
-            int received = 0;
-            for (int sent = 0; sent < kSends; sent++) {
-                EXPECT_EQ(SendMessageS(senders[i].Object(), Plain(i == 0 ? "0" : "1"), Plain("localhost"), port), 1);
-                while (recv(static_cast<int>(receivers[i].record.Handle), buffer, 1, MSG_DONTWAIT) == 1)
-                    received += buffer[0] == '0' + i;
-            }
-            EXPECT_EQ(received, kSends);
+        threads[i] = std::thread([&, i] {
+            talks[i].Run();
             running--;
         });
     }
     while (running > 0)
-        Poll(polled.Object());
+        Poll(polled.object);
     for (std::thread &thread : threads)
         thread.join();
 }

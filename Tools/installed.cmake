@@ -2,6 +2,10 @@
 # not of the sources.
 set(installed_words
   "`./package` makes both in `dist/`. " ""
+  "-IInclude " ""
+  "Examples/host" "/usr/share/doc/vynnetwork-dev/examples/host"
+  "Docs/host.md" "/usr/share/doc/vynnetwork/host.md"
+  "build/libVYN" "/usr/lib/vynnetwork/libVYN"
   "../Host/README.md" "../vynhost/README.md"
   "Examples/" "/usr/share/doc/vynhost/examples/"
   "./run " "vynhost "

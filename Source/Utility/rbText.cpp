@@ -205,9 +205,8 @@ void rbText::AdoptTextWithoutEncoding()
     Release(std::exchange(held, latin));
 }
 
-const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)
+const rbText::View<char> &rbText::ConvertBytes(View<char> &view, unsigned int code)
 {
-    if (view.length >= 0) return view;
     MakeEmpty(view);
     TestASCII();
     if (asciiState == kASCII) return view;
@@ -219,85 +218,4 @@ const rbText::View<char> &rbText::ByteView(View<char> &view, unsigned int code)
     UseHostData(view);
     Terminate(view);
     return view;
-}
-
-const char *rbText::GetWindows()
-{
-    return ByteView(windows, kEncodingWindows).text;
-}
-const char *rbText::GetMacRoman()
-{
-    return ByteView(macRoman, kEncodingMacRoman).text;
-}
-const char *rbText::GetASCII()
-{
-    return ByteView(ascii, kEncodingASCII).text;
-}
-const char *rbText::GetUTF8()
-{
-    return ByteView(utf8, kEncodingUTF8).text;
-}
-const char *rbText::GetLatin1()
-{
-    return ByteView(latin1, kEncodingLatin1).text;
-}
-
-long rbText::LengthWindows()
-{
-    return ByteView(windows, kEncodingWindows).length;
-}
-long rbText::LengthMacRoman()
-{
-    return ByteView(macRoman, kEncodingMacRoman).length;
-}
-long rbText::LengthASCII()
-{
-    return ByteView(ascii, kEncodingASCII).length;
-}
-long rbText::LengthUTF8()
-{
-    return ByteView(utf8, kEncodingUTF8).length;
-}
-long rbText::LengthLatin1()
-{
-    return ByteView(latin1, kEncodingLatin1).length;
-}
-
-template <typename Unit>
-static const Unit *NilIfEmpty(const Unit *text, long length)
-{
-    return length > 0 ? text : nullptr;
-}
-
-const char *rbText::GetWindowsNil()
-{
-    return NilIfEmpty(GetWindows(), LengthWindows());
-}
-const char *rbText::GetMacRomanNil()
-{
-    return NilIfEmpty(GetMacRoman(), LengthMacRoman());
-}
-const char *rbText::GetASCIINil()
-{
-    return NilIfEmpty(GetASCII(), LengthASCII());
-}
-const char *rbText::GetUTF8Nil()
-{
-    return NilIfEmpty(GetUTF8(), LengthUTF8());
-}
-const char *rbText::GetLatin1Nil()
-{
-    return NilIfEmpty(GetLatin1(), LengthLatin1());
-}
-const unsigned short *rbText::GetUTF16Nil()
-{
-    return NilIfEmpty(GetUTF16(), LengthUTF16());
-}
-const unsigned int *rbText::GetUTF32Nil()
-{
-    return NilIfEmpty(GetUTF32(), LengthUTF32());
-}
-const wchar_t *rbText::GetWCharNil()
-{
-    return NilIfEmpty(GetWChar(), LengthWChar());
 }

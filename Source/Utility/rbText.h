@@ -7,6 +7,8 @@
 
 #include "Source/SDK/GlueCode/HostTypes.h"
 
+static_assert(sizeof(wchar_t) == sizeof(unsigned int));
+
 class rbText {
   public:
     explicit rbText(REALstringStruct *source);
@@ -20,35 +22,35 @@ class rbText {
     void SetNext(rbText *text);
     rbText *GetNext() const { return next; }
 
-    const char *GetWindows();
-    const char *GetMacRoman();
-    const char *GetASCII();
-    const char *GetUTF8();
-    const char *GetLatin1();
-    const unsigned short *GetUTF16();
-    const unsigned int *GetUTF32();
-    const wchar_t *GetWChar();
+    const char *GetWindows() { return ByteView(windows, kEncodingWindows).text; }
+    const char *GetMacRoman() { return ByteView(macRoman, kEncodingMacRoman).text; }
+    const char *GetASCII() { return ByteView(ascii, kEncodingASCII).text; }
+    const char *GetUTF8() { return ByteView(utf8, kEncodingUTF8).text; }
+    const char *GetLatin1() { return ByteView(latin1, kEncodingLatin1).text; }
+    const unsigned short *GetUTF16() { return UTF16View().text; }
+    const unsigned int *GetUTF32() { return UTF32View().text; }
+    const wchar_t *GetWChar() { return reinterpret_cast<const wchar_t *>(GetUTF32()); }
     const char *GetNative() { return GetUTF8(); }
 
     // The same texts, null when empty.
-    const char *GetWindowsNil();
-    const char *GetMacRomanNil();
-    const char *GetASCIINil();
-    const char *GetUTF8Nil();
-    const char *GetLatin1Nil();
-    const unsigned short *GetUTF16Nil();
-    const unsigned int *GetUTF32Nil();
-    const wchar_t *GetWCharNil();
+    const char *GetWindowsNil() { return NilIfEmpty(ByteView(windows, kEncodingWindows)); }
+    const char *GetMacRomanNil() { return NilIfEmpty(ByteView(macRoman, kEncodingMacRoman)); }
+    const char *GetASCIINil() { return NilIfEmpty(ByteView(ascii, kEncodingASCII)); }
+    const char *GetUTF8Nil() { return NilIfEmpty(ByteView(utf8, kEncodingUTF8)); }
+    const char *GetLatin1Nil() { return NilIfEmpty(ByteView(latin1, kEncodingLatin1)); }
+    const unsigned short *GetUTF16Nil() { return NilIfEmpty(UTF16View()); }
+    const unsigned int *GetUTF32Nil() { return NilIfEmpty(UTF32View()); }
+    const wchar_t *GetWCharNil() { return reinterpret_cast<const wchar_t *>(GetUTF32Nil()); }
     const char *GetNativeNil() { return GetUTF8Nil(); }
 
     // Their lengths in units, without the terminating zero.
-    long LengthWindows();
-    long LengthMacRoman();
-    long LengthASCII();
-    long LengthUTF8();
-    long LengthLatin1();
-    long LengthUTF16();
-    long LengthUTF32();
+    long LengthWindows() { return ByteView(windows, kEncodingWindows).length; }
+    long LengthMacRoman() { return ByteView(macRoman, kEncodingMacRoman).length; }
+    long LengthASCII() { return ByteView(ascii, kEncodingASCII).length; }
+    long LengthUTF8() { return ByteView(utf8, kEncodingUTF8).length; }
+    long LengthLatin1() { return ByteView(latin1, kEncodingLatin1).length; }
+    long LengthUTF16() { return UTF16View().length; }
+    long LengthUTF32() { return UTF32View().length; }
     long LengthWChar() { return LengthUTF32(); }
     long LengthNative() { return LengthUTF8(); }
 
@@ -70,6 +72,11 @@ class rbText {
         REALstringData data;
         bool held; // data is to be given back to the host
     };
+    template <typename Unit>
+    static const Unit *NilIfEmpty(const View<Unit> &view)
+    {
+        return view.length > 0 ? view.text : nullptr;
+    }
     template <typename Visit>
     void ForEachView(Visit visit);
     template <typename Unit>
@@ -85,7 +92,11 @@ class rbText {
     void BeginOwning();
     void ReleaseViews();
 
-    const View<char> &ByteView(View<char> &view, unsigned int code);
+    const View<char> &ByteView(View<char> &view, unsigned int code)
+    {
+        return view.length >= 0 ? view : ConvertBytes(view, code);
+    }
+    const View<char> &ConvertBytes(View<char> &view, unsigned int code);
     const View<unsigned short> &UTF16View();
     const View<unsigned int> &UTF32View();
     void ConvertToUTF16();
@@ -137,45 +148,16 @@ void AddTextChain(rbText *&head, rbText *text);
 void FreeTextChain(rbText *head);
 
 // The same views as free functions.
-inline const char *GetWindows(rbText &text)
-{
-    return text.GetWindows();
-}
-inline const char *GetMacRoman(rbText &text)
-{
-    return text.GetMacRoman();
-}
-inline const char *GetASCII(rbText &text)
-{
-    return text.GetASCII();
-}
-inline const char *GetUTF8(rbText &text)
-{
-    return text.GetUTF8();
-}
-inline const char *GetLatin1(rbText &text)
-{
-    return text.GetLatin1();
-}
-inline const unsigned short *GetUTF16(rbText &text)
-{
-    return text.GetUTF16();
-}
-inline const unsigned int *GetUTF32(rbText &text)
-{
-    return text.GetUTF32();
-}
-inline const wchar_t *GetWChar(rbText &text)
-{
-    return text.GetWChar();
-}
-inline const char *GetNative(rbText &text)
-{
-    return text.GetNative();
-}
-
+// clang-format off
+inline const char *GetWindows(rbText &text)  { return text.GetWindows(); }
+inline const char *GetMacRoman(rbText &text) { return text.GetMacRoman(); }
+inline const char *GetASCII(rbText &text)    { return text.GetASCII(); }
+inline const char *GetUTF8(rbText &text)     { return text.GetUTF8(); }
+inline const char *GetLatin1(rbText &text)   { return text.GetLatin1(); }
+inline const unsigned short *GetUTF16(rbText &text) { return text.GetUTF16(); }
+inline const unsigned int *GetUTF32(rbText &text)   { return text.GetUTF32(); }
+inline const wchar_t *GetWChar(rbText &text) { return text.GetWChar(); }
+inline const char *GetNative(rbText &text)   { return text.GetNative(); }
 // A password in the Windows encoding; null when empty.
-inline const char *GetPassword(rbText &text)
-{
-    return text.GetWindowsNil();
-}
+inline const char *GetPassword(rbText &text) { return text.GetWindowsNil(); }
+// clang-format on

@@ -104,25 +104,3 @@ const rbText::View<unsigned int> &rbText::UTF32View()
     FixByteOrder<unsigned int>(utf32, 0xFFFE0000);
     return utf32;
 }
-
-const unsigned short *rbText::GetUTF16()
-{
-    return UTF16View().text;
-}
-const unsigned int *rbText::GetUTF32()
-{
-    return UTF32View().text;
-}
-const wchar_t *rbText::GetWChar()
-{
-    static_assert(sizeof(wchar_t) == sizeof(unsigned int));
-    return reinterpret_cast<const wchar_t *>(GetUTF32());
-}
-long rbText::LengthUTF16()
-{
-    return UTF16View().length;
-}
-long rbText::LengthUTF32()
-{
-    return UTF32View().length;
-}

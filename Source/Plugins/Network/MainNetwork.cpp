@@ -17,51 +17,6 @@
 #include <sys/socket.h>
 
 // Names and addresses, by the system's resolver. Every failure is nil; nothing is raised.
-static REALstringStruct *DNSNameToAddress4(REALstringStruct *name);
-static REALstringStruct *DNSAddressToName4(REALstringStruct *address);
-static REALstringStruct *DNSNameToAddress6(REALstringStruct *name);
-static REALstringStruct *DNSAddressToName6(REALstringStruct *address);
-
-// The host writes into the records when they are registered.
-// clang-format off
-static REALmethodDefinition methods[] = {
-    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                            GetReusePortVYN),
-    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",             SetReusePortVYN),
-    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                         GetReuseAddressVYN),
-    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore, assigns value as Boolean)",          SetReuseAddressVYN),
-    SHARED_METHOD("DNSNameToAddressVYN(HostName as string) as string",                                 DNSNameToAddress4),
-    SHARED_METHOD("DNSAddressToNameVYN(HostAddress as string) as string",                              DNSAddressToName4),
-    SHARED_METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                             DNSNameToAddress6),
-    SHARED_METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                          DNSAddressToName6),
-    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                            GetOptionKeepAliveVYN),
-    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer",                   GetOptionMaximumSegmentSizeVYN),
-    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",    SetOptionMaximumSegmentSizeVYN),
-    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer",                    GetOptionReceiveBufferSizeVYN),
-    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",     SetOptionReceiveBufferSizeVYN),
-    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer",                       GetOptionSendBufferSizeVYN),
-    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)",        SetOptionSendBufferSizeVYN),
-    SHARED_METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                 GetOptionTypeVYN),
-    SHARED_METHOD("ClearOptionsVYN(extends s as SocketCore)",                                          ClearOptionsVYN),
-    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                  GetOptionTOSVYN),
-    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                  GetOptionTTLVYN),
-    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer",                         GetOptionMutliCastTTLVYN),
-    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTOSVYN),
-    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTTLVYN),
-    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)",          SetOptionMutliCastTTLVYN),
-    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",             SetOptionKeepAliveVYN),
-};
-// clang-format on
-
-extern "C" __attribute__((visibility("default"))) void PluginEntry()
-{
-    MyPluginStart("Network");
-    MyREALRegisterMethodArray(methods, std::size(methods));
-    MyREALRegisterClass(&UDPSocketClass);
-    MyREALRegisterClass(&RAWSocketClass);
-    MyREALRegisterClass(&DatagramClass);
-    MyPluginEnde();
-}
-
 namespace {
 
 // Where an address of each family lies in its socket address.
@@ -110,21 +65,49 @@ REALstringStruct *AddressToName(REALstringStruct *numeric)
     return code == 0 ? CString2RB(name, kEncodingASCII) : nullptr;
 }
 
+constexpr auto &DNSNameToAddress4 = NameToAddress<IPv4>;
+constexpr auto &DNSAddressToName4 = AddressToName<IPv4>;
+constexpr auto &DNSNameToAddress6 = NameToAddress<IPv6>;
+constexpr auto &DNSAddressToName6 = AddressToName<IPv6>;
+
 } // namespace
 
-static REALstringStruct *DNSNameToAddress4(REALstringStruct *name)
+// The host writes into the records when they are registered.
+// clang-format off
+static REALmethodDefinition methods[] = {
+    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                            GetReusePortVYN),
+    SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",             SetReusePortVYN),
+    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                         GetReuseAddressVYN),
+    SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore, assigns value as Boolean)",          SetReuseAddressVYN),
+    SHARED_METHOD("DNSNameToAddressVYN(HostName as string) as string",                                 DNSNameToAddress4),
+    SHARED_METHOD("DNSAddressToNameVYN(HostAddress as string) as string",                              DNSAddressToName4),
+    SHARED_METHOD("DNSNameToAddressIPv6VYN(HostName as string) as string",                             DNSNameToAddress6),
+    SHARED_METHOD("DNSAddressToNameIPv6VYN(HostAddress as string) as string",                          DNSAddressToName6),
+    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore) as integer",                            GetOptionKeepAliveVYN),
+    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore) as integer",                   GetOptionMaximumSegmentSizeVYN),
+    SHARED_METHOD("OptionMaximumSegmentSizeVYN(extends s as SocketCore, assigns value as integer)",    SetOptionMaximumSegmentSizeVYN),
+    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore) as integer",                    GetOptionReceiveBufferSizeVYN),
+    SHARED_METHOD("OptionReceiveBufferSizeVYN(extends s as SocketCore, assigns value as integer)",     SetOptionReceiveBufferSizeVYN),
+    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore) as integer",                       GetOptionSendBufferSizeVYN),
+    SHARED_METHOD("OptionSendBufferSizeVYN(extends s as SocketCore, assigns value as integer)",        SetOptionSendBufferSizeVYN),
+    SHARED_METHOD("OptionTypeVYN(extends s as SocketCore) as integer",                                 GetOptionTypeVYN),
+    SHARED_METHOD("ClearOptionsVYN(extends s as SocketCore)",                                          ClearOptionsVYN),
+    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore) as integer",                                  GetOptionTOSVYN),
+    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore) as integer",                                  GetOptionTTLVYN),
+    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore) as integer",                         GetOptionMutliCastTTLVYN),
+    SHARED_METHOD("OptionTOSVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTOSVYN),
+    SHARED_METHOD("OptionTTLVYN(extends s as SocketCore, assigns value as integer)",                   SetOptionTTLVYN),
+    SHARED_METHOD("OptionMutliCastTTLVYN(extends s as SocketCore, assigns value as integer)",          SetOptionMutliCastTTLVYN),
+    SHARED_METHOD("OptionKeepAliveVYN(extends s as SocketCore, assigns value as integer)",             SetOptionKeepAliveVYN),
+};
+// clang-format on
+
+extern "C" __attribute__((visibility("default"))) void PluginEntry()
 {
-    return NameToAddress<IPv4>(name);
-}
-static REALstringStruct *DNSAddressToName4(REALstringStruct *address)
-{
-    return AddressToName<IPv4>(address);
-}
-static REALstringStruct *DNSNameToAddress6(REALstringStruct *name)
-{
-    return NameToAddress<IPv6>(name);
-}
-static REALstringStruct *DNSAddressToName6(REALstringStruct *address)
-{
-    return AddressToName<IPv6>(address);
+    MyPluginStart("Network");
+    MyREALRegisterMethodArray(methods, std::size(methods));
+    MyREALRegisterClass(&UDPSocketClass);
+    MyREALRegisterClass(&RAWSocketClass);
+    MyREALRegisterClass(&DatagramClass);
+    MyPluginEnde();
 }

@@ -270,8 +270,8 @@ enum MemberFlags {
     kScopeGlobal = 0x10,
     kScopeProtected = 0x40,
     kMethodFlags = kConsoleSafe, // every method of this library
-    kPropertyFlags = 0x6, // every property of the three classes
-    kSharedPropertyFlags = 0x26, // and the one of a class itself
+    kPropertyFlags = 0x6, // every property of the three classes; hosts know what 0x2 means
+    kSharedPropertyFlags = 0x26, // the property of a class itself
 };
 
 // --- entries ---

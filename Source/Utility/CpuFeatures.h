@@ -1,7 +1,8 @@
-// What the processor offers beyond the base that everything is compiled for.
+// The processor's features beyond those that everything is compiled for. The compiler's own test of them would bring a
+// global constructor along.
 #pragma once
 
 #if defined(__x86_64__)
-// Whether AVX2 instructions can be used: by the processor, and by the system's saving of their registers.
+// Whether the processor has AVX2, and the system saves its registers.
 bool HasAVX2();
 #endif

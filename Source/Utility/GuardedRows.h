@@ -1,5 +1,5 @@
-// The rows of the library's member tables. What the host calls is not the function itself but its guard, which turns a
-// native exception into a host exception (rbException.h).
+// The rows of the library's member tables. The host calls the guard of each function, which turns a native exception
+// into a host exception (rbException.h).
 #pragma once
 
 #include "Source/SDK/GlueCode/RecordRows.h"

@@ -1,5 +1,5 @@
-// Functions that must be inlined for what they are given to stay in registers. A debugger finds them as functions of
-// their own.
+// Marks functions that must be inlined, or their arguments would leave the registers. For a debugger they stay
+// functions.
 #pragma once
 
 #if defined(__OPTIMIZE__)

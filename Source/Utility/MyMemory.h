@@ -1,5 +1,5 @@
-// Heap blocks for the rest of the library. A shortage always shows as a null result, never as an
-// exception. Nothing here knows the host or keeps state.
+// Heap blocks from the C library. Without memory the result is null. Nothing here throws, knows the host or keeps
+// state.
 #pragma once
 
 #include <cstddef>
@@ -28,14 +28,14 @@ MemoryOwner<T> AllocateOwned(long size)
     return MemoryOwner<T>(static_cast<T *>(AllocateClearMemory(size)));
 }
 
-// Handles: blocks that know their size, kept in a 64-bit word before the data. Nothing here needs them; they are part
-// of the memory layer that plugin code may count on.
+// Handles: blocks that know their size, which is in a 64-bit word before the data. Nothing here needs them. They are
+// part of the layer that plugin code may count on.
 char **allocateHandle(long size); // zero-filled; null for a negative size or no memory
 long getHandleSize(char **h);     // 0 for null
 char *lockHandle(char **h);       // the data; null for null
 void unlockHandle(char **h);      // nothing to do: blocks don't move
 void freeHandle(char **h);
 
-// The block, moved perhaps, with another size and its old data kept. A negative size frees it and gives
-// null; no memory gives null too and leaves the block as it was.
+// Changes the block's size and keeps its data. Result: the block, which may have moved; null after a negative size,
+// which frees it, and without memory, when it stays as it was.
 char **resizeHandle(char **h, long size);

@@ -1,7 +1,6 @@
 // The array operations, each written once for all element types and then made for each of them.
 //
-// An element goes the short way, straight to the array's storage, or, where that is not to be had, by way
-// of the host's two-stage operations.
+// An element is read and written in the array's storage, or else by the host's two-stage operations.
 #include "rbArray.h"
 
 #include "rbDebug.h"
@@ -12,8 +11,8 @@
 
 namespace {
 
-// An element in the other of the two types that there are for it: the array's and that of the host's
-// operations, where Booleans are bool and all objects are REALobjectStruct.
+// Converts an element between its type in the array and its type in the host's operations, where Booleans are bool and
+// all objects are REALobjectStruct.
 template <typename To, typename From>
 To ElementCast(From value)
 {
@@ -97,7 +96,7 @@ bool GetDirectly(void *array, long index, Element *out)
     return true;
 }
 
-// The new element is in its place before the old one goes, for that may run the program's code.
+// The new element is in its place before the old one is released, which may run the program's code.
 template <typename Element>
 bool SetDirectly(void *array, long index, Element value)
 {

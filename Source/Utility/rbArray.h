@@ -1,8 +1,8 @@
 // Typed access to the host's arrays: create, ask for the upper bound, get, set, insert and append elements. No class of
-// this plugin takes arrays yet; this layer serves code towards the host that will.
+// this plugin takes arrays. They are part of the layer that plugin code may count on.
 //
-// The operations are overloads on the array's handle; rbArrayElements.inc says which there are for which
-// element. A null array never does harm, and an index out of range raises "OutOfBoundsException".
+// The operations are overloads on the array's handle. rbArrayElements.inc lists them for each element type. A null
+// array does no harm, and an index out of range raises "OutOfBoundsException".
 #pragma once
 
 #include "Source/SDK/GlueCode/HostOperations.h"
@@ -14,8 +14,7 @@
 //   long REALGetArrayUBound(_REALarrayT *array)
 //       -1 for null and for an array without elements.
 //   void REALGetArrayValue(_REALarrayT *array, long index, E *out)
-//       Of a string or object the caller gets one reference. *out stays as it is on failure; it is looked
-//       at, so it must have a value before.
+//       Of a string or object the caller gets one reference. *out needs a value before, which it keeps on failure.
 //   void REALSetArrayValue(_REALarrayT *array, long index, E value)
 //       The array takes its own reference on a string or object, and drops the one on the old element.
 //   void REALInsertArrayValue(_REALarrayT *array, long index, E value)
@@ -57,8 +56,8 @@ REALobjectStruct *REALGetArrayVariant(_REALarrayObject *array, long index);
 
 // --- direct access -------------------------------------------------------------------------------------
 
-// Finds out whether this host's arrays lie in memory as expected, so that elements can be read and written
-// without the host. Runs by itself when that is first of interest; what failed goes to the trace.
+// Tests whether this host's arrays lie in memory as expected, so that elements can be read and written without the
+// host. The first access runs it. A failure goes to the trace.
 void TestArray();
 
 // The same with that array, which should have elements 0 to 1234 and is written to. Direct access is off meanwhile,

@@ -1,6 +1,6 @@
 // Where the host keeps the elements of its arrays, and the self-test that decides whether to count on it.
 //
-// Nothing is read from an array's memory through these offsets outside the self-test before it has passed.
+// Only the self-test reads an array's memory before it has passed.
 #include "rbArray.h"
 
 #include "Source/SDK/GlueCode/PluginMain.h"
@@ -67,7 +67,7 @@ bool Expect(long value, long expected, const char *failure)
     return value == expected;
 }
 
-// Whether the host's own operations do as they say. Sets elements 0 and 9, which TestHeader looks for.
+// Whether the host's own operations work. Sets elements 0 and 9, which TestHeader looks for.
 bool TestOperations(_REALarrayInteger *array)
 {
     if (!Expect(REALGetArrayUBound(array), 1234, "ubound failed")) return false;

@@ -8,8 +8,8 @@
 #include <cxxabi.h>
 #include <utility>
 
-// The constructors that lock a host value start with an empty view that is complete: whatever happens after
-// the lock, the destructor releases it.
+// The constructors that take a reference delegate to one that is complete, so that the destructor releases it if the
+// host throws afterwards.
 
 rbData::rbData(const void *bytes, std::uint64_t byteCount) : rbData()
 {

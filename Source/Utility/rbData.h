@@ -1,6 +1,6 @@
-// Byte views of host values, the guard that releases them, and the memory blocks of the host.
+// Byte views of host values, and the guard that releases values at the end of a scope.
 //
-// A view locks the host value it looks into for as long as it lives, so the bytes stay where they are.
+// A view holds a reference on its host value, so that the bytes stay where they are.
 #pragma once
 
 #include "rbReference.h"
@@ -8,28 +8,30 @@
 #include <cstdint>
 #include <utility>
 
-// Releases the object and the string that two variables hold when the scope ends, however it ends, and
-// sets the variables to null. Either slot may be null, and either variable.
+// Releases the values of two variables when the scope ends, and sets them to null. Either address may be null, and
+// either variable.
 class rbFreeLater {
   public:
-    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectSlot(object), stringSlot(string) {}
+    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectVariable(object), stringVariable(string)
+    {
+    }
     explicit rbFreeLater(REALobjectStruct **object) : rbFreeLater(object, nullptr) {}
     explicit rbFreeLater(REALstringStruct **string) : rbFreeLater(nullptr, string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
     INLINED ~rbFreeLater()
     {
-        if (objectSlot != nullptr) Release(std::exchange(*objectSlot, nullptr));
-        if (stringSlot != nullptr) Release(std::exchange(*stringSlot, nullptr));
+        if (objectVariable != nullptr) Release(std::exchange(*objectVariable, nullptr));
+        if (stringVariable != nullptr) Release(std::exchange(*stringVariable, nullptr));
     }
 
   private:
-    REALobjectStruct **objectSlot;
-    REALstringStruct **stringSlot;
+    REALobjectStruct **objectVariable;
+    REALstringStruct **stringVariable;
 };
 
-// A pointer and a length into the bytes of a host string, a memory block or a plain buffer. Null data
-// goes with size 0 always.
+// The bytes of a host string, a memory block or a plain buffer, or a part of them. Where the data are null, the size is
+// 0.
 class rbData {
   public:
     rbData(const void *bytes, std::uint64_t byteCount);
@@ -47,7 +49,7 @@ class rbData {
     }
 
     void Clear(); // forgets everything and releases nothing
-    void leak();  // forgets the host value: its lock now belongs to whoever took the handle
+    void leak();  // forgets the host value: its reference belongs to whoever has the handle
     void clear()  // releases the host value
     {
         if (string != nullptr) ReleaseKept(std::exchange(string, nullptr));
@@ -65,14 +67,14 @@ class rbData {
     void FixSize();
 };
 
-// Views on the heap, for chains; null when there is no memory. No class of this plugin needs chains: they serve plugin
-// code that hands several values to the system in one call.
+// Views on the heap, for chains; null when there is no memory. Nothing here needs chains. They are part of the layer
+// that plugin code may count on.
 rbData *NewData(REALstringStruct *s);
 rbData *NewData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length);
 
 // A chain of views, the newest first. The chain owns its views until FreeDataChain.
 void AddDataChain(rbData *&head, rbData *item);
-// RecylceData finds the first view of that value, or null; it is known by this misspelt name.
+// RecylceData finds the first view of that value, or null. The misspelt name is known outside and stays.
 rbData *RecylceData(rbData *head, REALstringStruct *s);
 rbData *RecylceData(rbData *head, REALmemoryBlockStruct *m);
 void FreeDataChain(rbData *head);

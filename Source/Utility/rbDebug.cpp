@@ -41,7 +41,7 @@ void OpenDebugFileMode(const char *mode)
     CloseDebugFile();
     char path[260] = {};
     for (const char *place : places) {
-        snprintf(path, 258, "%s%s.txt", place, gpartname);
+        snprintf(path, 258, "%s%s.txt", place, gpartname); // the limit is known outside and stays
         debugFile = fopen(path, mode);
         if (debugFile != nullptr) return;
     }

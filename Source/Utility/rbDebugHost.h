@@ -1,4 +1,4 @@
-// The debug log towards the host: the property that switches it, and the checks of a host's look-up of instance data.
+// The property that switches the debug log, and checks that write to it when instance data is looked up.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostRecords.h"
@@ -8,6 +8,6 @@ extern REALproperty gDebuggingProperty[1];
 bool setDebugging(HostBoolean value);
 bool getDebugging();
 
-// What looks wrong about the arguments of a look-up of instance data is traced.
+// Trace arguments that look wrong.
 void REALGetClassDataChecks(REALobjectStruct *instance, REALclassDefinition *definition);
 void REALGetControlDataChecks(REALobjectStruct *instance, REALcontrol *definition);

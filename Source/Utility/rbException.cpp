@@ -122,7 +122,7 @@ void RaiseRuntimeException(const std::exception &error)
     const char *what = error.what();
     bool hasText = what != nullptr && *what != 0;
     std::size_t size = std::strlen(row->messageStart) + (hasText ? std::strlen(what) : 0) + 3;
-    // Memory may have just run out: the heap is asked only for what does not fit here, and without it the text is cut.
+    // Memory may have just run out. Only a text that does not fit here needs the heap, and without it that is cut.
     char shortMessage[512];
     MemoryOwner<char> longMessage;
     if (size > sizeof shortMessage) longMessage = AllocateOwned<char>(static_cast<long>(size));
@@ -140,8 +140,8 @@ void RaiseUnnamedException()
 
 namespace {
 
-// Says that this thread raises, for as long as it lives. The threads that do form a list on their stacks: thread-local
-// storage would need either space that a library loaded late may not get, or memory, which may just have run out.
+// Marks this thread as raising for as long as it lives. The threads that raise form a list on their stacks.
+// Thread-local storage would need space that a library loaded late may not get, or memory, which may just have run out.
 class RaisingThread {
   public:
     RaisingThread()

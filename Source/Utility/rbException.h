@@ -35,12 +35,12 @@ void RaiseRuntimeException(const std::exception &error);
 // The host exception for a native one of no known type.
 void RaiseUnnamedException();
 
-// Raises what fits the native exception that is being handled. What is thrown meanwhile passes on, to end the
-// recursion; so does the unwinding of a cancelled thread.
+// Raises the host exception that fits the native one that is being handled. What is thrown meanwhile passes on, to end
+// the recursion. So does the unwinding of a cancelled thread.
 void RaiseCaughtException();
 
-// The same for what a release throws. Nothing passes but the unwinding of a cancelled thread: a release that fails must
-// not keep others from being done, and a destructor can't be left by an exception.
+// The same for a native exception of a release. Only the unwinding of a cancelled thread passes on: other releases are
+// still to be done, and no exception may leave a destructor.
 void RaiseReleaseException();
 
 // Runs the body of an operation; a native exception becomes a host exception and the result is the neutral value of its
@@ -56,8 +56,8 @@ INLINED inline auto Guarded(Body body) -> decltype(body())
     return decltype(body())();
 }
 
-// The guard of a function that the host calls: the same function, run as Guarded runs a body. Of no function there is
-// none.
+// The guard of a function that the host calls, of the same type. It runs the function as Guarded runs a body. The guard
+// of null is null.
 template <auto function>
 struct GuardOf;
 template <typename Result, typename... Arguments, Result (*function)(Arguments...)>

@@ -1,7 +1,7 @@
 // References on host values: taking them and giving them back.
 //
-// Every reference of the library's own is given back through here. What the host throws meanwhile is told like any
-// native exception, and the caller goes on with whatever else it has to release.
+// The library releases its references here and nowhere else. A native exception of the host is told as in any
+// operation, and the caller goes on with its other releases.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostOperations.h"
@@ -18,7 +18,7 @@ inline void Releasing(Body body)
     }
 }
 
-// Gives back the reference that came with a value: a result of the host, or what AddReference answered. Null has none.
+// Releases the reference that came with a result of the host, or that AddReference added. Null has none.
 inline void Release(REALstringStruct *string)
 {
     if (string != nullptr) Releasing([=] { REALUnlockString(string); });
@@ -28,8 +28,8 @@ inline void Release(REALobjectStruct *object)
     if (object != nullptr) Releasing([=] { REALUnlockObject(object); });
 }
 
-// Keep a value that may be null, and give back what was kept. A host that can't add a reference has no counts: there
-// the value is kept as it is, and giving it back does nothing. Result: the value.
+// Keep a value that may be null, and release a kept one. Where the host can't add a reference, the value is kept without
+// one, and its release does nothing. Result: the value.
 inline REALstringStruct *Keep(REALstringStruct *string)
 {
     if (string != nullptr) REALLockString(string);

@@ -1,4 +1,4 @@
-// Taking hold of a host string, and its byte views. The wide views are in rbTextUnicode.cpp.
+// The source of a text and its byte views. The wide views are in rbTextUnicode.cpp.
 #include "rbText.h"
 
 #include "MyMemory.h"
@@ -22,8 +22,7 @@ void rbText::ForEachView(Visit visit)
     visit(utf32);
 }
 
-// Both constructors start with an object that is complete: whatever a host does after the lock, the destructor
-// releases it.
+// Both constructors delegate to one that is complete, so that the destructor releases the source if the host throws.
 
 rbText::rbText(REALstringStruct *string) : rbText()
 {
@@ -113,7 +112,7 @@ void FreeTextChain(rbText *head)
         delete std::exchange(head, head->GetNext());
 }
 
-// What can be said of the source from its encoding alone.
+// What the encoding alone says of the source.
 void rbText::Classify()
 {
     asciiState = kNotTested;
@@ -186,7 +185,7 @@ void rbText::AdoptTextWithoutEncoding()
     TestASCII();
     if (asciiState == kASCII) return;
     auto [bytes, length] = REALGetStringBytes(source);
-    // Probe the allocation first, so that the host never runs out.
+    // The host is not asked for a text of a size that this library gets no memory for.
     MemoryOwner<char> trial = AllocateOwned<char>(length + 4);
     if (trial == nullptr) {
         TRACE("Out of Memory.");

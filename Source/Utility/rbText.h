@@ -62,8 +62,8 @@ class rbText {
   private:
     enum ASCIIState : unsigned int { kNotTested = 0, kASCII = 1, kToBeTested = 2, kNotASCII = 3 };
 
-    // Only the length has a value from the start: a view that is not converted has no text, and the fields from
-    // `owned` on count when this object owns views.
+    // Only the length has a value from the start. The text has one once the view is converted, and the fields from
+    // `owned` on once this object owns views.
     template <typename Unit>
     struct View {
         long length;      // in units; -1: not converted yet
@@ -121,12 +121,12 @@ class rbText {
     template <typename Unit>
     void FixByteOrder(View<Unit> &view, Unit swappedMark);
 
-    // Guard words at both ends: a stray write into the object shows in the debug log when it ends.
+    // Guard words at both ends. The debug log tells of a stray write when the object ends.
     static constexpr std::uint64_t kGuard = 0x56594E54; // "VYNT"
 
     std::uint64_t guard1 = kGuard;
     REALstringStruct *source = nullptr;
-    REALstringStruct *held = nullptr; // the source, where a reference on it is this object's
+    REALstringStruct *held = nullptr; // the source, if this object has a reference on it
     View<char> windows;
     View<char> macRoman;
     View<char> ascii;
@@ -142,8 +142,7 @@ class rbText {
     std::uint64_t guard2 = kGuard;
 };
 
-// A chain, the newest first, for plugin code that keeps several texts at a time. It owns its objects until
-// FreeTextChain.
+// A chain of texts, the newest first, which it owns until FreeTextChain.
 void AddTextChain(rbText *&head, rbText *text);
 void FreeTextChain(rbText *head);
 

@@ -95,6 +95,7 @@ long DecodeUTF8(const unsigned char *text, long count, Unit *out, long *illegalO
             *illegalOffset = offset;
             break;
         }
+        // Byte order marks of either order are not text.
         if (code != 0xFEFF && code != 0xFFFE) out = PutCodePoint(code, out);
         offset += length;
     }

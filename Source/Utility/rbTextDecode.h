@@ -11,8 +11,8 @@
 template <typename Unit>
 long DecodeUTF8(const unsigned char *text, long count, Unit *out, long *illegalOffset);
 
-// UTF-16 to UTF-32; `out` holds `count` units. A surrogate without its other half is dropped
-// together with the unit that follows it, at the very end it is kept. Result: units written.
+// UTF-16 to UTF-32; `out` holds `count` units. A surrogate without its other half is dropped together with the unit
+// that follows it. At the very end it is kept. Result: units written.
 long DecodeUTF16(const unsigned short *text, long count, unsigned int *out);
 
 // UTF-32 to UTF-16; `out` holds 2 * `count` units. Surrogates are dropped, what lies above

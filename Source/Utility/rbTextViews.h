@@ -34,7 +34,8 @@ bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
     return view.held;
 }
 
-// Data of less than one unit is no text: what follows it need not be a zero. Data where no unit may lie is copied.
+// Data of less than one unit is no text, for no zero need follow it. Data at an address where no unit may lie is
+// copied.
 template <typename Unit>
 void rbText::UseHostData(View<Unit> &view)
 {
@@ -54,8 +55,7 @@ void rbText::Fail(const char *message, View<Unit> &view)
     MakeEmpty(view);
 }
 
-// A zero-filled buffer for `units` units and a terminating zero, which takes the place of the one that
-// the view owned; null without memory.
+// A zero-filled buffer for `units` units and a terminating zero, which replaces the view's own; null without memory.
 template <typename Unit>
 Unit *rbText::Own(View<Unit> &view, long units)
 {

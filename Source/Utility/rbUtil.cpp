@@ -35,7 +35,7 @@ static bool IsPlainByteEncoding(unsigned int encoding)
            encoding == kEncodingNone;
 }
 
-// Hosts before 2012.0 take the bytes alone and learn of the encoding afterwards.
+// Hosts before 2012.0 take the bytes alone, and the encoding afterwards.
 static REALstringStruct *BuildInTwoSteps(const char *bytes, int count, unsigned int encoding)
 {
     REALstringStruct *string = originalREALBuildString(bytes, count);
@@ -43,7 +43,7 @@ static REALstringStruct *BuildInTwoSteps(const char *bytes, int count, unsigned 
     return string;
 }
 
-// The UTF-8 form of a new string in a wider encoding.
+// A new string, converted to UTF-8 by the host.
 static REALstringStruct *BuildConverted(const void *data, long byteCount, unsigned int encoding)
 {
     REALstringStruct *wide =
@@ -104,7 +104,7 @@ REALstringStruct *REALBuildUnicodeStringUTF32(const unsigned int *data, long byt
     return REALBuildUnicodeStringUTF16(units, count * 2);
 }
 
-// Wide encodings are no use for texts of bytes; the caller is told, and gets what it asked for.
+// A wide encoding makes no sense for bytes. The caller is told, and gets it all the same.
 static void WarnOfWideEncoding(unsigned int encoding, const char *utf16Warning, const char *utf32Warning)
 {
     if (encoding == kEncodingUTF16) TRACE(utf16Warning);

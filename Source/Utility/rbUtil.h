@@ -1,7 +1,7 @@
 // Host strings from bytes, UTF-16 and UTF-32 texts.
 //
-// Every builder returns a new string with one reference for the caller, or null: on failure, and for a
-// text without characters, for the empty string is the null string. Encodings are the host's codes.
+// Every builder returns a new string with one reference for the caller. It returns null on failure and for a text
+// without characters, since the empty string is the null string. Encodings are the host's codes.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostTypes.h"

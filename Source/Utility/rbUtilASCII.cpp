@@ -1,5 +1,5 @@
-// Each form joins the bytes of a step and looks at the joined top bits once; a text shorter than half a step goes to
-// the portable form.
+// Each implementation joins the bytes of a step and looks at the joined top bits once. A text shorter than half a step
+// goes to the portable one.
 #include "rbUtilASCII.h"
 
 #include "CpuFeatures.h"
@@ -96,7 +96,7 @@ __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t c
     return IsASCIIInSteps<2 * sizeof(__m256i)>(data, count, AreASCII256);
 }
 
-static auto ChooseForm()
+static auto ChooseImplementation()
 {
     return HasAVX2() ? IsASCIIAVX2 : IsASCIISSE2;
 }
@@ -118,14 +118,14 @@ bool IsASCIINEON(const char *data, std::size_t count)
     return IsASCIIInSteps<2 * sizeof(uint8x16_t)>(data, count, AreASCIINEON);
 }
 
-static auto ChooseForm()
+static auto ChooseImplementation()
 {
     return IsASCIINEON;
 }
 
 #else
 
-static auto ChooseForm()
+static auto ChooseImplementation()
 {
     return IsASCIIPortable;
 }
@@ -134,11 +134,11 @@ static auto ChooseForm()
 
 bool IsASCII(const char *data, unsigned long count)
 {
-    constexpr unsigned long kShort = 64; // below that the choice of a form costs more than it saves
+    constexpr unsigned long kShort = 64; // below that the choice of an implementation costs more than it saves
     if (count < kShort) return IsASCIIPortable(data, count);
-    static constinit Relaxed<decltype(ChooseForm())> chosen = nullptr; // null: not chosen yet
-    auto form = static_cast<decltype(ChooseForm())>(chosen);
-    if (form == nullptr) [[unlikely]]
-        chosen = form = ChooseForm();
-    return form(data, count);
+    static constinit Relaxed<decltype(ChooseImplementation())> chosen = nullptr; // null: not chosen yet
+    auto isASCII = static_cast<decltype(ChooseImplementation())>(chosen);
+    if (isASCII == nullptr) [[unlikely]]
+        chosen = isASCII = ChooseImplementation();
+    return isASCII(data, count);
 }

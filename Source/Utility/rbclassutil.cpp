@@ -21,7 +21,7 @@ void MyPluginStart(const char *partName)
         LogMessageX("Loading %s in Xojo %.2f and plugin SDK version %d...", partName, gHostVersion, gSDKVersion);
     }
     for (const char *character = partName; *character != 0; character++) {
-        // Here and in the messages below, misspelt texts are known outside and stay.
+        // The misspelt texts here and below are known outside and stay.
         if (*character == ' ') LogMessage("Warning: plugin name containts space character", partName);
     }
 }

@@ -1,9 +1,8 @@
 // Registration: the validating front ends between the definition records of this plugin and the host.
 //
 // A front end checks a record, writes a line to the debug log for each finding, whatever the debug switch
-// says, adapts the record in place to the running host and hands it over. Findings never stop it; only a
-// missing part name does, and what a declaration below names. Everything runs on the thread that loads
-// the plugin, before any object exists.
+// says, adapts the record in place to the running host and hands it over. Findings never stop it; a missing part name
+// does, and so do the cases noted below. Everything runs on the thread that loads the plugin, before any object exists.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostRecords.h"

@@ -1,5 +1,4 @@
-// Rewriting declarations: a method of a class extension becomes a global method whose first parameter is
-// the object that it extends.
+// Rewrites the declaration of an extension's method as that of a global method, which gets the object first.
 #include "rbclassutil.h"
 
 #include "MyMemory.h"
@@ -50,7 +49,7 @@ char *AddClassParameterAssign(const char *declaration, const char *className)
     } else if (const char *blank = std::strchr(text, ' ')) {
         std::snprintf(result, sizeof result, "%.*s(assigns value%s)", LengthUpTo(text, blank), text, blank);
     } else {
-        // "No parenthesis in the declaration": the text is known outside and stays.
+        // "No parenthesis in the declaration". The text is known outside and stays.
         LogMessage("Error: Keine Klammer in der Deklaration", text);
         return nullptr;
     }

@@ -1,4 +1,4 @@
-// Registration of class extensions: methods for a class of the host's. Nothing but methods fits there.
+// Registration of class extensions, which add methods, and nothing else, to a class of the host's.
 #include "rbclassutil.h"
 
 #include "Source/SDK/GlueCode/HostOperations.h"
@@ -42,7 +42,7 @@ static void CheckExtensionMembers(const REALclassDefinition &d)
     CheckDelegates(d.name, d.delegates, d.delegateCount);
 }
 
-// What hosts that take modules would not see of the extension.
+// Tells of members that a module can't have.
 static void WarnOfLostMembers(const REALclassDefinition &d)
 {
     // clang-format off

@@ -1,5 +1,5 @@
-// Target, console-safety and scope flags: which members do not fit their owner, and what older hosts
-// need instead of flags that they don't know.
+// Target, console-safety and scope flags: checks that members fit their owner, and replacements for flags that older
+// hosts don't know.
 #include "rbclassutil.h"
 
 #include "Source/SDK/GlueCode/PluginMain.h"

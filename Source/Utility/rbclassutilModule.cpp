@@ -1,7 +1,6 @@
-// Registration of global methods and of modules, also of those built here from method tables and class
-// extensions.
+// Registration of global methods and of modules, some of which are built here from method tables and class extensions.
 //
-// What is handed to the host lives as long as the process; until then everything has an owner.
+// The host keeps its records for the life of the process. Until it gets them, they have owners.
 #include "rbclassutil.h"
 
 #include "MyMemory.h"

@@ -1,5 +1,4 @@
-// Registration of the kinds of definition that this plugin has none of: interfaces, controls, and the
-// records of a database.
+// Registration of interfaces, controls and database records, of which this plugin has none.
 #include "rbclassutil.h"
 
 #include "Source/SDK/GlueCode/HostOperations.h"
@@ -51,7 +50,7 @@ static void CheckControlRecord(const REALcontrol &d)
     // clang-format on
 }
 
-// Desktop controls of this kind have no mouse and key events of the old style, and other names for three.
+// Desktop controls of this kind lack the first five events, which are of the old style, and rename three.
 static void AdaptControlEvents(REALcontrol &d)
 {
     constexpr std::uint32_t kNewEventNames = 0x1000;

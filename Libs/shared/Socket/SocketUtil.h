@@ -1,8 +1,7 @@
-// Socket addresses, descriptor flags, and connecting to a name: what the socket classes share of the
-// system's socket interface.
+// Socket addresses, descriptor flags, and connecting to a name.
 //
-// Nothing here knows the host (but for one function), keeps state or raises. Ports are in host byte order, and their
-// low 16 bits count: whoever cares about the range checks it before. Traces go to the debug log.
+// Nothing here keeps state or raises, and one function alone needs the host. Ports are in host byte order. Their low 16
+// bits count: callers check the range. Traces go to the debug log.
 #pragma once
 
 #include <climits>
@@ -37,15 +36,15 @@ inline int ErrorOf(long result)
     return result == -1 ? WSAGetLastError() : 0;
 }
 
-// The descriptor to hand to the system for a number that a program may have written: what can't be one becomes -1,
-// which the system rejects.
+// The descriptor of that number, which a program may have written. A number that can't be one becomes -1, which the
+// system rejects.
 constexpr int ToDescriptor(std::int64_t number)
 {
     return number >= 0 && number <= INT_MAX ? static_cast<int>(number) : -1;
 }
 
-// Closes a descriptor, whatever happens to the thread: close is a cancellation point, and a thread that ends there
-// would leave the descriptor open, or a destructor by an exception.
+// Closes a descriptor with cancellation held back. close(2) is a cancellation point: a thread that ended there would
+// leave the descriptor open, or unwind out of a destructor.
 void CloseDescriptor(int fd);
 
 // Owns a descriptor, or none (-1), until it is released.
@@ -66,9 +65,8 @@ class OwnedDescriptor {
 int MarkNonBlocking(int fd);
 int MarkBlocking(int fd);
 
-// Moves a new descriptor to 3 or above, as close-on-exec. 0 means "no socket" to programs, and whatever the process
-// prints on 1 and 2 must not reach a peer. Result: the descriptor, which may have another number now, or -1 with
-// errno set and nothing left open. -1 stays -1.
+// Moves a new descriptor to 3 or above, close-on-exec. To programs 0 means "no socket", and output on 1 and 2 must not
+// reach a peer. Result: the descriptor, or -1 with errno set and nothing left open. -1 stays -1.
 OwnedDescriptor PrepareDescriptor(int fd);
 
 // Would keep sends on this descriptor from raising SIGPIPE; this platform has no such mark.
@@ -96,7 +94,7 @@ void SetLoopbackSocketAddressIPv6(sockaddr_union &record, int port);
 
 // Fill the record from numeric text, or from "localhost" in any case; other names are not resolved. A
 // dotted IPv4 text makes an IPv4 record for AF_INET6 too. Result: 0 on success, else 1 and the record
-// cleared. The forms for one family touch no field but family, port and address, and none on failure.
+// cleared. The functions for one family write family, port and address alone, and nothing on failure.
 int ParseSocketAddress(int family, sockaddr_union &record, const char *text, int port);
 int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port);
 int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port);

@@ -22,8 +22,8 @@ static SocketRecord &RecordOf(REALobjectStruct *object, const REALclassDefinitio
 
 SocketRecord &GetSocketRecord(REALobjectStruct *object)
 {
-    // Both classes have blocks of one size and no super class, so hosts place them alike; only where one
-    // does not is the object asked for its class.
+    // Both classes have blocks of one size and no super class, so hosts place them alike. Only a host that does not is
+    // asked for the object's class.
     if (RAWSocketClass.forSystemUse != UDPSocketClass.forSystemUse) [[unlikely]] {
         if (IsRAWSocket(object)) return GetRAWSocketRecord(object);
     }
@@ -143,7 +143,7 @@ struct LocalName {
     socklen_t length = sizeof name;
 };
 
-// Asks for the address that the socket is bound to. A failure is its outcome; a success leaves that to the caller.
+// Asks for the address that the socket is bound to. Only a failure is stored as the outcome here.
 bool QueryName(SocketRecord &socket, LocalName &local, const char *lengthLabel)
 {
     int result = getsockname(Descriptor(socket), &local.name.address.any, &local.length);
@@ -174,7 +174,7 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
-    // No more than an IPv6 address takes. Longer ones have no text.
+    // Longer addresses than IPv6 ones have no text.
     LocalName local = {.length = sizeof local.name.address};
     if (!QueryName(*socket, local, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];

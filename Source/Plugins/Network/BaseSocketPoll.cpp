@@ -60,7 +60,7 @@ class DescriptorSets {
     static constexpr std::size_t kKeptWords = 256;
     static unsigned long keptSets[3 * kKeptWords];
 
-    // So large a number is rarely a descriptor, and memory is only taken for one.
+    // Few numbers as large as that are descriptors. Memory is taken for those alone.
     void AllocateSets()
     {
         stride = word + 1;
@@ -99,10 +99,10 @@ constexpr EventLabels eventLabels[] = {
     {"Event Error", "Error event"},
 };
 
-// The record whose events are being fired; null: none, or its descriptor or its object has gone meanwhile.
+// The record whose events are being fired; null when there is none, or its descriptor or object has gone.
 constinit Relaxed<const SocketRecord *> polledRecord = nullptr;
 
-// One poll that has found something: what it fires on which object.
+// A poll that has found something to fire.
 class EventsOfPoll {
   public:
     EventsOfPoll(REALobjectStruct *socketObject, SocketRecord &record)
@@ -204,8 +204,8 @@ void EndPollOf(const SocketRecord &socket)
 
 namespace {
 
-// The objects that are no longer watched, on a host that can't take a task back and may run it when its object is
-// gone. Lives as long as the process, as the tasks do.
+// The objects that are no longer watched, on a host that can't take a task back. It may run the task of an object that
+// is gone. The list lives as long as the process, as the tasks do.
 class AbandonedObjects {
   public:
     // Where there is no memory to tell objects apart, all count as abandoned: a task must not touch one that is gone.

@@ -1,7 +1,7 @@
 // Reading the next datagram.
 //
-// Nothing is taken off the queue that was not looked at before: what arrives between the size query and
-// the receive call is neither cut nor lost.
+// Only what was looked at is taken off the queue. So a datagram that arrives between the size query and the receive
+// call is neither cut nor lost.
 #include "BaseSocket.h"
 #include "Datagram.h"
 
@@ -15,7 +15,7 @@
 #include <cerrno>
 #include <cstdio>
 
-// Whether a failed receive only says that there is nothing to receive, or that there can't be before a connect.
+// Whether a receive failed only because nothing is queued, or because the socket is not connected.
 static bool IsBenignReceiveError(int error)
 {
     return error == EAGAIN || error == ENOTCONN;
@@ -44,7 +44,7 @@ static void TakeEmptyDatagram(SocketRecord &socket)
     }
 }
 
-// The program's view of what was received.
+// The datagram as the program gets it.
 static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_union &peer, socklen_t peerLength,
                                        const unsigned char *payload, ssize_t length)
 {
@@ -56,7 +56,7 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
         REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
     REALobjectStruct *rawAddressObject = AsObject(rawAddress);
     rbFreeLater releaseRawAddress(&rawAddressObject);
-    FinishOperation(socket, 0);
+    FinishOperation(socket, 0); // the system has done its part, whatever the host can't make of it
 
     REALstringStruct *data = REALBuildUnicodeString(payload, length, kEncodingNone);
     rbFreeLater releaseData(&data);

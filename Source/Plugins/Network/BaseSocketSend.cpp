@@ -17,11 +17,10 @@
 
 namespace {
 
-// A look-up of a host name with a record of its own, for other threads resolve names at the same time.
+// A look-up of a host name. It has its own record, since threads may resolve names at the same time.
 class HostLookup {
   public:
-    // What the resolver knows of the name; null when it knows nothing or there is no memory for it. It is valid as
-    // long as this object.
+    // The resolver's answer, which lives as long as this object; null without an answer or memory.
     const hostent *Find(const char *name)
     {
         char *buffer = small;
@@ -45,8 +44,8 @@ class HostLookup {
 
 } // namespace
 
-// The first IPv4 address of a host name. Result: whether there is one that can be sent to. Out of line, for its buffer
-// is not needed for a dotted address.
+// The first IPv4 address of a host name. Result: whether there is one that can be sent to. Out of line, since a dotted
+// address needs no buffer.
 [[gnu::noinline]] static bool ResolveName(const char *name, in_addr &address)
 {
     HostLookup lookup;
@@ -62,7 +61,7 @@ class HostLookup {
     return false;
 }
 
-// The address that the text means, dotted or by name. Result: whether there is one.
+// The address of a dotted text or a name. Result: whether there is one.
 static bool ResolveDestination(const char *text, in_addr &address)
 {
     address.s_addr = text_to_ipv4(text);

@@ -7,7 +7,7 @@
 
 using SumFunction = std::uint64_t (*)(const unsigned char *bytes, std::size_t count);
 
-// The fastest form that this machine has.
+// The fastest implementation that this machine can run.
 static SumFunction ChooseSum()
 {
 #if defined(__x86_64__)

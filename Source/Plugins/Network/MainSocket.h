@@ -1,5 +1,5 @@
-// Options of the host's own sockets, as extensions of its class SocketCore. "Mutli" in two of the names is a
-// misspelling that programs know them by.
+// Options of the host's own sockets, as extensions of its class SocketCore. The misspelt "Mutli" in two of the names is
+// known outside and stays.
 //
 // Every function asks the host for the socket's descriptor and makes one system call; every failure is a
 // host exception, after which a getter answers 0. Nothing is kept.

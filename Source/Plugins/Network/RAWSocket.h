@@ -1,8 +1,7 @@
 // RAWSocketVYN: a socket of any family, type and protocol. Its members have the parameters of their declarations;
 // those that it shares with UDPSocketVYN are in BaseSocket.h and SocketOptions.h.
 //
-// Which members write to the debug log is known outside and stays: those that are shared do, those of this class alone
-// do not.
+// The shared members write to the debug log, and those of this class alone do not. That is known outside and stays.
 #pragma once
 
 #include "BaseSocket.h"

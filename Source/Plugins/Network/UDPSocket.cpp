@@ -82,6 +82,7 @@ static void Constructor(REALobjectStruct *object)
     TRACE("Constructor");
     InitSocketUtil();
     SocketRecord &socket = GetSocketRecord(object);
+    // Before there is a socket, so that an object without one has its task, too; Destructor takes it back.
     WatchSocket(object, socket, SocketClass::kUDPSocket);
 
     OwnedDescriptor fd = PrepareDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));

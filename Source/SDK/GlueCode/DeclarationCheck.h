@@ -1,8 +1,8 @@
-// Holds the declaration of a member against the function that serves it, while compiling.
+// Compares the declaration of a member with the function that serves it, at compile time.
 //
-// A declaration is what a program sees, such as "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer = 0) as
-// Integer". Where it and the function disagree, the `throw` that is reached is no constant expression: the compiler
-// stops there, shows the text of the throw, and the row that led to it.
+// A program sees declarations such as "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer = 0) as Integer".
+// Where one disagrees with its function, a `throw` is reached. The compiler can't evaluate it, and shows its text and
+// the row.
 #pragma once
 
 #include "HostTypes.h"
@@ -14,7 +14,7 @@ namespace declaration {
 
 enum class Type : char { kNone, kInteger, kBoolean, kUInt16, kUInt32, kString, kMemoryBlock, kPtr, kObject, kUnknown };
 
-// The classes that declarations name, besides MemoryBlock.
+// The classes that declarations may name, besides MemoryBlock.
 inline constexpr std::string_view kClasses[] = {"SocketCore", "UDPSocketVYN", "RAWSocketVYN", "DatagramVYN"};
 
 struct TypeName {
@@ -53,8 +53,7 @@ constexpr Type TypeOfName(std::string_view name)
     throw "There is no type of that name.";
 }
 
-// What a type of C++ is in a declaration; Booleans, which arguments and results have different types for, are left to
-// the caller.
+// The declared type that a C++ type stands for. Arguments and results have different Booleans, which the callers know.
 template <typename Value>
 constexpr Type TypeOf()
 {
@@ -89,7 +88,7 @@ constexpr Parameter ParameterOf()
     return {TypeOf<std::remove_pointer_t<Value>>(), true};
 }
 
-// Takes a declaration apart from left to right.
+// Reads a declaration from left to right.
 class Reader {
   public:
     explicit constexpr Reader(std::string_view declaration) : rest(declaration) {}
@@ -150,7 +149,7 @@ class Reader {
     std::string_view rest;
 };
 
-// Reads the next parameter, if any, and compares it with the one that the function has at that place.
+// Reads the next parameter and compares it with the function's parameter at that place.
 constexpr void CompareParameter(Reader &reader, [[maybe_unused]] int place, Parameter taken)
 {
     bool extends = reader.SkipWord("extends");
@@ -180,7 +179,7 @@ constexpr void Compare(Reader reader)
     if (result != TypeOfResult<Result>()) throw "The function has another result than the declared one.";
 }
 
-// The form of a member's function. Methods of an object get it before what is declared.
+// The type of a member's function. A method gets its object before the declared parameters.
 template <typename Function>
 struct Shape;
 template <typename Result, typename... Arguments>
@@ -197,7 +196,7 @@ struct Shape<Result (*)(REALobjectStruct *, Arguments...)> {
     static consteval void CompareMethod(const char *declaration) { Compare<Result, Arguments...>(Reader(declaration)); }
 };
 
-// The type's text of a property, and the types of its accessors or its field.
+// Compare the declared type of a property with those of its field and its accessors.
 template <typename Value>
 constexpr void CompareType(const char *type)
 {

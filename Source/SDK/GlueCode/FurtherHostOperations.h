@@ -1,4 +1,4 @@
-// The host operations that nothing calls yet, for plugin code to come.
+// The host operations that nothing calls yet. They are part of the layer that plugin code may count on.
 #pragma once
 
 #include "HostOperations.h"
@@ -8,7 +8,7 @@
 
 bool REALGetPropValueBoolean(REALobjectStruct *object, const char *name, bool *value);
 
-// Text drawing: the form in which the entry is called depends on the host's version.
+// Text drawing. The host's version decides which parameters the entry gets.
 void REALGraphicsDrawString(REALgraphicsStruct *graphics, REALstringStruct *text, int x, int y, int width);
 double REALGraphicsStringWidth(REALgraphicsStruct *graphics, REALstringStruct *text);
 

@@ -11,8 +11,8 @@ namespace {
 template <typename Signature, typename Lookup>
 class HostEntry;
 
-// One function of the host, which the look-up finds. Once found it stays; one that is missing is looked for again on
-// every call. Until then its slot holds a function of the same form that looks for it, so that a call tests nothing.
+// One function of the host, which Lookup finds by name. It is looked for until it is found. Until then the slot holds a
+// function of the same type that looks for it, so that Call tests nothing.
 template <typename Result, typename... Arguments, typename Lookup>
 class HostEntry<Result(Arguments...), Lookup> {
   public:
@@ -52,7 +52,7 @@ constexpr bool IsYes(unsigned long answer)
     return (answer & 0xFF) != 0;
 }
 
-// How an element procedure answers: a Boolean is a yes/no answer, every other element itself.
+// The result of an element procedure: a yes/no answer for a Boolean, else the element.
 template <typename Element>
 struct ElementAnswer {
     using Type = Element;
@@ -191,7 +191,7 @@ bool REALCanUnregisterBackgroundTask()
     return REALUnregisterBackgroundTaskEntry::Find() != nullptr;
 }
 
-// A value with a reference more, by that entry, or null.
+// Adds a reference by that entry, if the host has it.
 template <typename Lock, typename Value>
 static Value *AddReferenceBy(Value *value)
 {
@@ -201,7 +201,7 @@ static Value *AddReferenceBy(Value *value)
     return value;
 }
 
-// What gives a reference back, as long as the host can add one.
+// Finds the entry that removes references if the host can add them, too.
 template <typename Lock, typename Unlock>
 struct UnlockLookup {
     static void *Find() { return Lock::Find() != nullptr ? reinterpret_cast<void *>(Unlock::Find()) : nullptr; }

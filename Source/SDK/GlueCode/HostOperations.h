@@ -16,7 +16,7 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
 // bytes goes to `length` when that is not null and the host can tell it; otherwise it stays untouched.
 const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length);
 
-// The same as a pair: null data as above, and no bytes when the host can't tell how many, or tells a negative number.
+// The string's bytes and their number, which is 0 when the host can't tell it or tells a negative one.
 struct StringBytes {
     const char *data;
     std::int64_t size;
@@ -36,15 +36,15 @@ void *REALLoadFrameworkMethod(const char *prototype);
 // With SDK version 9 the record's token is not the host's but the address of the record that has it.
 void *REALGetEventInstance(REALobjectStruct *object, REALevent *event);
 
-// Lets the host run function(data) and answers the exception that stopped it, with one reference for
-// the caller, or null. A host that can't do that: the function simply runs.
+// Lets the host run function(data). Result: the exception that stopped it, with one reference for the caller, or null.
+// A host without the entry protects nothing: the function simply runs.
 REALobjectStruct *REALCallFunctionWithExceptionHandler(void (*function)(void *), void *data);
 
 // Whether the host can take a background task back.
 bool REALCanUnregisterBackgroundTask();
 
-// Take a reference on a value that may be null, and give it back. A host that can't add one has no counts: there
-// neither is done. Result: the value if it has one reference more, else null.
+// Add and remove a reference on a value that may be null. Neither happens on a host without the entry that adds one.
+// Result: the value if a reference was added, else null.
 REALstringStruct *AddReference(REALstringStruct *string);
 REALobjectStruct *AddReference(REALobjectStruct *object);
 void RemoveReference(REALstringStruct *string);

@@ -25,8 +25,8 @@ enum MemberFlags : unsigned int {
     kScopeGlobal = 0x10,
     kScopeProtected = 0x40,
     kMethodFlags = kConsoleSafe, // every method of this library
-    kPropertyFlags = 0x6,        // every property of the three classes
-    kSharedPropertyFlags = 0x26, // and the one of a class itself
+    kPropertyFlags = 0x6,        // every property of the three classes; hosts know what 0x2 means
+    kSharedPropertyFlags = 0x26, // the property of a class itself
 };
 
 struct REALattribute {
@@ -34,11 +34,11 @@ struct REALattribute {
     const char *value; // "" is a valid value
 };
 
-// What an accessor slot holds for the standard accessor.
+// What an accessor field holds for the standard accessor.
 enum AccessorWord : std::intptr_t { kStandardAccessor = -1 };
 
-// An accessor slot: the address of a function of one of these shapes, null, or all bits set. The last
-// is the standard accessor: the host reads or writes the instance data at the property's offset itself.
+// An accessor field: the address of a function of one of these types, null, or the standard accessor, with which the
+// host itself reads or writes the instance data at the property's offset.
 union PropertyGetter {
     constexpr PropertyGetter() : word(0) {}
     constexpr PropertyGetter(AccessorWord value) : word(value) {}

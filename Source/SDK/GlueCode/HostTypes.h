@@ -57,14 +57,14 @@ inline REALmemoryBlockStruct *AsMemoryBlock(REALobjectStruct *object)
     return reinterpret_cast<REALmemoryBlockStruct *>(object);
 }
 
-// How the values of a declaration travel: an Integer as std::int64_t; a UInt16 or UInt32 as what it is; a String, a
-// MemoryBlock and an object of any other class as its handle; a Ptr as an untyped pointer; byref X as the address of an
-// 8-byte variable that holds an X. Booleans, and UInt16 results, have types of their own.
+// How the values of a declaration travel. An Integer is a std::int64_t, which is long here. A UInt16 or UInt32 argument
+// is a std::uint16_t or std::uint32_t. A String, a MemoryBlock or an object of any other class is its handle. A Ptr is
+// an untyped pointer. A byref parameter is the address of an 8-byte variable. The rest has types of its own:
 
 // A Boolean argument: one byte of the register counts, any non-zero value is true.
 using HostBoolean = signed char;
 
-// Boolean and UInt16 results fill the register, for a caller that looks at more than their own bytes.
+// Boolean and UInt16 results fill the register, for callers that look at all of it.
 enum BooleanWord : long {};
 enum UInt16Word : unsigned long {};
 

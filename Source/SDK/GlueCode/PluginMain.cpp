@@ -37,7 +37,7 @@ extern "C" EXPORTED void REALPluginMain(HostResolver resolver)
     gSDKVersion = ChooseSDKVersion(gHostVersion);
     if (resolver == nullptr) return;
 
-    // A host that does not want to know is spared the announcement; it still gets the classes.
+    // A host without the entry is not told. It still gets the classes.
     if (auto announce = reinterpret_cast<void (*)(int)>(resolver("RegisterPluginVersion"))) announce(gSDKVersion);
     PluginEntry();
 }

@@ -1,4 +1,4 @@
-// Start-up: the function that the host calls first, and what the host said of itself there.
+// Start-up: the function that the host calls first, and what it has learned of the host.
 //
 // Everything here is set by REALPluginMain, before any other call from the host, and only read later.
 #pragma once
@@ -9,7 +9,7 @@ using HostResolver = void *(*)(const char *entryName);
 extern HostResolver gHostResolver;
 extern double gHostVersion;              // the host's release as a number, such as 2020.02; 0.0 when it does not say
 extern int gSDKVersion;                  // 9 to 13, chosen from the host's version
-extern const char *gPluginVersionMarker; // which build this is; set at plugin start, to be found in the image
+extern const char *gPluginVersionMarker; // names this build in the file; set at plugin start
 
 // True for the releases that take method tables and class extensions as modules.
 inline bool HostTakesModules()

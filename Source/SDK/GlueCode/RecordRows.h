@@ -1,8 +1,8 @@
-// Rows for the member tables of a class: the declaration first, for it is the documentation. A row whose function,
-// accessors or field don't have the declared types does not compile.
+// The rows of member tables. The declaration comes first, for it is the documentation. A row does not compile unless
+// its function, accessors or field have the declared types.
 //
-// These rows hand the functions to the host as they are. The library's own tables have the rows of GuardedRows.h, but
-// for the member that passes native exceptions on.
+// The host gets the functions of these rows as they are. The library's tables use the rows of GuardedRows.h, but for
+// Poll, which passes native exceptions on.
 #pragma once
 
 #include "DeclarationCheck.h"
@@ -10,9 +10,9 @@
 
 #include <cstddef>
 
-// A method, whose function gets the object first and then the declared parameters; and a shared method or a global
-// function, which gets the parameters alone. Written as initialisers: a function that made the record would make the
-// compiler fill the table when the library is loaded.
+// The function of a method gets the object first and then the declared parameters. That of a shared method, or a global
+// function, gets the parameters alone. Both rows are initialisers: if a function made the record, GCC would fill the
+// table when the library is loaded.
 #define UNGUARDED_METHOD(text, function) RECORD_OF_METHOD(CompareMethod, text, function)
 #define UNGUARDED_SHARED_METHOD(text, function) RECORD_OF_METHOD(CompareShared, text, function)
 #define RECORD_OF_METHOD(compare, text, function)                                                                      \

@@ -1,4 +1,4 @@
-// A variable that several threads may read and write at the same time, where it does not matter who is first.
+// A variable that threads may read and write at the same time, in any order.
 #pragma once
 
 #include <atomic>

@@ -29,7 +29,7 @@ echo "hosts: files" >"$work/etc/nsswitch.conf"
 printf '127.0.0.1 localhost\n::1 localhost\n' >"$work/etc/hosts"
 (cd "$work" && find . | cpio --quiet -o -H newc) | cat $machine/system.cpio - >$machine/initrd
 
-timeout 1500 qemu-system-aarch64 -machine virt -cpu max -smp 2 -m 3072 -nographic -no-reboot -net none \
+timeout 1500 qemu-system-aarch64 -machine virt -cpu max -smp 2 -m 6144 -nographic -no-reboot -net none \
   -kernel $machine/kernel -initrd $machine/initrd \
   -append "console=ttyAMA0 quiet panic=-1 TREE=$PWD" </dev/null | tee $machine/log
 grep -q '^arm64: [0-9]* passed, 0 failed' $machine/log

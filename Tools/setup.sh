@@ -10,6 +10,7 @@ declare -A packages=(
   [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
   [coverage]="gcovr"
   [package]="debhelper dpkg-dev lintian"
+  [arm64]="qemu-system-arm mmdebstrap cpio"
   [aarch64]="g++-aarch64-linux-gnu qemu-user liblua5.4-dev:arm64 libedit-dev:arm64 libgtest-dev:arm64"
 )
 

@@ -28,8 +28,8 @@ inline void Release(REALobjectStruct *object)
     if (object != nullptr) Releasing([=] { REALUnlockObject(object); });
 }
 
-// Keep a value that may be null, and release a kept one. Where the host can't add a reference, the value is kept without
-// one, and its release does nothing. Result: the value.
+// Keep a value that may be null, and release a kept one. Where the host can't add a reference, the value is kept
+// without one, and its release does nothing. Result: the value.
 inline REALstringStruct *Keep(REALstringStruct *string)
 {
     if (string != nullptr) REALLockString(string);

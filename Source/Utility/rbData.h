@@ -19,7 +19,7 @@ class rbFreeLater {
     explicit rbFreeLater(REALstringStruct **string) : rbFreeLater(nullptr, string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
-    INLINED ~rbFreeLater()
+    INLINED ~rbFreeLater() noexcept(false)
     {
         if (objectVariable != nullptr) Release(std::exchange(*objectVariable, nullptr));
         if (stringVariable != nullptr) Release(std::exchange(*stringVariable, nullptr));
@@ -42,7 +42,7 @@ class rbData {
     rbData(REALmemoryBlockStruct *m, std::uint64_t offset, std::uint64_t length);
     rbData(const rbData &) = delete;
     rbData &operator=(const rbData &) = delete;
-    ~rbData()
+    ~rbData() noexcept(false)
     {
         clear();
         Clear();

@@ -64,7 +64,7 @@ void rbText::TakeSource(REALstringStruct *string)
     held = AddReference(string);
 }
 
-rbText::~rbText()
+rbText::~rbText() noexcept(false)
 {
     if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
     if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);

@@ -16,7 +16,7 @@ class rbText {
     // The same source with a reference of its own, and no view converted yet.
     rbText(const rbText &other);
     rbText &operator=(const rbText &) = delete;
-    ~rbText();
+    ~rbText() noexcept(false);
 
     // Chains of heap-allocated objects. A next pointer is set once.
     void SetNext(rbText *text);

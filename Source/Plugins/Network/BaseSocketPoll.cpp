@@ -112,7 +112,7 @@ class EventsOfPoll {
     }
     EventsOfPoll(const EventsOfPoll &) = delete;
     EventsOfPoll &operator=(const EventsOfPoll &) = delete;
-    ~EventsOfPoll()
+    ~EventsOfPoll() noexcept(false)
     {
         Release(held);
         polledRecord = nullptr;

@@ -40,7 +40,7 @@ done
 for script in Tests/Acceptance/*.lua; do
   [ "$script" = Tests/Acceptance/support.lua ] || try "$script" $VYN_HOST "$script"
 done
-for driver in Tests/Acceptance/test_vynhost.py Tests/Acceptance/test_programs.py Host/Tests/test_*.py; do
+for driver in Tests/Acceptance/test_instructions.py Tests/Acceptance/test_vynhost.py Tests/Acceptance/test_programs.py Host/Tests/test_*.py; do
   try "$driver" python3 -B "$driver"
 done
 echo "arm64: $passed passed, $failed failed, in $(cut -d. -f1 /proc/uptime) s"

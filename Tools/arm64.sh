@@ -12,7 +12,8 @@ if [[ ! -f $machine/system.cpio ]]; then
   echo "downloading a kernel and a small system"
   rm -rf $machine/root
   mmdebstrap --quiet --variant=extract --architectures=arm64 \
-    --include=busybox-static,iproute2,libc-bin,libedit2,libstdc++6,python3,python3-pexpect,socat,linux-image-arm64 \
+    --include=busybox-static,iproute2,libc-bin,libc6-dbg,libedit2,libstdc++6,python3,python3-pexpect,socat,valgrind \
+    --include=linux-image-arm64 \
     bookworm $machine/root $(ls /etc/apt/sources.list /etc/apt/sources.list.d/*.{list,sources} 2>/dev/null)
   mv $machine/root/boot/vmlinuz-* $machine/kernel
   rm -rf $machine/root/{boot,lib/modules,usr/share/{doc,man,locale},var}
@@ -23,13 +24,13 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work$PWD" "$work/etc"
-cp --parents -r Docs Examples Host/Tests Tests build/aarch64/{unit_tests,vynhost,libVYNNetwork.Linux32.so.21016} "$work$PWD"
+cp --parents -r Docs Examples Host/Tests Tests Tools build/aarch64/{unit_tests,vynhost,libVYNNetwork.Linux32.so.21016} "$work$PWD"
 cp Tools/arm64-init.sh "$work/init"
 echo "hosts: files" >"$work/etc/nsswitch.conf"
 printf '127.0.0.1 localhost\n::1 localhost\n' >"$work/etc/hosts"
 (cd "$work" && find . | cpio --quiet -o -H newc) | cat $machine/system.cpio - >$machine/initrd
 
-timeout 1500 qemu-system-aarch64 -machine virt -cpu max -smp 2 -m 6144 -nographic -no-reboot -net none \
+timeout 1500 qemu-system-aarch64 -machine virt -cpu cortex-a72 -smp 2 -m 6144 -nographic -no-reboot -net none \
   -kernel $machine/kernel -initrd $machine/initrd \
   -append "console=ttyAMA0 quiet panic=-1 TREE=$PWD" </dev/null | tee $machine/log
 grep -q '^arm64: [0-9]* passed, 0 failed' $machine/log

@@ -1,4 +1,4 @@
-"""Reads the programs of the guide: each member of our classes that they name exists, and takes what they give it."""
+"""Reads the programs of the guide: each member of our classes that they name exists, and takes so many arguments."""
 import difflib
 import pathlib
 import re
@@ -10,131 +10,84 @@ sys.path.insert(0, str(ROOT / "Host/Tests"))
 from vynhost import vynhost  # noqa: E402
 
 # What is the host's, and what is of the reader's own program, with its class: neither can be looked up.
-HOSTS = {"memoryblock", "system", "str", "app", "defineencoding", "encodings", "endofline", "mpeers", "finished"}
+HOSTS = {"memoryblock", "string", "integer"}
 OWN = {"finder": "udpsocketvyn", "chat": "udpsocketvyn", "ping": "rawsocketvyn", "talker": "rawsocketvyn",
        "mreceiver": "udpsocketvyn", "msocket": "udpsocketvyn", "mtcpsocket": "socketcore"}
-CONVERTED = {"ptr": "memoryblock", "string": "memoryblock", "memoryblock": "string"}  # what the host makes of another
-MEMBER = re.compile(r"(\w+)(?:\((.*)\))?(?: as (\w+)| = .*)?( \(read-only\))?(?: \(hidden\))?$")
-PARAMETER = re.compile(r"(?:(byref|extends|assigns) )?\w+ as (\w+)( =)?")
-TOKEN = re.compile(r'"[^"]*"|<>|&h\w+|\w+|[^\s"]')
-WORDS = {"true": "boolean", "false": "boolean", "nil": "nil"}
+MEMBER = re.compile(r"    (\w+)(?:\((.*)\))?( as \w+)?( \(read-only\))?")
+KIND = re.compile(r"(?:class|dim|catch) (\w+) (?:inherits|as(?: new)?) (\w+)|(\w+) = new (\w+)")
+
+
+def arguments(text):
+    """How many there are in the parentheses that the text begins with, if any."""
+    while re.search(r"\w\([^()]*\)", text):  # those of the calls inside
+        text = re.sub(r"(\w)\([^()]*\)", r"\1", text)
+    inside = re.match(r"\(([^()]*)\)", text)
+    return len(inside[1].split(",")) if inside and inside[1] else 0
 
 
 class Reader:
     """Reads blocks in order; what can't be right is in `faults`. Case does not matter, so all of it is lower."""
 
     def __init__(self):
-        self.classes, self.kinds, self.faults, self.me = {"socketcore": {}}, dict(OWN), [], None
-        described = re.sub(r"uint(16|32)", "integer", vynhost("--describe")[1].lower())
-        for line in described.splitlines():
+        self.classes, self.kinds, self.faults = {"socketcore": {}}, dict(OWN), []
+        for line in vynhost("--describe")[1].lower().splitlines():
             if re.match("class|module", line):
                 members = self.classes[line.split()[-1]] = {}
-            elif line.startswith("    "):
-                name, parameters, result, fixed = MEMBER.match(line.strip()).groups()
-                split = PARAMETER.findall(parameters or "")
-                extends = bool(split) and split[0][0] == "extends"
+            elif member := MEMBER.match(line):
+                name, declared, typed, fixed = member.groups()
+                taken = declared.split(", ") if declared else []
+                extends, assigns = (any(p.startswith(word) for p in taken) for word in ("extends", "assigns"))
+                most = len(taken) - extends - assigns
+                fewest = most - sum(" = " in p for p in taken)
                 home = self.classes["socketcore"] if extends else members
-                home.setdefault(name, []).append((split[extends:], result or "integer", fixed))
+                settable = assigns or (declared is None and typed and not fixed)
+                home.setdefault(name, []).append((fewest, most, settable))
         sources = "".join(path.read_text(encoding="utf-8") for path in (ROOT / "Source").rglob("*.cpp"))
-        self.exceptions = {name.lower() for name in re.findall(r'"(\w+Exception)"', sources)}
+        self.types = HOSTS | {name.lower() for name in re.findall(r'"(\w+Exception)"', sources)}
 
     def known(self, name, names):
         if name not in names:
             near = difflib.get_close_matches(name, names, 1)
             self.faults.append(f"{self.place}: {name}?" + (f" It may be {near[0]}." if near else ""))
 
-    def base(self, kind):
-        return self.base(self.kinds[kind]) if self.kinds.get(kind, kind) != kind else kind
+    def members_of(self, kind):
+        while kind in self.kinds:
+            kind = self.kinds[kind]
+        return self.classes.get(kind)
 
-    def take(self, *wanted):
-        return self.tokens.pop(0) if self.tokens and (not wanted or self.tokens[0] in wanted) else ""
-
-    def fits(self, wanted, given):
-        return given in (None, "nil", wanted) or self.base(given) == wanted or CONVERTED.get(wanted) == self.base(given)
-
-    def member(self, kind, name, is_target=False):
-        given = []
-        if self.take("("):
-            while self.tokens and not self.take(")"):
-                given.append(self.expression())
-                self.take(",")
-        value = [self.expression()] if is_target and self.take("=") else []
-        members = self.classes.get(self.base(kind))
-        if members is None:
-            return None
+    def member(self, members, name, text, is_target=False):
         self.known(name, members)
-        for parameters, result, fixed in members.get(name, []):
-            plain = [p for p in parameters if p[0] != "assigns"]
-            stored = [p[1] for p in parameters if p[0] == "assigns"] or [result] * (not fixed and not parameters)
-            if sum(not p[2] for p in plain) <= len(given) <= len(plain) and len(value) <= len(stored) and \
-                    all(map(self.fits, [p[1] for p in plain] + stored, given + value)):
-                return result
-        if name in members:
-            self.faults.append(f"{self.place}: {name} does not take {given + value}")
-        return None
+        given = arguments(text)
+        taken = members.get(name, [(given, given, True)])
+        if not any(fewest <= given <= most and (settable or not is_target) for fewest, most, settable in taken):
+            self.faults.append(f"{self.place}: {name} {'is read-only' if is_target else f'does not take {given}'}")
 
-    def primary(self, is_target=False):
-        word = self.take()
-        if word in ("not", "-", "("):
-            kind = self.expression() if word == "(" else self.primary()
-            self.take(")")
-        elif word == "new":
-            kind = self.take()
-            self.known(kind, {*self.classes, *self.kinds, *HOSTS})
-            self.member(kind, "constructor")
-        elif word in WORDS or re.match('["&0-9]', word):
-            return WORDS.get(word) or ("string" if word[0] == '"' else "integer")
-        elif word in self.classes["networkglobalsvyn"]:
-            kind = self.member("networkglobalsvyn", word)
-        elif is_target and self.take("="):
-            kind = self.kinds[word] = self.expression()
-        else:
-            kind = self.me if word == "me" else word if word in self.classes else self.kinds.get(word)
-            self.known(word, {"me", *self.classes, *self.kinds, *HOSTS})
-            if self.tokens[:1] == ["("]:
-                self.member(None, word)
-        while self.take("."):
-            kind = self.member(kind, self.take(), is_target)
-        return kind
-
-    def expression(self):
-        kind = self.primary()
-        while operator := self.take("=", "<>", "<", ">", "and", "or", "+", "-", "*", "/"):
-            right = self.primary()
-            kind = kind or right if operator in "+-*/" else "boolean"
-        return kind
-
-    def statement(self):
-        word = self.take()
-        if word == "class":
-            self.me, self.kinds[self.tokens[0]] = self.tokens[0], self.tokens[-1]
-            self.known(self.tokens[-1], self.classes)
-        elif word == "sub":
-            self.known(self.tokens[0], self.classes[self.base(self.me)])
-        elif word in ("dim", "catch"):
-            name, _, made = self.take(), self.take("as"), self.tokens[:1] == ["new"]
-            kind = self.kinds[name] = self.primary() if made else self.take()
-            if word == "catch":
-                self.known(kind, self.exceptions)
-            if self.take("=") and not self.fits(self.base(kind), value := self.expression()):
-                self.faults.append(f"{self.place}: {kind} = {value}")
-        elif word in ("if", "elseif", "while"):
-            self.expression()
-            if self.take("then"):
-                self.statement()
-        elif word not in ("end", "return", "try", "else", "wend", ""):
-            self.tokens.insert(0, word)
-            self.primary(is_target=True)
+    def statement(self, code):
+        for declared, base, variable, made in KIND.findall(code):
+            self.known(base or made, {*self.classes, *self.kinds, *self.types})
+            self.kinds[declared or variable] = base or made
+            if code.startswith("class"):
+                self.kinds["me"] = declared
+        for event in re.findall(r"^sub (\w+)", code):
+            self.known(event, self.members_of("me"))
+        for use in re.finditer(r"(?:(\bnew )|(\w+)\.)?\b(\w+)", code):
+            new, owner, name = use.groups()
+            rest = code[use.end():]
+            if new and self.members_of(name):
+                self.member(self.members_of(name), "constructor", rest)
+            elif owner and self.members_of(owner):
+                self.member(self.members_of(owner), name, rest, use.start() == 0 and rest.startswith(" ="))
+            elif not owner and name.endswith("vyn") and name not in self.classes:
+                self.member(self.classes["networkglobalsvyn"], name, rest)
 
     def read(self, page):
         inside = False
-        for number, text in enumerate(page.lower().splitlines(), 1):
-            if text.strip().startswith("```"):
-                inside = text.strip() == "```vb"
+        for number, line in enumerate(page.lower().splitlines(), 1):
+            if line.strip().startswith("```"):
+                inside = line.strip() == "```vb"
             elif inside:
-                code = re.match(r"""([^'"]|"[^"]*")*""", text)[0]  # up to the comment
-                self.place, self.tokens = f"line {number}", TOKEN.findall(code)
-                self.statement()
+                self.place = f"line {number}"
+                self.statement(re.sub('"[^"]*"', "0", line).split("'")[0].strip())
         return self.faults
 
 
@@ -142,13 +95,11 @@ class Guide(unittest.TestCase):
     def test_its_programs_name_what_there_is(self):
         self.assertEqual(Reader().read((ROOT / "Docs/guide.md").read_text(encoding="utf-8")), [])
 
-    def test_a_wrong_name_or_argument_is_noticed(self):
-        rows = {"mSocket.Bnd(1)": "bnd? It may be bind.", "mSocket.Bind(True)": "bind does not take ['boolean']",
-                "mSocket.Bind": "bind does not take []", "mSocket.LocalPort = 1": "localport does not take ['integer']",
-                'mTCPSocket.OptionTTLVYN = "1"': "optionttlvyn does not take ['string']",
+    def test_a_wrong_name_or_count_is_noticed(self):
+        rows = {"mSocket.Bnd(1)": "bnd? It may be bind.", "mSocket.Bind": "bind does not take 0",
+                "mSocket.LocalPort = 1": "localport is read-only", "x = New Pong(1)": "pong? It may be ping.",
                 "Catch e As OutOfBondsException": "outofbondsexception? It may be outofboundsexception.",
-                "If RAWSocketVYN.ProtocolUPD = 17 Then": "protocolupd? It may be protocoludp.",
-                "Dim s As String = mSocket.LocalPort": "string = integer"}
+                "If RAWSocketVYN.ProtocolUPD = 17 Then": "protocolupd? It may be protocoludp."}
         for line, wanted in rows.items():
             self.assertEqual(Reader().read(f"```vb\n{line}\n```"), [f"line 2: {wanted}"])
 

@@ -25,7 +25,7 @@ class Hosts(unittest.TestCase):
           local checked = HostCheckVYN()
           function checked:Checked() end
           assert(checked:Fire())
-          host.run(0.05)
+          for _ = 1, 5 do host.step() end
           print(VYNHostCheck())
         """
         for version in ("2008", "2010", "2012.5", "2013.0", "2013.03", "2020.02", "2021.03", "3000.0"):

@@ -55,10 +55,7 @@ TEST(Declarations, AreReadInAllTheirForms)
         const char *extends;
         bool assigns;
     } rows[] = {
-        {"Poll", "Poll", 0, host::TypeKind::None, "", false},
         {"Read(peek as boolean = false) as DatagramVYN", "Read", 1, host::TypeKind::Object, "", false},
-        {"LenB( s as string ) as integer", "LenB", 1, host::TypeKind::Integer, "", false},
-        {"Operator_Convert() As Ptr", "Operator_Convert", 0, host::TypeKind::Ptr, "", false},
         {"TOS(extends s as SocketCore, assigns value as Integer)", "TOS", 1, host::TypeKind::None, "SocketCore", true},
         {"Foo(extends ref as SocketCore, ) as UINT16", "Foo", 0, host::TypeKind::UInt16, "SocketCore", false},
         {"Find(byref a as String, b as String = \", )\") as UInt32", "Find", 2, host::TypeKind::UInt32, "", false},

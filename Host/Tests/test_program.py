@@ -101,14 +101,6 @@ class Handlers(unittest.TestCase):
         self.assertEqual((status, error, output.count("goes on")), (0, "", 1))
         self.assertEqual(len(re.findall(r"NilObjectException\t7\t.*:7: NilObjectException: none\n", output)), 2, output)
 
-    def test_one_that_comes_to_who_polled_is_told_nowhere_else(self):
-        polled = """
-            sender:SendMessage("x", "127.0.0.1", receiver.LocalPort)
-            print(select(2, pcall(receiver.Poll, receiver)))"""
-        status, output, error = vynhost(program=self.LOOP % "error('mine')" + polled)
-        self.assertEqual((status, error.count("error in")), (1, 2))
-        self.assertRegex(output, r"goes on\n.*:6: mine\n")
-
 
 class BrokenPipes(unittest.TestCase):
     PEER = """

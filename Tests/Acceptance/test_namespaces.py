@@ -106,14 +106,6 @@ class Multicast(Machines):
             self.assertEqual((self.near.ask("got()"), self.far.ask("got()")), ("x" * here, "x" * there), setting)
 
 
-class Unicast(Machines):
-    def test_echo_by_hand_is_answered(self):
-        self.far.does("raw = RAWSocketVYN(2, 3, 1)")
-        output = self.near.run(HOST, os.path.join(HERE, "..", "..", "Examples", "ping.lua"), "10.0.0.2")
-        self.assertIn("47 bytes from 10.0.0.2", output)
-        self.far.does("one = raw:ReadDatagram(); return one.Address, one.Length", "10.0.0.1; 47")
-
-
 class Names(Machines):
     """The near machine knows names from a file of its own alone."""
 

@@ -90,11 +90,15 @@ local function try(name, make)
   if name == leftOut then return end
   support.balanced(name, function()
     local udp, raw = UDPSocketVYN(), RAWSocketVYN(2, 2, 17)
+    local isNumber = type(make) == "number"
     for _, socket in ipairs({ udp, raw }) do
+      socket:SendMessage("x", "127.0.0.1", 9)
+      for _, event in ipairs({ "DataAvailable", "SendComplete", "Error" }) do
+        socket[event] = function() assert(not isNumber, event .. " of " .. name) end
+      end
       host.close(socket.Handle)
       socket.Handle = 0
     end
-    local isNumber = type(make) == "number"
     local handle = isNumber and make or make()
     exercise("udp", udp, name, handle, isNumber)
     exercise("raw", raw, name, handle, isNumber)

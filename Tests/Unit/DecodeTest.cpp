@@ -107,19 +107,3 @@ TEST_F(Decode, EveryUTF16UnitAloneAndOnBothSidesOfTheLowSurrogates)
     }
     EXPECT_EQ(wrong, 0);
 }
-
-TEST_F(Decode, LongTextsEndWhereTheyStopBeingLegal)
-{
-    GuardedMemory memory(140);
-    for (long count = 1; count <= 140; count++) {
-        for (long place = 0; place < count; place++) {
-            unsigned char *text = memory.Last(static_cast<std::size_t>(count));
-            std::memset(text, 'a', static_cast<std::size_t>(count));
-            text[place] = 0xC0;
-            std::vector<unsigned short> out(static_cast<std::size_t>(count));
-            long illegalOffset = -1;
-            ASSERT_EQ(DecodeUTF8(text, count, out.data(), &illegalOffset), place);
-            ASSERT_EQ(illegalOffset, place);
-        }
-    }
-}

@@ -4,33 +4,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace {
-
-// Complaints without those of a host that can't tell a raw socket from another: its events are then looked up
-// as a UDP socket's, of which this host knows better.
-std::string Serious(const std::string &complaints)
-{
-    std::istringstream lines(complaints);
-    std::string serious;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.find("an event was looked up") == std::string::npos) serious += line + "\n";
-    }
-    return serious;
-}
 
 // Answers what is wrong afterwards, and in `failed` whether there was such a call. What is thrown must arrive as an
 // exception of the host; Poll, which passes on what handlers throw, is not called by hand here.
 std::string RunScenario(const host::Options &options, long failingCall = 0, bool throws = false, bool *failed = nullptr)
 {
-    return Serious(scenario::Run(
+    return scenario::Run(
         options, [&] { program::Host().faults.FailEntry(failingCall, throws); },
         [&](const scenario::Step &step, const std::string &seen) {
             const char *name = program::Host().faults.Failed();
             if (failed != nullptr) *failed = name != nullptr;
             return name != nullptr && seen == name ? std::string(step.name) + ": came through\n" : "";
-        }));
+        });
 }
 
 // A host without one of these has no counts, and no account of references can balance.

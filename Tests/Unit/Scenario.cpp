@@ -8,7 +8,6 @@
 #include <new>
 #include <span>
 #include <sstream>
-#include <stdexcept>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -71,9 +70,10 @@ sockaddr_in Loopback(long port)
     return address;
 }
 
+// On loopback nothing takes longer than this waits, unless it failed.
 void WaitForData(const Object &socket, long bytes = 1)
 {
-    Wait([&] { return Number(socket, "AvailableBytes") >= bytes; });
+    Host().tasks.Run(0.02, [&] { return Number(socket, "AvailableBytes") >= bytes; });
 }
 
 // --- the steps ------------------------------------------------------------------------------------------
@@ -143,19 +143,6 @@ std::string EventsOf(bool raw)
     for (int i = 0; i < 3; i++)
         Host().tasks.Step();
     return seen;
-}
-
-std::string EventsByTask()
-{
-    Object receiver = Bound(Udp());
-    int fired = 0;
-    On(receiver, "DataAvailable", [&](const Object &) {
-        fired++;
-        throw std::runtime_error("from the handler");
-    });
-    Send(receiver, "event", "127.0.0.1", Port(receiver));
-    Wait([&] { return fired > 0; });
-    return fired > 0 ? "fired" : "silent";
 }
 
 std::string Options()
@@ -279,7 +266,6 @@ constexpr Step steps[] = {
     {"send nothing",            [] { return std::to_string(Call<long>(Udp(), kSendDatagram, nullptr)); }, "NilObjectException: Datagram is nil"},
     {"events",                  [] { return EventsOf(false); }, "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete "},
     {"events of a raw socket",  [] { return EventsOf(true); }, "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete "},
-    {"events by task",          EventsByTask,       "fired"},
     {"options",                 Options,            "TypeOfService (0) 1 (0) TimeToLive (0) 1 (0) MulticastTimeToLive (0) 1 (0) MulticastLoop (0) 1 (0) ReuseAddress (0) 1 (0) ReusePort (0) 1 (0) Broadcast (0) 1 (0) SendBufferSize (0) 16384 (0) ReceiveBufferSize (0) 16384 (0) Type 2 (0) SocketError 0 (0) "},
     {"stream",                  Stream,             " (0) connected (0) 127.0.0.1 (0) 6 (0) str (0) stream (0)"},
     {"raw addresses",           RawAddresses,       "1 (0) 1 (0) 4 (0) data from 127.0.0.1, 16 bytes of address (0)"},

@@ -288,20 +288,6 @@ TEST_F(Socket, DescriptorsAtTheEndOfTheKeptSetsArePolled)
     }
 }
 
-TEST_F(Socket, ANumberThatIsNoDescriptorFiresNothing)
-{
-    if (Emulated()) GTEST_SKIP() << "an emulator's select knows no such numbers";
-    for (long number : {-1L, 900L, 16383L, 70000L, 1L << 40}) {
-        for (const char *event : {"DataAvailable", "SendComplete"}) {
-            int events = 0;
-            Object socket = Due(event, events);
-            SetHandle(socket, number);
-            Call(socket, "Poll");
-            EXPECT_EQ(events, 0) << number;
-        }
-    }
-}
-
 TEST_F(OnHost, ARawSocketHasItsOwnEventsWhereClassesCannotBeTold)
 {
     StartHost({.without = {"RuntimeObjectIsa"}});
@@ -396,25 +382,6 @@ TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
     close(static_cast<int>(number)); // which the next socket gets
     EXPECT_EQ(Number(Accept(listener, nullptr, into), "Handle"), number);
     EXPECT_NE(fcntl(static_cast<int>(number), F_GETFD), -1);
-}
-
-TEST_F(Socket, AcceptWithNothingWaitingClearsThePort)
-{
-    Object listener = Listener();
-    REALstringStruct *address = nullptr;
-    long port = 7;
-    EXPECT_EQ(Call<REALobjectStruct *>(listener, kAccept, &address, &port, nullptr), nullptr);
-    EXPECT_EQ(port, 0);
-}
-
-TEST_F(OnHost, ADatagramWithoutMemoryForItsTextIsNil)
-{
-    StartHost({.without = {"REALBuildStringWithEncoding"}});
-    Object socket = Udp();
-    String data = Text("data");
-    ASSERT_EQ(Call<long>(socket, kSend, data, Text("127.0.0.1"), 9), 4); // which binds it
-    ASSERT_EQ(Call<long>(socket, kSend, data, Text("127.0.0.1"), Port(socket)), 4);
-    EXPECT_EQ(Read(socket).Get(), nullptr);
 }
 
 TEST_F(Socket, AHandleOfAHostSocketAbove32BitsIsNoDescriptor)

@@ -15,7 +15,7 @@ namespace {
 // at again.
 bool ShowsToPrograms(const std::string &call, const std::string &step)
 {
-    return call != "select" && step != "events" && step != "events of a raw socket" && step != "events by task";
+    return call != "select" && step != "events" && step != "events of a raw socket";
 }
 
 } // namespace

@@ -4,18 +4,31 @@
 
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Tests/Shared/Program.h"
-#include "Tests/Unit/LogCapture.h"
 
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <string_view>
 
 using Object = program::Object;
 using String = program::String;
 using Lines = std::vector<std::string>;
+
+// What the library writes to its debug log while something runs, line by line.
+inline Lines CaptureLog(const std::function<void()> &run)
+{
+    testing::internal::CaptureStderr();
+    run();
+    std::istringstream text(testing::internal::GetCapturedStderr());
+    Lines lines;
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
 
 class OnHost : public testing::Test {
   protected:

@@ -29,10 +29,6 @@ class Exceptions : public OnHost {
     }
 };
 
-struct SilentRange : std::out_of_range {
-    SilentRange() : std::out_of_range("") {}
-};
-
 template <typename Error>
 std::function<void()> Throwing(Error error)
 {
@@ -87,7 +83,7 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
     const std::pair<std::function<void()>, const char *> rows[] = {
         {Throwing(std::bad_alloc()), "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
         {Throwing(std::range_error("r")), "OutOfBoundsException: C++ reports range error: r"},
-        {Throwing(SilentRange()), "OutOfBoundsException: C++ reports range error."},
+        {Throwing(std::out_of_range("")), "OutOfBoundsException: C++ reports range error."},
         {Throwing(std::overflow_error("o")), "OutOfBoundsException: C++ reports overflow error: o"},
         {Throwing(std::underflow_error("u")), "OutOfBoundsException: C++ reports underflow error: u"},
         {Throwing(std::logic_error("l")), "RuntimeException: C++ Exception: l"},

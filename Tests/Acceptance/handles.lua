@@ -60,8 +60,8 @@ local operations = {
   },
 }
 local properties = {
-  udp = support.members("UDPSocketVYN", "Properties", true),
-  raw = support.members("RAWSocketVYN", "Properties", true),
+  udp = support.properties("UDPSocketVYN"),
+  raw = support.properties("RAWSocketVYN"),
 }
 
 local function exercise(kind, socket, name, handle, isNumber)

@@ -30,15 +30,14 @@ function support.raises(class, message, action)
   support.equal(text, class .. ": " .. message, "exception")
 end
 
--- The members of a kind that a class has, in order, those that can only be read too if so wanted: what registered.txt says, which a test holds against the library.
-function support.members(class, kind, readOnlyToo)
+-- The properties of a class, in order: what registered.txt says, which a test holds against the library.
+function support.properties(class)
   local names, classHere, kindHere = {}, nil, nil
   for line in io.lines((debug.getinfo(1, "S").source:sub(2):gsub("[^/]*$", "registered.txt"))) do
     classHere = line:match("^Class (%w+)") or classHere
     kindHere = line:match("^  (%a.*)") or kindHere
     local name = line:match("^    ([%w_]+)")
-    local counts = readOnlyToo or not line:find("(read-only)", 1, true)
-    if name and counts and classHere == class and kindHere == kind then names[#names + 1] = name end
+    if name and classHere == class and kindHere == "Properties" then names[#names + 1] = name end
   end
   return names
 end

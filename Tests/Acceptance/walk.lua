@@ -69,6 +69,8 @@ local actions = {
     if datagram then pick(datagrams):SendMessage(datagram) end
   end,
   function() pick(random(2) == 1 and streams or datagrams):Poll() end,
+  function() pick(datagrams):Bind(random(0), "localhost") end, -- most of these numbers are no port
+  function() pick(datagrams)[pick({ "SendBufferSize", "ReceiveBufferSize", "SocketType" })] = random(0) end,
   function() host.step() end,
   function() pick(streams):Close() end,
   function() -- by name it would wait for a listener whose queue is full

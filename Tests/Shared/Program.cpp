@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
+#include <filesystem>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -28,11 +28,6 @@ Object Udp()
 Object Raw(long family, long type, long protocol)
 {
     return Some(Host().New("RAWSocketVYN", family, type, protocol));
-}
-
-bool IsRaw(const Object &socket)
-{
-    return host::ClassOf(socket.Get(), "IsRaw")->name == std::string_view("RAWSocketVYN");
 }
 
 String Text(const char *text)
@@ -79,8 +74,9 @@ long Send(const Object &socket, const char *text, const char *address, long port
 
 Object Read(const Object &socket, bool peek)
 {
+    bool isRaw = host::ClassOf(socket.Get(), "Read")->name == std::string_view("RAWSocketVYN");
     const char *method =
-        IsRaw(socket) ? "ReadDatagram(peek as Boolean) as DatagramVYN" : "Read(peek as Boolean) as DatagramVYN";
+        isRaw ? "ReadDatagram(peek as Boolean) as DatagramVYN" : "Read(peek as Boolean) as DatagramVYN";
     return Object(Call<REALobjectStruct *>(socket, method, peek));
 }
 
@@ -132,11 +128,6 @@ std::string Connect(const Object &client, const char *address, long port)
     return connected ? message.Words() : "not connected: " + message.Words();
 }
 
-void Wait(const std::function<bool()> &condition)
-{
-    Host().tasks.Run(0.02, condition);
-}
-
 std::string Raised(const std::function<void()> &body)
 {
     try {
@@ -155,13 +146,9 @@ bool Emulated()
 
 std::vector<int> OpenDescriptors()
 {
-    std::vector<int> open;
-    DIR *folder = opendir("/proc/self/fd");
-    while (dirent *entry = readdir(folder)) {
-        int number = std::atoi(entry->d_name);
-        if (entry->d_name[0] != '.' && number != dirfd(folder)) open.push_back(number);
-    }
-    closedir(folder);
+    std::vector<int> open; // and the one that is read here
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        open.push_back(std::stoi(entry.path().filename()));
     return open;
 }
 

@@ -49,7 +49,6 @@ Result Call(const Object &object, const char *method, const Arguments &...argume
 Object Some(REALobjectStruct *object);
 Object Udp();
 Object Raw(long family = AF_INET, long type = SOCK_DGRAM, long protocol = 0);
-bool IsRaw(const Object &socket);
 String Text(const char *text);
 
 long Number(const Object &object, const char *property);
@@ -68,9 +67,6 @@ Object Listener();
 Object Accept(const Object &listener, std::string *from = nullptr, const Object &into = Object());
 // What the attempt to connect by name says: "" when it is connected.
 std::string Connect(const Object &client, const char *address, long port);
-
-// Lets the host run until the condition holds. On loopback nothing takes longer than this waits, unless it failed.
-void Wait(const std::function<bool()> &condition);
 
 // The exception that the body ends with, as "Class: message"; "" for none.
 std::string Raised(const std::function<void()> &body);

@@ -28,7 +28,7 @@ balanced("SendComplete comes once after several sends, and not after one that fa
   function sender:SendComplete() fired = fired + 1 end
   sender:Poll()
   equal(fired, 0)
-  for _ = 1, 3 do sender:SendMessage("x", "127.0.0.1", port) end
+  for _ = 1, 3 do sender:SendMessage("", "127.0.0.1", port) end -- empty ones count too
   sender:Poll()
   sender:Poll()
   equal(fired, 1)

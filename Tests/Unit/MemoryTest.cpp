@@ -27,6 +27,9 @@ TEST(Memory, HandlesKnowTheirSizeAndKeepTheirData)
     EXPECT_EQ(allocateHandle(-1), nullptr);
     EXPECT_EQ(getHandleSize(nullptr), 0);
     EXPECT_EQ(lockHandle(nullptr), nullptr);
+    char **empty = allocateHandle(0);
+    EXPECT_NE(empty, nullptr);
+    freeHandle(empty);
 
     char **handle = allocateHandle(5);
     std::memcpy(lockHandle(handle), "abcd", 5);

@@ -70,6 +70,12 @@ TEST_F(Socket, ARawSocketThatCannotBeMadeSaysWhy)
         faults::FailSystemCall(1, error);
         EXPECT_EQ(WhyNoStream(), std::string("UnsupportedOperationException: ") + message);
     }
+    // An object that has a socket keeps it and what it is.
+    Object made = Raw(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    const char *constructor = "Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)";
+    EXPECT_NE(Raised([&] { Call(made, constructor, 9999, 7, 8); }), "");
+    for (auto [property, value] : {std::pair("AddressFamily", AF_INET), {"SocketType", SOCK_STREAM}, {"Protocol", 6}})
+        EXPECT_EQ(Number(made, property), value) << property;
 }
 
 // What socket(2) answers when standard input is closed must move, and there is no other number left.
@@ -384,15 +390,20 @@ TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
     EXPECT_NE(fcntl(static_cast<int>(number), F_GETFD), -1);
 }
 
-TEST_F(Socket, AHandleOfAHostSocketAbove32BitsIsNoDescriptor)
+// Only -1 is no handle; what else can't be a descriptor is for the system to refuse.
+TEST_F(Socket, AHandleOfAHostSocketThatIsNoDescriptorIsRefusedByTheSystem)
 {
     static int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
+    static long handle;
     Object socket(host::NewSocket("UDPSocket", descriptor));
     FakeHost::Replace(host::Resolve);
-    FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *handle) {
-        *handle = (1L << 32) + descriptor;
+    FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *value) {
+        *value = handle;
         return 1UL;
     });
-    EXPECT_NE(
-        Raised([&] { Host().CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); }), "");
+    for (long number : {(1L << 32) + descriptor, -2L}) {
+        handle = number;
+        auto query = [&] { Host().CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); };
+        EXPECT_TRUE(Raised(query).ends_with("with error 9: Bad file descriptor")) << number;
+    }
 }

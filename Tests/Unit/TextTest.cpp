@@ -73,7 +73,9 @@ class TextOnHost : public Text, public testing::WithParamInterface<double> {};
 
 TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
 {
+    FakeHost::Start(); // with room for what is asked
     StartHost({.version = GetParam()});
+    FakeHost::Replace(host::Resolve);
     // Beyond the 16-bit plane, and long enough for the heap.
     std::u32string wide = U"a\u00E9\u20AC\U0001F600";
     std::wstring large;
@@ -93,9 +95,11 @@ TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
     rbText read(string.Get());
     EXPECT_STREQ(read.GetUTF8(), "a\xE2\x82\xAC");
     EXPECT_EQ(read.LengthUTF8(), 4);
+    EXPECT_EQ(Bytes(String(CString2RB("a", kEncodingUTF8))), "a");
+    EXPECT_EQ(FakeHost::Asked("REALBuildString") != 0, GetParam() < 2012.0); // only the oldest hosts build in two steps
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2010.0, 2012.5, 2013.0, 2021.03),
+INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2011.99, 2012.0, 2013.0, 2021.03),
                          [](const auto &host) { return "In" + std::to_string(int(host.param)); });
 
 TEST_F(Text, AViewInEachEncodingOfASourceInEach)
@@ -147,6 +151,7 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
         EXPECT_EQ(text.GetWCharNil(), text.GetWChar());
         EXPECT_FALSE(text.hasFailed());
         rbText copy(text); // has the same views of its own
+        EXPECT_EQ(copy.getEncoding(), text.getEncoding());
         EXPECT_EQ(copy.getASCIIOnlyState(), text.getASCIIOnlyState());
         EXPECT_STREQ(copy.GetUTF8(), text.GetUTF8());
         EXPECT_EQ(copy.LengthUTF16(), text.LengthUTF16());

@@ -125,6 +125,7 @@ balanced("sends that are refused", function()
     raises("UnsupportedOperationException", "Invalid port number.", function() socket:SendMessage("x", "127.0.0.1", port) end)
     equal(socket.Lasterror, -1)
   end
+  outcome(socket, 0, socket:SendMessage("x", "127.0.0.1", 65535), 1) -- the last port
   for _, name in ipairs({ "", "no such host", ("x"):rep(65536), "1.2.3.4.5", "127.0.0.:", "127.0.0.1:" }) do
     equal(socket:SendMessage("x", name, 9), 0, name:sub(1, 20))
     equal(socket.Lasterror, -1)

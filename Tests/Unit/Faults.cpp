@@ -109,11 +109,6 @@ NOTED_CALL(faults::inheritable += (type & SOCK_CLOEXEC) == 0,  int, socket,  (in
 NOTED_CALL(faults::inheritable += (flags & SOCK_CLOEXEC) == 0, int, accept4, (int fd, sockaddr *address, socklen_t *size, int flags),    fd, address, size, flags)
 // clang-format on
 
-extern "C" int accept(int fd, sockaddr *address, socklen_t *size)
-{
-    return accept4(fd, address, size, 0);
-}
-
 // A close that fails has closed all the same.
 extern "C" int close(int fd)
 {

@@ -29,7 +29,7 @@ const char *FailedSystemCall();
 // Runs once, right after the next ioctl: what happens between a size query and the receive.
 extern void (*afterQuery)();
 
-// How many descriptors socket and accept made that are not close-on-exec from their first moment.
+// How many descriptors socket and accept4 made that are not close-on-exec from their first moment.
 extern int inheritable;
 
 } // namespace faults

@@ -70,7 +70,6 @@ sockaddr_in Loopback(long port)
     return address;
 }
 
-// On loopback nothing takes longer than this waits, unless it failed.
 void WaitForData(const Object &socket, long bytes = 1)
 {
     Host().tasks.Run(0.02, [&] { return Number(socket, "AvailableBytes") >= bytes; });

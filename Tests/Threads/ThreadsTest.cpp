@@ -25,7 +25,6 @@ struct Text {
     }
     ~Text() { Entry<void (*)(REALstringStruct *)>("REALUnlockString")(handle); }
     Text(const Text &) = delete;
-    Text &operator=(const Text &) = delete;
     REALstringStruct *handle;
 };
 
@@ -39,7 +38,6 @@ struct Peer {
     ~Peer() { Entry<void (*)(REALobjectStruct *)>("REALUnlockObject")(object); }
     int FD() const { return Descriptor(GetSocketRecord(object)); }
     Peer(const Peer &) = delete;
-    Peer &operator=(const Peer &) = delete;
     REALobjectStruct *object;
 };
 

@@ -4,7 +4,6 @@
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
 
-#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>

@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
-#include <cstring>
 #include <cuchar>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 

@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <functional>
-#include <gtest/gtest.h>
 #include <new>
 #include <pthread.h>
 #include <stdexcept>

@@ -1,45 +1,45 @@
-"""Draws Docs/performance.svg: the time of one datagram, ours beside the others."""
+"""Draws Docs/performance.svg: the time of one datagram, ours beside the peers, with the limit as a line."""
 import pathlib
 import subprocess
 import sys
 
 CHART = pathlib.Path(__file__).resolve().parent.parent / "Docs/performance.svg"
-LARGEST = 8192  # bytes; beyond, the copying is all that one sees
-PANELS = [  # row, title, kinds with the words of the key
-    ("send", "sending", {"ours": "ours", "limit": "bare call", "Asio": "Asio", "libuv": "libuv"}),
-    ("read", "receiving", {"ours": "ours", "limit": "bare calls with values", "calls": "bare calls", "Asio": "Asio",
-                           "libuv": "libuv"}),
-]
-HEAD = """set terminal svg size 960,360 font 'sans-serif,12' background 'white'
-set multiplot layout 1,2
+LARGEST = 8192  # bytes; beyond, copying takes most of the time
+PANELS = {"send": "sending", "read": "receiving"}
+BARS = ("ours", "Asio", "libuv")
+HEAD = """set terminal svg size 960,380 font 'sans-serif,12' background 'white'
+set multiplot layout 1,2 margins 0.08,0.99,0.16,0.82 spacing 0.09
 set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.8 noborder
 set boxwidth 0.9
-set yrange [0:*]
 set ylabel 'microseconds'
 set xlabel 'payload in bytes'
-set key above horizontal
 set grid ytics
+set key at screen 0.5,0.97 center top horizontal
 """
 
 
-def panel(rows, row, title, kinds):
-    """The commands for one picture; nothing when the row was not measured."""
-    cases = [each for each in rows if each["row"] == row and each["case"] <= LARGEST]
-    kinds = {kind: word for kind, word in kinds.items() if cases and all(kind in each["times"] for each in cases)}
-    if not kinds:
-        return ""
-    block = "$" + row
-    lines = [f"{each['case']} " + " ".join(f"{each['times'][kind] / 1000:.3f}" for kind in kinds) for each in cases]
-    highest = max(each["times"][kind] / 1000 for each in cases for kind in kinds)
-    plots = ", ".join(f"{block} using {column}:xtic(1) title '{word}'" for column, word in enumerate(kinds.values(), 2))
-    return "\n".join([f"{block} << END", *lines, "END", f"set title '{title}'", f"set yrange [0:{1.05 * highest:.2f}]",
-                      f"plot {plots}", ""])
+def panel(cases, title, bars):
+    """The commands for one panel. A limit is a line across the bars of its case."""
+    data = [" ".join([str(each["case"]), *(f"{each['times'][kind] / 1000:.3f}" for kind in (*bars, "limit"))])
+            for each in cases]
+    plots = [f"$data using {column}:xtic(1) title '{kind}'" for column, kind in enumerate(bars, 2)]
+    limit = f"$data using ($0-0.45):{len(bars) + 2}:(0.9):(0) with vectors nohead lw 3 lc 'black' title 'limit'"
+    return "\n".join(["$data << END", *data, "END", f"set title '{title}'", f"plot {', '.join([*plots, limit])}",
+                      "unset key", ""])  # the first panel's key serves both
 
 
 def draw(rows):
-    commands = HEAD + "".join(panel(rows, *each) for each in PANELS)
+    panels = {title: [each for each in rows if each["row"] == row and each["case"] <= LARGEST]
+              for row, title in PANELS.items()}
+    shown = [each["times"] for cases in panels.values() for each in cases]
+    if not all(panels.values()):
+        sys.exit(f"bench: the chart needs the rows {' and '.join(PANELS)}")
+    bars = [kind for kind in BARS if all(kind in times for times in shown)]
+    highest = max(times[kind] / 1000 for times in shown for kind in (*bars, "limit"))
+    commands = HEAD + f"set yrange [0:{1.05 * highest:.2f}]\n"
+    commands += "".join(panel(cases, title, bars) for title, cases in panels.items())
     try:
         done = subprocess.run(["gnuplot"], input=commands, capture_output=True, text=True)
     except FileNotFoundError:

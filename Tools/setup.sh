@@ -7,7 +7,7 @@ set -euo pipefail
 declare -A packages=(
   [build]="g++ cmake ninja-build pkg-config liblua5.4-dev libedit-dev"
   [test]="clang clang-format clang-tidy libclang-rt-14-dev libgtest-dev libgmock-dev socat python3 python3-pexpect valgrind binutils iproute2 libbenchmark-dev mount util-linux"
-  [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libicu-dev libdpdk-dev gnuplot-nox"
+  [bench]="libbenchmark-dev python3 libasio-dev libuv1-dev libdpdk-dev gnuplot-nox"
   [coverage]="gcovr"
   [package]="debhelper dpkg-dev lintian"
   [arm64]="qemu-system-arm mmdebstrap cpio"

@@ -8,15 +8,10 @@ preset=$1
 shift
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-# A folder that was configured by hand for another build tool is configured again.
-folder=build/$preset
-[[ $preset != release ]] || folder=build
-if [[ -f $folder/CMakeCache.txt ]] && ! grep -q '^CMAKE_GENERATOR:INTERNAL=Ninja$' "$folder/CMakeCache.txt"; then
-  rm -rf "$folder/CMakeCache.txt" "$folder/CMakeFiles"
-fi
 targets=()
 (($# == 0)) || targets=(--target "$@")
-if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } 2>&1 | tee "$log" |
+# A folder that was configured for another build tool is configured afresh.
+if ! { { cmake --preset "$preset" || cmake --fresh --preset "$preset"; } && cmake --build --preset "$preset" "${targets[@]}"; } 2>&1 | tee "$log" |
   Tools/progress.sh "build $preset"; then
   cat "$log"
   exit 1

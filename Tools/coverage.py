@@ -5,8 +5,7 @@
 
 The list has a reason on a line of its own that begins with "#", and below it the lines that it holds for: the file, a
 colon and the line of code as it is there. A line that was not reached and is not listed is an error, and so is one that
-is listed and was reached after all. Branches are counted, and no more: whether a line's condition is tried from both
-sides shows in Tools/mutate.py.
+is listed and was reached after all.
 """
 import json
 import pathlib
@@ -19,29 +18,20 @@ def listed_lines(text):
 
 
 def unreached(files):
-    """Each line that no test took; and the counts of lines and branches, taken and all."""
-    missing, lines, branches = set(), [0, 0], [0, 0]
+    """Each line that no test took."""
+    missing = set()
     for file in files:
         source = pathlib.Path(file["file"]).read_text(encoding="utf-8").splitlines()
         for line in file["lines"]:
-            if line.get("gcovr/noncode"):
-                continue
-            taken = [branch["count"] > 0 for branch in line["branches"]]
-            lines[0] += line["count"] > 0
-            lines[1] += 1
-            branches[0] += sum(taken)
-            branches[1] += len(taken)
-            if line["count"] == 0:
+            if line["count"] == 0 and not line.get("gcovr/noncode"):
                 missing.add((file["file"], source[line["line_number"] - 1].strip()))
-    return missing, lines, branches
+    return missing
 
 
 def main():
     counts, exceptions = sys.argv[1:]
-    missing, lines, branches = unreached(json.loads(pathlib.Path(counts).read_text(encoding="utf-8"))["files"])
+    missing = unreached(json.loads(pathlib.Path(counts).read_text(encoding="utf-8"))["files"])
     known = listed_lines(pathlib.Path(exceptions).read_text(encoding="utf-8"))
-    for what, (taken, total) in ("lines", lines), ("branches", branches):
-        print(f"{what}: {taken} of {total} reached, {100 * taken / total:.1f} %")
     print(f"lines not reached: {len(missing)}, with a reason in {exceptions}: {len(missing & known)}")
     for title, found in ("not reached, not listed", missing - known), ("listed, but reached", known - missing):
         for file, code in sorted(found):

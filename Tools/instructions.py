@@ -3,10 +3,9 @@
 
     Tools/instructions.py VYNHOST LIBRARY [OPERATION...]      an operation is a line of Lua; the usual ones by default
 
-Counts repeat where times do not: callgrind counts a program with few and with many calls, and what the difference
-spends in the library's sources, or in its file, is shared out over the calls.
+Counts repeat where times do not: callgrind counts a program with few and with many calls, and the difference is shared
+out over the calls.
 """
-import collections
 import os
 import pathlib
 import re
@@ -36,41 +35,20 @@ OPERATIONS = (
 FEW, MANY = 50, 150
 
 
-def own_instructions(path, library):
-    """The instructions that a callgrind file counts in the library: by object, or by source where it mixes them up."""
-    names = collections.defaultdict(dict)
-    current = {}
-    total = 0
-    inclusive = False
-    with open(path, encoding="utf-8") as file:
-        for line in file:
-            if match := re.match(r"(c?)(ob|fl|fi|fe)=\((\d+)\)(?: (.*))?", line):
-                called, kind, number, name = match.groups()
-                kind = "ob" if kind == "ob" else "fl"
-                if name:
-                    names[kind][number] = name
-                if not called:
-                    current[kind] = names[kind][number]
-            elif match := re.match(r"cfi=\((\d+)\) (.*)", line):
-                names["fl"][match[1]] = match[2]
-            elif line.startswith("calls="):
-                inclusive = True
-            elif re.match(r"[-+*\d]", line):
-                ours = current["ob"].endswith(library) or re.search(r"/(Source|Libs)/", current["fl"])
-                if ours and not inclusive:
-                    total += int(line.split()[1])
-                inclusive = False
-    return total
+def run(command):
+    return subprocess.run(command, check=True, capture_output=True, text=True, timeout=120).stdout
 
 
 def count(host, library, operation, calls):
+    """The instructions in the library's file. Without its line numbers callgrind counts nothing under another file."""
     with tempfile.TemporaryDirectory() as folder:
-        program = pathlib.Path(folder, "program.lua")
-        counts = pathlib.Path(folder, "counts")
+        program, counts, stripped = (pathlib.Path(folder, name) for name in ("program.lua", "counts", "library"))
         program.write_text(SETUP % operation, encoding="utf-8")
-        subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={counts}", host, "--plugin", library,
-                        program, str(calls)], check=True, capture_output=True, timeout=120)
-        return own_instructions(counts, os.path.basename(library))
+        run(["strip", "--strip-debug", library, "-o", stripped])
+        run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={counts}", host, "--plugin", stripped, program,
+             str(calls)])
+        lines = run(["callgrind_annotate", "--show-percs=no", "--threshold=100", "--auto=no", counts])
+        return sum(int(number.replace(",", "")) for number in re.findall(rf"^ *([\d,]+)  .*\[{stripped}\]$", lines, re.M))
 
 
 def each(host, library, operation):
@@ -81,8 +59,7 @@ def each(host, library, operation):
 def log_line_that_is_off(library):
     """What a line of the log costs when the log is off: the instructions from the look at the switch to the branch
     that follows, of the median of all lines (the compiler may put some of what follows between); and how many there are."""
-    text = subprocess.run(["objdump", "--disassemble", "--no-show-raw-insn", library], check=True, capture_output=True,
-                          text=True).stdout
+    text = run(["objdump", "--disassemble", "--no-show-raw-insn", library])
     costs = []
     code = [line.split("\t")[1].strip() for line in text.splitlines() if "\t" in line]
     for place, instruction in enumerate(code):

@@ -62,10 +62,8 @@ def sources():
 
 def find_header(path, header):
     """The path from the root of what `header` means in the file `path`, or None."""
-    for folder in (path.parent, ROOT):
-        if (folder / header).is_file():
-            return os.path.relpath(folder / header, ROOT)
-    return None
+    found = [folder / header for folder in (path.parent, ROOT) if (folder / header).is_file()]
+    return os.path.relpath(found[0], ROOT) if found else None
 
 
 def fault_of(row, path, own, angled):
@@ -103,16 +101,11 @@ def draw(edges):
              '    graph [rankdir=TB, fontname="sans-serif"];',
              '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
     groups = [("the library", (GLUE, UTILITY, LIBS, NETWORK)), ("the stand-in host", ("Host/",)),
-              ("", (CHECK, "Examples", "Tests", "Benchmarks"))]
+              ("checks and examples", (CHECK, "Examples", "Tests", "Benchmarks"))]
     for number, (label, beginnings) in enumerate(groups):
-        inside = [row[0] for row in LAYERS if row[0].startswith(beginnings)]
-        indent = "    "
-        if label:
-            lines += [f"    subgraph cluster_{number} {{", f'        label="{label}";']
-            indent *= 2
-        lines += [f'{indent}"{layer}";' for layer in inside]
-        if label:
-            lines.append("    }")
+        lines += [f"    subgraph cluster_{number} {{", f'        label="{label}";']
+        lines += [f'        "{row[0]}";' for row in LAYERS if row[0].startswith(beginnings)]
+        lines.append("    }")
     lines += [f'    "{source}" -> "{target}";' for source, target in sorted(edges)]
     return "\n".join(lines + ["}", ""])
 

@@ -1,17 +1,14 @@
 #!/usr/bin/env python3
 """Changes one line of the library at a time and sees which tests notice.
 
-    Tools/mutate.py [--seed N] [--count N] [--jobs N] [--tests FOLDER] [--alone]
+    Tools/mutate.py [--seed N] [--count N] [--jobs N]
 
-Works in copies of the tree, as many at a time as there are processors; --tests takes the tests of another tree, to
-compare two states of them on the same changes. A mutant that does not compile does not count, nor does one that leaves
-the built bytes as they were (code for another machine). One is killed when a test fails or runs out of time. The slow
-tests, which fail everything in turn, are asked only about what the others let live. Printed at the end: the survivors;
-with --alone, which takes longer, also how many mutants each test alone noticed. Lines that only write the debug log are
-left out: of them the tests compare a sample, on purpose.
+Works in copies of the tree, as many at a time as there are processors. A mutant that does not compile does not count,
+nor does one that leaves the built bytes as they were (code for another machine). One is killed when a test fails or
+runs out of time. The slow tests, which fail everything in turn, run only on what the others let live. Prints the
+survivors at the end. Lines that only write the debug log are left out: the tests compare a sample of them, on purpose.
 """
 import argparse
-import collections
 import concurrent.futures
 import hashlib
 import os
@@ -80,8 +77,8 @@ def mutants():
 
 
 def failures(copy, *selection):
-    """The tests that fail, or run out of time; what they started ends with them."""
-    command = ["ctest", "--test-dir", BUILD, "-j1", *selection]
+    """The first test that fails, or runs out of time; what it started ends with it."""
+    command = ["ctest", "--test-dir", BUILD, "-j1", "--stop-on-failure", *selection]
     with subprocess.Popen(command, cwd=copy, start_new_session=True, stdout=subprocess.PIPE, text=True,
                           stderr=subprocess.DEVNULL) as process:
         try:
@@ -92,10 +89,9 @@ def failures(copy, *selection):
     return re.findall(r"^\s*\d+ - (.+?) \(\w", output.partition("The following tests FAILED")[2], re.MULTILINE)
 
 
-def noticed_by(copy, alone):
-    """The tests that notice; only the first unless it is asked which alone does."""
-    found = failures(copy, "-E", f"{LEFT_OUT_TESTS}|{SLOW}", *([] if alone else ["--stop-on-failure"]))
-    return found or failures(copy, "-R", SLOW, "--stop-on-failure")
+def noticed_by(copy):
+    """The first test that notices."""
+    return failures(copy, "-E", f"{LEFT_OUT_TESTS}|{SLOW}") or failures(copy, "-R", SLOW)
 
 
 def build(copy):
@@ -110,19 +106,16 @@ def build(copy):
 class Workplace:
     """A built copy in which every test passes; what would only be a warning is no failure of a build."""
 
-    def __init__(self, folder, tests, alone):
-        self.copy, self.alone = pathlib.Path(folder), alone
+    def __init__(self, folder):
+        self.copy = pathlib.Path(folder)
         listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True, text=True).stdout
         for name in listed.split("\0")[:-1]:
             (self.copy / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(ROOT / name, self.copy / name)
-        if tests:
-            shutil.rmtree(self.copy / "Tests")
-            shutil.copytree(tests, self.copy / "Tests")
         flags = "-DCMAKE_CXX_FLAGS=-w -O1"
         subprocess.run(["cmake", "--preset", "debug", flags], cwd=self.copy, check=True, **QUIET)
         self.unchanged = build(self.copy)
-        if self.unchanged is None or (failing := noticed_by(self.copy, alone)):
+        if self.unchanged is None or (failing := noticed_by(self.copy)):
             raise SystemExit(f"mutate: the tree does not build, or a test fails before anything is changed: "
                              f"{'no build' if self.unchanged is None else failing}")
 
@@ -133,7 +126,7 @@ class Workplace:
         lines[number] = after
         (self.copy / path).write_text("\n".join(lines), encoding="utf-8")
         try:
-            return None if build(self.copy) in (None, self.unchanged) else noticed_by(self.copy, self.alone)
+            return None if build(self.copy) in (None, self.unchanged) else noticed_by(self.copy)
         finally:
             (self.copy / path).write_text(original, encoding="utf-8")
 
@@ -143,18 +136,16 @@ def main():
     options.add_argument("--seed", type=int, default=1)
     options.add_argument("--count", type=int, default=60)
     options.add_argument("--jobs", type=int, default=os.cpu_count())
-    options.add_argument("--tests", type=pathlib.Path)
-    options.add_argument("--alone", action="store_true")
     given = options.parse_args()
 
     chosen = list(mutants())
     print(f"{len(chosen)} mutants can be made; {given.count} of them by seed {given.seed}", flush=True)
     random.Random(given.seed).shuffle(chosen)
     chosen = iter(chosen)
-    survivors, alone, killed = [], collections.Counter(), 0
+    survivors, killed = [], 0
     with tempfile.TemporaryDirectory() as folder, concurrent.futures.ThreadPoolExecutor(given.jobs) as pool:
         places = queue.SimpleQueue()
-        for place in pool.map(lambda i: Workplace(f"{folder}/{i}", given.tests, given.alone), range(given.jobs)):
+        for place in pool.map(lambda i: Workplace(f"{folder}/{i}"), range(given.jobs)):
             places.put(place)
 
         def work():
@@ -174,17 +165,11 @@ def main():
                 print(f"{path}:{number + 1}: {after.strip()}  <- {', '.join(tests) or 'survived'}"[:240], flush=True)
                 killed += bool(tests)
                 survivors += [(path, number + 1, before.strip(), after.strip())] * (not tests)
-                if len(tests) == 1:
-                    alone[tests[0]] += 1
         for future in running:
             future.cancel()
     print("\n| file | line | before | after |\n|---|---|---|---|")
     for row in survivors:
         print("|", " | ".join(str(cell).replace("|", "\\|") for cell in row), "|")
-    if given.alone:
-        print("\nnoticed by one test alone:")
-        for test, count in alone.most_common():
-            print(f"{count:4} {test}")
     print(f"{killed} of {killed + len(survivors)} killed")
 
 

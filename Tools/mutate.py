@@ -16,7 +16,6 @@ import pathlib
 import queue
 import random
 import re
-import shutil
 import signal
 import subprocess
 import tempfile
@@ -96,7 +95,7 @@ def noticed_by(copy):
 
 def build(copy):
     """The bytes of what was built; None when it does not compile."""
-    command = ["cmake", "--build", BUILD, "-j1", "--target", "unit_tests", "VYNNetwork", "vynhost"]
+    command = ["cmake", "--build", BUILD, "-j1", "--target", "unit_tests", "VYNNetwork", "vynhost", "small_host"]
     if subprocess.run(command, cwd=copy, **QUIET).returncode != 0:
         return None
     files = copy / BUILD / "unit_tests", *(copy / BUILD).glob("*.so.*")
@@ -108,10 +107,8 @@ class Workplace:
 
     def __init__(self, folder):
         self.copy = pathlib.Path(folder)
-        listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, stdout=subprocess.PIPE, check=True, text=True).stdout
-        for name in listed.split("\0")[:-1]:
-            (self.copy / name).parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy2(ROOT / name, self.copy / name)
+        self.copy.mkdir()
+        subprocess.run(["sh", "-c", 'git ls-files -z | xargs -0 cp --parents -pt "$0"', self.copy], cwd=ROOT, check=True)
         flags = "-DCMAKE_CXX_FLAGS=-w -O1"
         subprocess.run(["cmake", "--preset", "debug", flags], cwd=self.copy, check=True, **QUIET)
         self.unchanged = build(self.copy)
@@ -164,12 +161,10 @@ def main():
                     continue
                 print(f"{path}:{number + 1}: {after.strip()}  <- {', '.join(tests) or 'survived'}"[:240], flush=True)
                 killed += bool(tests)
-                survivors += [(path, number + 1, before.strip(), after.strip())] * (not tests)
+                survivors += [f"{path}:{number + 1}: {before.strip()} -> {after.strip()}"] * (not tests)
         for future in running:
             future.cancel()
-    print("\n| file | line | before | after |\n|---|---|---|---|")
-    for row in survivors:
-        print("|", " | ".join(str(cell).replace("|", "\\|") for cell in row), "|")
+    print("", "survived:", *survivors, sep="\n")
     print(f"{killed} of {killed + len(survivors)} killed")
 
 

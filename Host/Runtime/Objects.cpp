@@ -8,8 +8,8 @@ namespace {
 void RunDestructors(REALobjectStruct *object, const Class &type)
 {
     for (const Class *level = &type; level != nullptr; level = level->super) {
-        if (level->definition->destructor != nullptr) level->definition->destructor(object);
         if (level->destructor != nullptr) level->destructor(object);
+        if (level->definition->destructor != nullptr) level->definition->destructor(object);
     }
 }
 

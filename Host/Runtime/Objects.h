@@ -1,7 +1,7 @@
 // Objects: their instance blocks and their lives.
 //
 // An object is a header, a gap and the cleared instance block at the place its class says. When the last
-// reference goes, the destructor of the definition runs and then a method named "Destructor", from the class
+// reference goes, a method named "Destructor" runs and then the destructor of the definition, from the class
 // up to its superclasses; an object that dies can be locked and unlocked, but it dies once.
 #pragma once
 

@@ -12,7 +12,6 @@
 namespace host {
 namespace {
 
-constexpr std::size_t storageOffset = 56; // where the instance block begins
 
 constexpr unsigned int stringCode = 3, objectCode = 4, integerCode = 11;
 
@@ -78,8 +77,8 @@ struct Block {
     std::int64_t count;
     const ElementType *type;
 };
-static_assert(storageOffset + offsetof(Block, wide.upperBound) == 84 &&
-              offsetof(Block, narrow.upperBound) + storageOffset == 76);
+static_assert(arrayOffset + offsetof(Block, wide.upperBound) == 84 &&
+              offsetof(Block, narrow.upperBound) + arrayOffset == 76);
 
 Block *BlockOf(void *array, const char *operation)
 {
@@ -201,15 +200,11 @@ void *ForCode(void *array, unsigned int code, void *procedure)
     return nullptr;
 }
 
-REALclassDefinition definition{.name = "Array", .dataSize = sizeof(Block), .destructor = Destroy};
+REALclassDefinition definitions[] = {{.name = "Array", .dataSize = sizeof(Block), .destructor = Destroy}};
 
 } // namespace
 
-void AddArrayClass(Classes &classes)
-{
-    classes.offsets["Array"] = storageOffset;
-    classes.AddOwnClasses({&definition, 1});
-}
+constinit const std::span<REALclassDefinition> arrayClasses = definitions;
 
 void *entry::REALCreateArray(unsigned int typeCode, long upperBound)
 {

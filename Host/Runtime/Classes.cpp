@@ -31,13 +31,19 @@ bool Fits(const Class *owner, const REALproperty &property, const Type &type)
     return owner != nullptr && offset >= 0 && static_cast<std::size_t>(offset) + WidthOf(type.kind) <= owner->dataSize;
 }
 
-// "read-only", "hidden", both or nothing.
-std::string RemarkOn(const REALproperty &property)
+bool IsHidden(const REALproperty &property)
 {
     auto hides = [](const REALattribute &attribute) { return SameName(TextOf(attribute.name), "Hidden"); };
-    bool isHidden = std::ranges::any_of(Members(property.attributes, property.attributeCount), hides);
-    std::string readOnly = property.setter.word == 0 ? "read-only" : "";
-    return readOnly + (!readOnly.empty() && isHidden ? ", " : "") + (isHidden ? "hidden" : "");
+    return std::ranges::any_of(Members(property.attributes, property.attributeCount), hides);
+}
+
+// What a declaration doesn't say, in parentheses. Flags are told unless they are usual.
+std::string RemarkOn(std::uint32_t flags, std::initializer_list<std::uint32_t> usual, const char *others = "")
+{
+    char text[20] = "";
+    if (std::ranges::count(usual, flags) == 0) std::snprintf(text, sizeof text, ", flags 0x%x", flags);
+    std::string remarks = std::string(others) + text;
+    return remarks.empty() ? "" : " (" + remarks.substr(2) + ")";
 }
 
 } // namespace
@@ -50,6 +56,7 @@ Class &Classes::AddClass(REALclassDefinition &definition)
     type.super = super;
     type.definition = &definition;
     type.dataSize = definition.dataSize;
+    type.remark = RemarkOn(definition.flags, {kConsoleSafe});
     if (definition.superName != nullptr && super == nullptr) Finding(type.name, "its superclass is not known");
     if (auto chosen = offsets.find(type.name); chosen != offsets.end()) {
         type.offset = chosen->second;
@@ -100,6 +107,7 @@ void Classes::AddFunctions(std::vector<Function> &to, std::span<REALmethodDefini
     for (const REALmethodDefinition &method : methods) {
         auto declaration = ParseDeclaration(TextOf(method.declaration));
         if (declaration && method.function != nullptr && declaration->parameters.size() <= mostParameters) {
+            declaration->text += RemarkOn(method.flags, {kMethodFlags, kMethodFlags | kScopeGlobal});
             to.push_back({std::move(*declaration), method.function});
         } else {
             Finding(TextOf(method.declaration), "no method can be made of it");
@@ -112,9 +120,10 @@ void Classes::AddProperties(std::vector<Property> &to, const Class *owner, std::
     for (const REALproperty &property : properties) {
         Type type = ParseType(TextOf(property.type));
         if (property.name != nullptr && property.getter.word != 0 && Fits(owner, property, type)) {
-            std::string text = property.name + (" As " + type.name), remark = RemarkOn(property);
-            if (!remark.empty()) text += " (" + remark + ")";
-            to.push_back({property.name, std::move(text), owner, std::move(type), &property});
+            std::string others = property.setter.word == 0 ? ", read-only" : "";
+            if (IsHidden(property)) others += ", hidden";
+            std::string remark = RemarkOn(property.flags, {kPropertyFlags, kSharedPropertyFlags}, others.c_str());
+            to.push_back({property.name, property.name + (" As " + type.name) + remark, owner, std::move(type), &property});
         } else {
             Finding(TextOf(property.name), "no property can be made of it");
         }

@@ -47,7 +47,7 @@ struct Constant {
 // A class, or a module: a class without objects, whose functions are shared methods. The functions that are registered
 // one by one are in a module without a name.
 struct Class {
-    std::string name{};
+    std::string name{}, remark{};
     bool isModule = false;
     bool isOwn = false; // the host's
     const Class *super = nullptr;

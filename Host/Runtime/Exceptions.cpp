@@ -49,10 +49,7 @@ Exception ValueOf(REALobjectStruct *exception)
 
 } // namespace
 
-void AddExceptionClasses(Classes &classes)
-{
-    classes.AddOwnClasses(definitions);
-}
+constinit const std::span<REALclassDefinition> exceptionClasses = definitions;
 
 REALobjectStruct *NewException(const Exception &exception)
 {

@@ -40,10 +40,10 @@ Host::Host(const Options &options) : version(options.version), entries(AllEntrie
             return entry.first != entry::REALGetRBVersionName && entry.first != entry::RegisterPluginVersionName;
         });
     }
-    AddMemoryBlockClass(classes);
-    AddExceptionClasses(classes);
-    AddSocketClasses(classes);
-    AddArrayClass(classes);
+    classes.offsets["Array"] = arrayOffset;
+    for (auto definitions : {memoryBlockClasses, exceptionClasses, socketClasses, arrayClasses})
+        classes.AddOwnClasses(definitions);
+    classes.memoryBlock = classes.Find("MemoryBlock");
     for (REALmethodDefinition &method : framework)
         classes.AddFunction(method, true);
     for (const auto &[name, offset] : options.offsets) {

@@ -126,23 +126,19 @@ REALproperty properties[] = {
     UnguardedProperty<GetSize>("Size", "Integer"),
 };
 
-REALclassDefinition definition{
-    .name = "MemoryBlock",
-    .dataSize = sizeof(Block),
-    .destructor = Destroy,
-    .properties = properties,
-    .propertyCount = std::size(properties),
-    .methods = methods,
-    .methodCount = std::size(methods),
+REALclassDefinition definitions[] = {
+    {.name = "MemoryBlock",
+     .dataSize = sizeof(Block),
+     .destructor = Destroy,
+     .properties = properties,
+     .propertyCount = std::size(properties),
+     .methods = methods,
+     .methodCount = std::size(methods)},
 };
 
 } // namespace
 
-void AddMemoryBlockClass(Classes &classes)
-{
-    classes.AddOwnClasses({&definition, 1});
-    classes.memoryBlock = classes.Find("MemoryBlock");
-}
+constinit const std::span<REALclassDefinition> memoryBlockClasses = definitions;
 
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count)
 {

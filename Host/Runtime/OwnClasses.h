@@ -1,5 +1,4 @@
-// The host's own classes: how their rows are written, the calls that make them known, and those that make objects of
-// them.
+// The host's own classes: how their rows are written, the records of each file, and the calls that make objects of them.
 #pragma once
 
 #include "Host/Runtime/Classes.h"
@@ -7,10 +6,11 @@
 
 namespace host {
 
-void AddMemoryBlockClass(Classes &classes); // MemoryBlock
-void AddExceptionClasses(Classes &classes); // RuntimeException and its subclasses
-void AddSocketClasses(Classes &classes);    // SocketCore, TCPSocket, UDPSocket
-void AddArrayClass(Classes &classes);       // what arrays are objects of
+extern const std::span<REALclassDefinition> memoryBlockClasses; // MemoryBlock
+extern const std::span<REALclassDefinition> exceptionClasses;   // RuntimeException and its subclasses
+extern const std::span<REALclassDefinition> socketClasses;      // SocketCore, TCPSocket, UDPSocket
+extern const std::span<REALclassDefinition> arrayClasses;       // every array is an object of this class
+constexpr std::size_t arrayOffset = 56;                         // of an array's instance block
 
 // A memory block that holds a copy of the bytes; one reference for the caller.
 REALobjectStruct *NewMemoryBlock(const void *bytes, std::size_t count);

@@ -57,10 +57,7 @@ REALclassDefinition definitions[] = {
 
 } // namespace
 
-void AddSocketClasses(Classes &classes)
-{
-    classes.AddOwnClasses(definitions);
-}
+constinit const std::span<REALclassDefinition> socketClasses = definitions;
 
 REALobjectStruct *NewSocket(const char *className, int descriptor)
 {

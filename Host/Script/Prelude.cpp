@@ -49,7 +49,8 @@ void AppendClass(lua_State *state, const Class &type)
     SetText(state, "heading",
             type.name.empty()
                 ? "Functions outside of modules"
-                : (type.isModule ? "Module " : "Class ") + type.name + (super.empty() ? "" : ", a " + super));
+                : (type.isModule ? "Module " : "Class ") + type.name + (super.empty() ? "" : ", a " + super) +
+                      (type.isOwn ? "" : type.remark));
     SetFlag(state, "isModule", type.isModule);
     SetFlag(state, "isOwn", type.isOwn);
     lua_newtable(state);

@@ -324,7 +324,7 @@ void *REALLoadObjectMethod(REALobjectStruct *object, const char *prototype);
 // string ) as integer.
 void *REALLoadGlobalMethod(void *object, const char *prototype);
 
-// [any] Sets a property of an exception, Message. The host takes a reference of its own. The answer is not used.
+// [any] Sets the property Message of an exception. The host takes a reference of its own. The answer is not used.
 unsigned long REALSetPropValueString(REALobjectStruct *object, const char *name, REALstringStruct *value);
 
 // [any] The same for ErrorNumber.
@@ -361,7 +361,7 @@ void REALUnlockString(REALstringStruct *string);
 // PluginDisposeStringData. Asked for texts beyond ASCII that are in another encoding than an address or a name needs.
 unsigned long PluginGetStringData(REALstringStruct *string, unsigned int encoding, REALstringData *data);
 
-// [any] Gives back what is in a record that was filled; the record itself is the library's.
+// [any] Gives back the data in a record that was filled; the record itself is the library's.
 void PluginDisposeStringData(REALstringData *data);
 
 // [any] The block's bytes, the host's, as long as the block lives.
@@ -375,7 +375,7 @@ long memoryBlockGetSize(REALmemoryBlockStruct *block);
 // reference.
 int PluginRegisterBackgroundTask(void (*procedure)(void *), unsigned int period, void *data);
 
-// [any] The host calls the task no more. Comes with -1 where there was no task to be had.
+// [any] The host stops calling the task. Called with -1 where registration gave -1.
 void PluginUnregisterBackgroundTask(int identifier);
 
 // [main] The function that calls the program's handler of the event, or null when the program has none; borrowed. The

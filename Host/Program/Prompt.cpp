@@ -26,7 +26,7 @@ constexpr int keptLines = 1000;
 constexpr int turnMilliseconds = 10;   // between two turns of the host's loop
 constexpr char endOfInput = 'D' - '@'; // Ctrl-D
 
-// Empty when there is no such folder and none can be made.
+// Empty when the folder does not exist and can't be made.
 std::string HistoryFile()
 {
     const char *state = std::getenv("XDG_STATE_HOME"), *home = std::getenv("HOME");
@@ -46,13 +46,13 @@ bool IsKeyThere(int milliseconds)
     return poll(&input, 1, milliseconds) > 0;
 }
 
-// Lines from a terminal, through libedit: editing, a history that outlives the program, and completion by Tab. While it
-// waits for a key the host's loop runs, so that handlers are called. One at a time.
+// Lines from a terminal, through libedit: editing, a history that is kept in a file, and completion by Tab. The host's
+// loop runs while it waits for a key, so that handlers are called. Only one of these may exist at a time.
 class LineEditor {
   public:
     explicit LineEditor(Script &user) : script(user)
     {
-        // Without a locale the terminal is taken for one of today's.
+        // Without a locale, UTF-8 is assumed.
         const char *locale = std::setlocale(LC_CTYPE, "");
         if (locale == nullptr || locale == std::string_view("C")) std::setlocale(LC_CTYPE, "C.UTF-8");
         current = this;
@@ -74,7 +74,7 @@ class LineEditor {
         sigaction(SIGINT, &action, nullptr);
         script.StopBy(interruptKey);
         script.beforeHandler = [this] {
-            if (!std::exchange(handlerRan, true)) EraseLine(); // what it prints takes the place of the line
+            if (!std::exchange(handlerRan, true)) EraseLine(); // the handler prints in its place
         };
     }
     LineEditor(const LineEditor &) = delete;
@@ -85,7 +85,8 @@ class LineEditor {
         if (!historyFile.empty()) ::history(history.get(), &event, H_SAVE, historyFile.c_str());
     }
 
-    // The next line; nothing at the end of the input. The interrupt key takes back what was typed, and what is pending.
+    // The next line; nothing at the end of the input. The interrupt key drops the line, and the lines of a pending
+    // block.
     std::optional<std::string> Read(std::string &pending)
     {
         prompt = pending.empty() ? "> " : ">> ";
@@ -105,14 +106,14 @@ class LineEditor {
         return text;
     }
 
-    // Keeps what was typed, of one line or several, to be recalled.
+    // Adds one or several lines to the history.
     void Remember(const std::string &typed)
     {
         if (typed.find_first_not_of(" \n") != typed.npos) ::history(history.get(), &event, H_ENTER, typed.c_str());
     }
 
   private:
-    // The cursor goes to where the prompt began, some rows up when the line is wrapped.
+    // Moves the cursor to the beginning of the prompt, which is some rows up when the line is wrapped.
     void EraseLine()
     {
         const LineInfoW *line = el_wline(editor.get());
@@ -123,7 +124,7 @@ class LineEditor {
         std::fputs("\r\033[J", stdout);
     }
 
-    // One turn of the host's loop; what handlers did wrong is told.
+    // One turn of the host's loop. Errors of handlers are shown.
     void TakeTurn()
     {
         handlerRan = false;
@@ -163,7 +164,7 @@ class LineEditor {
             char byte;
             auto count = read(STDIN_FILENO, &byte, 1);
             if (count <= 0) return static_cast<int>(count);
-            // Between two lines the terminal itself looks for Ctrl-D, and keeps a zero byte in its place.
+            // Between two lines the terminal itself handles Ctrl-D, and puts a zero byte in its place.
             if (wasTypedBefore && byte == '\0') byte = endOfInput;
             auto length = std::mbrtowc(key, &byte, 1, &state);
             if (length == static_cast<std::size_t>(-2)) continue;
@@ -172,7 +173,7 @@ class LineEditor {
         }
     }
 
-    // Adds what all names have in common; where that is nothing, shows them.
+    // Adds the letters that all names have in common; shows the names if there are none.
     static unsigned char CompleteWord(EditLine *editor, int)
     {
         const LineInfo *line = el_line(editor);
@@ -196,7 +197,7 @@ class LineEditor {
     HistEvent event{};
     bool interrupted = false;
     bool isFirstKey = true;  // of the line
-    bool handlerRan = false; // since the last look: what it printed is where the line was
+    bool handlerRan = false; // since the last turn: its output is where the line was
 };
 
 } // namespace
@@ -213,7 +214,7 @@ bool RunPrompt(Script &script)
     auto fail = [&](const std::string &text) {
         std::cout << std::flush;
         std::cerr << text << std::endl;
-        wentWell = editor.has_value(); // where a person sees it
+        wentWell = editor.has_value(); // a person at a terminal saw the failure
     };
     for (;;) {
         std::optional<std::string> line;

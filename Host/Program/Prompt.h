@@ -1,12 +1,12 @@
-// The lines that are typed at a terminal or come through a pipe: each is run, and its values are printed.
+// The prompt: runs each line from a terminal or a pipe, and prints its values.
 #pragma once
 
 #include "Host/Script/Lua.h"
 
 namespace host {
 
-// Runs lines until the end of the input or "exit". False when one of them failed, or the input ended in the middle of
-// something, and no person was there to see it.
+// Runs lines until the end of the input or "exit". Away from a terminal, false when a line failed or the input ended
+// before a statement was complete.
 bool RunPrompt(Script &script);
 
 } // namespace host

@@ -49,13 +49,13 @@ struct CommandLine {
     std::vector<std::string> arguments; // of the program
 };
 
-// Everything from the first word on that is no option belongs to the program.
+// The program gets everything from the first word that is no option.
 CommandLine ParseCommandLine(int count, char **words)
 {
     CommandLine line;
     bool describes = false;
     for (int found; (found = getopt_long(count, words, "+he:", longOptions, nullptr)) != -1;) {
-        if (found == '?') throw std::runtime_error("--help shows what there is"); // the rest is said already
+        if (found == '?') throw std::runtime_error("--help shows what there is"); // getopt has printed what is wrong
         if (found == 'h' || found == 'v') {
             std::fputs(found == 'h' ? usage : "vynhost " VYN_VERSION "\n", stdout);
             std::exit(0);
@@ -95,14 +95,14 @@ constexpr char told[] =
     "vynhost: SIGPIPE: the program sent on a stream whose peer has gone, which ends it. With Flags 16384\n"
     "(MSG_NOSIGNAL) the send fails with Lasterror 32 (EPIPE) instead; SendMessage on a stream has no flags.\n";
 
-// A program whose output nobody reads, as in "vynhost x.lua | head", ends without a word.
+// If nobody reads the output, as in "vynhost x.lua | head", the program ends without a message.
 bool OutputIsBroken()
 {
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
     return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
-// The signal's own way is taken when this has returned.
+// The signal takes its default action when this has returned.
 void Tell(int signal)
 {
     if (!OutputIsBroken()) {
@@ -118,7 +118,7 @@ void TellOfBrokenPipes()
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     struct sigaction before {};
     sigaction(SIGPIPE, &action, &before);
-    if (before.sa_handler == SIG_IGN) sigaction(SIGPIPE, &before, nullptr); // by whoever started the program
+    if (before.sa_handler == SIG_IGN) sigaction(SIGPIPE, &before, nullptr); // the parent process has it ignored
 }
 
 // True when the program ended well.

@@ -1,8 +1,8 @@
 // Arrays: objects whose header lies where a host of this version has it, with the elements in a storage of
 // their own.
 //
-// What the header shows is written again after every change; what this file goes by are its own two fields
-// after it. An element that is handed out carries a reference; one that is stored gets a reference of its own.
+// The header is written again after every change; this file reads only its own two fields after it. An element that
+// is handed out carries a reference; one that is stored gets a reference of its own.
 #include "Host/Runtime/Host.h"
 
 #include <algorithm>
@@ -12,11 +12,10 @@
 namespace host {
 namespace {
 
-
 constexpr unsigned int stringCode = 3, objectCode = 4, integerCode = 11;
 
-// The types of elements: name, C type, and the code by which arrays are created. No creator makes the last two, whose
-// codes are this host's own; nor is there an operation that inserts into them.
+// The types of elements: name, C type, and the code by which arrays are created. No entry creates arrays of the last
+// two, whose codes are this host's own, and none inserts into them.
 // clang-format off
 #define ELEMENT_TYPES                                                                                                  \
     ELEMENT(Int32,    std::int32_t,       0)                                                                           \
@@ -39,7 +38,7 @@ constexpr unsigned int stringCode = 3, objectCode = 4, integerCode = 11;
     FIXED  (Currency, std::int64_t,       19)
 // clang-format on
 
-// What a handle as an element is a handle of; Dead for what is no handle.
+// The kind of value of an element that is a handle; Dead for a type that is no handle.
 template <typename Element>
 constexpr Kind kindOf = std::is_same_v<Element, REALstringStruct *>   ? Kind::String
                         : std::is_same_v<Element, REALobjectStruct *> ? Kind::Object
@@ -67,7 +66,7 @@ struct NarrowHeader {
     std::int32_t dimensions, allocated, reserved, upperBound;
 };
 
-// The instance block: the storage pointer, either header, and what this file goes by.
+// The instance block: the storage pointer, either header, and this file's own fields.
 struct Block {
     unsigned char *storage;
     union {
@@ -117,7 +116,7 @@ bool Resize(Block &block, std::int64_t count)
     return true;
 }
 
-constexpr char elementUse[] = "an array's element"; // in what the ledger says
+constexpr char elementUse[] = "an array's element"; // in the ledger's messages
 
 void Destroy(REALobjectStruct *array)
 {

@@ -123,7 +123,8 @@ void Classes::AddProperties(std::vector<Property> &to, const Class *owner, std::
             std::string others = property.setter.word == 0 ? ", read-only" : "";
             if (IsHidden(property)) others += ", hidden";
             std::string remark = RemarkOn(property.flags, {kPropertyFlags, kSharedPropertyFlags}, others.c_str());
-            to.push_back({property.name, property.name + (" As " + type.name) + remark, owner, std::move(type), &property});
+            to.push_back(
+                {property.name, property.name + (" As " + type.name) + remark, owner, std::move(type), &property});
         } else {
             Finding(TextOf(property.name), "no property can be made of it");
         }

@@ -1,7 +1,7 @@
 // What the host knows of classes, modules and functions: its own and those that a plugin registers.
 //
-// The host's own classes are described by the same records as a plugin's. The records given stay where they
-// are; what is kept here points into them. A member that makes no sense is left out and noted as a finding.
+// The host's own classes are described by the same records as a plugin's. Records stay where they are, and this file
+// keeps pointers into them. An invalid member is left out and noted as a finding.
 #pragma once
 
 #include "Host/Runtime/Declarations.h"

@@ -14,7 +14,7 @@
 
 namespace host {
 
-// A value as it travels, whatever its type: a number, a handle, or a Boolean, of which the low byte counts.
+// A value of any type as it is passed: a number, a handle, or a Boolean, of which the low byte counts.
 using Word = std::int64_t;
 
 enum class TypeKind { None, Boolean, Integer, UInt16, UInt32, String, Ptr, Object };
@@ -29,7 +29,7 @@ struct Parameter {
     Type type;
     bool byref = false;     // takes no argument and gives one more result
     bool omittable = false; // by a declared default, or as an object after a byref parameter
-    bool counts = false;    // by custom, the bytes that the pointer before it points to
+    bool counts = false;    // by convention, the bytes that the pointer before it points to
     Word defaultWord = 0;   // nil is 0
     std::string defaultText{};
 };

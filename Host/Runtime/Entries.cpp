@@ -6,7 +6,7 @@
 
 namespace host {
 
-// The address of what is declared in this way and defined nowhere is null.
+// A function that is declared weak and defined nowhere has a null address.
 namespace entry {
 #define HOST_CALL_AS(result, operation, parameters, arguments, entryName) [[gnu::weak]] result operation parameters;
 #include "Host/Runtime/EntryRows.inc"

@@ -24,7 +24,7 @@ namespace entry {
 
 using Entries = std::map<std::string_view, void *>; // functions by name
 
-// All that this host has.
+// All entries of this host.
 Entries AllEntries();
 
 // The answer of the current host to a plugin; null for an entry that it has not.
@@ -33,8 +33,8 @@ void *Resolve(const char *name);
 // Failures on demand.
 class Faults {
   public:
-    // The nth call from now on throws a std::runtime_error; or, of those that have a result, gives null, 0 or false. 0:
-    // none. Its work is not done, but for that of a release, which throws afterwards.
+    // The nth call from now on throws a std::runtime_error, or, of the entries with a result, returns null, 0 or false.
+    // 0: no call fails. A call that fails does nothing; only a release is done before it throws.
     void FailEntry(long nth, bool throwing = false);
 
     // The name of the entry that failed; null while none has.
@@ -49,8 +49,8 @@ class Faults {
     const char *failed = nullptr;
 };
 
-// A function that lets the faults decide first whether the call takes place. What the host runs out of memory
-// for is missing too. A failure of one without a result can't be seen, but for that of a constructor.
+// A function that first asks the faults whether the call takes place. A call for which the host has no memory fails in
+// the same way. The failure of a function without a result can't be seen, except that of a constructor.
 template <auto function, const char *name, bool isConstructor = false>
 struct Provided;
 

@@ -107,7 +107,7 @@ REALobjectStruct *entry::PluginCallFunctionWithExceptionHandler(void (*function)
 
 unsigned long entry::REALinRuntime()
 {
-    return 1; // and not in an editor, which loads plugins too
+    return 1; // a program runs, not an editor
 }
 
 } // namespace host

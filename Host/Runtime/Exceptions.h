@@ -1,7 +1,7 @@
 // Exceptions of the program's language.
 //
-// A plugin raises one and returns; it stays pending until whoever called the plugin takes it and throws it on as
-// a C++ exception of the type below. That type is deliberately no std::exception: a plugin must take care of both.
+// A plugin raises one and returns; it stays pending until the caller of the plugin takes it and throws a C++ exception
+// of the type below. That type is deliberately no std::exception: a plugin must handle both.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostTypes.h"

@@ -70,9 +70,9 @@ std::string Host::Complaints()
     return text;
 }
 
-// Whatever a function takes, it is called with as many words as there may be. They are the caller's, and a function
-// looks at its own alone: every type of a declaration travels as a whole word, in a register or on the stack, of which
-// the low bytes count for a narrower one.
+// Every function is called with the largest number of words, and reads only its own parameters. Every type of a
+// declaration is passed as a whole word, in a register or on the stack; of a narrower type the low bytes count. The
+// caller cleans up the stack.
 Word Host::Invoke(const Function &function, const Words &words)
 {
     auto call = reinterpret_cast<Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word)>(function.address);

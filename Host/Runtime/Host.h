@@ -32,10 +32,10 @@ struct Options {
     std::map<std::string, std::size_t> offsets{}; // of instance blocks, by class; 48 otherwise
     std::vector<std::string> without{};           // entries that this host lacks
     bool bare = false;                            // lacks all but the two of start-up
-    bool ignoresBrokenPipes = true;               // whoever sends to a peer that has gone gets an error, no signal
+    bool ignoresBrokenPipes = true;               // a send to a peer that has gone fails without a signal
 };
 
-// What a function is called with: its object if it takes one, and the arguments.
+// The words of a call: the object if the function takes one, and the arguments.
 using Words = std::array<Word, 1 + mostParameters>;
 
 class Host {
@@ -91,7 +91,7 @@ class Host {
         exceptions.ThrowPending();
     }
 
-    // Leaks and errors, one a line; empty when all is well. What was released rests no longer.
+    // Leaks and errors, one a line; empty when all is well. Frees the values that were released.
     std::string Complaints();
 
     const double version;

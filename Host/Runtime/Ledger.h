@@ -1,8 +1,8 @@
-// The account of everything the host hands out: which values live, who was released twice.
+// The account of all values of the host: which values live, and which were released twice.
 //
-// Every value comes from here and goes back here. A released one rests, filled with a pattern, before its memory goes
-// back to the system: until then any use of its handle is found out and recorded, and a write into it as well. The
-// account goes by addresses alone, so that any handle can be looked up safely.
+// Every value is created and ended here. A released value is filled with a pattern and rests before its memory goes
+// back to the system: until then, any use of its handle and any write into it is noticed and recorded. The account
+// compares only addresses, so that any handle can be looked up safely.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ struct Class;
 
 enum class Kind : std::uint16_t { Dead, String, Text, Object, Dying };
 
-// What every value begins with. The two array layouts fix the place of the count.
+// The head of every value. The two array layouts fix the place of the count.
 struct Value {
     Kind kind;
     std::uint32_t encoding; // of a string
@@ -49,8 +49,8 @@ class Ledger {
     // A value with one reference and cleared bytes; null when there is no memory.
     Value *Create(Kind kind, std::size_t size, const Class *type = nullptr);
 
-    // The living value that a handle means. Null for nil and for Dead, which is no kind of handle; null with an error
-    // recorded for a handle of anything else. A dying object is an object still.
+    // The living value of a handle. Null for nil and for Dead, which is no kind of handle. Null, with an error
+    // recorded, for a handle of anything else. A dying object still counts as an object.
     Value *Find(const void *handle, Kind kind, const char *operation);
 
     void Lock(const void *handle, Kind kind, const char *operation);
@@ -69,14 +69,14 @@ class Ledger {
     // One line for each living value: its kind, its content and its references.
     std::vector<std::string> Leaks() const;
 
-    // Ends the rest of all released values: writes into them are found out now.
+    // Frees all released values, and records writes into them.
     void GiveBackResting()
     {
         while (restingCount > 0)
             GiveBackOldest();
     }
 
-    // What was done wrong with handles; the first hundred.
+    // Errors in the use of handles; the first hundred.
     const std::vector<std::string> &Errors() const { return errors; }
 
   private:

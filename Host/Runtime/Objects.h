@@ -15,10 +15,10 @@ REALobjectStruct *NewInstance(const Class &type);
 
 void Release(REALobjectStruct *object);
 
-// Takes one reference of any kind of value away, and ends what has no other. Nothing happens for nil or Dead.
+// Removes one reference of a value of any kind, and ends the value with the last one. Does nothing for nil or Dead.
 void Release(const void *handle, Kind kind, const char *operation);
 
-// Null, with an error recorded, for what is no living object.
+// Null, with an error recorded, unless this is a living object.
 const Class *ClassOf(const REALobjectStruct *object, const char *operation);
 
 // The block of this class in the object, which must be of that class.

@@ -1,4 +1,5 @@
-// The host's own classes: how their rows are written, the records of each file, and the calls that make objects of them.
+// The host's own classes: how their rows are written, the records of each file, and the calls that make objects of
+// them.
 #pragma once
 
 #include "Host/Runtime/Classes.h"

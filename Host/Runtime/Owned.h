@@ -1,4 +1,4 @@
-// The owner of one reference: what it holds is released when it goes.
+// The owner of one reference, which it releases at its end.
 #pragma once
 
 #include "Host/Runtime/Objects.h"

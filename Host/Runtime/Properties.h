@@ -29,12 +29,12 @@ Value FromWord(Word word)
     }
 }
 
-// Nothing to be released for numbers; a string or an object that is read carries a reference, one that is
-// written is borrowed. Exceptions that an accessor raises stay pending. The object is null for a shared property.
+// A string or an object that is read carries a reference; one that is written is borrowed. Exceptions that an accessor
+// raises stay pending. The object is null for a shared property.
 Word ReadProperty(REALobjectStruct *object, const Property &property);
 void WriteProperty(REALobjectStruct *object, const Property &property, Word value);
 
-// Change the references of what the word is a handle of; nothing happens for other types.
+// Change the references of the value whose handle the word is; do nothing for other types.
 void LockWord(TypeKind kind, Word word);
 void ReleaseWord(TypeKind kind, Word word);
 

@@ -20,7 +20,7 @@ struct Encoding {
     const char *name;
     std::size_t unit;
 };
-// By the host's own numbers: a wrong one in the library is noticed.
+// The numbers are written out here, so that a wrong one in the library is noticed.
 constexpr Encoding encodings[] = {
     {0x0600, "ASCII", 1},      {0x08000100, "UTF-8", 1}, {0x0100, "UTF-16LE", 2},  {0x0C000100, "UTF-32LE", 4},
     {0x0201, "ISO-8859-1", 1}, {0x0500, "CP1252", 1},    {0x0000, "MACINTOSH", 1},
@@ -33,7 +33,7 @@ const Encoding *FindEncoding(unsigned int code)
     return found != std::end(encodings) ? &*found : nullptr;
 }
 
-// How much to leave out where a conversion stopped: one unit, and in UTF-8 the rest of its sequence.
+// How many bytes to skip where a conversion stopped: one unit, and in UTF-8 the rest of its sequence.
 std::size_t BadLength(std::string_view bytes, const Encoding &encoding)
 {
     auto length = std::min(encoding.unit, bytes.size());

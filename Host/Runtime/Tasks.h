@@ -1,7 +1,7 @@
 // Background tasks and the host's loop.
 //
-// Each turn of the loop runs every task once. The period that a plugin asks for is kept but asks for nothing:
-// between turns in which no event fired the loop rests for about a millisecond.
+// Each turn of the loop runs every task once. The period that a plugin asks for is kept but has no effect: after a turn
+// in which no event fired, the loop rests for about a millisecond.
 #pragma once
 
 #include <functional>

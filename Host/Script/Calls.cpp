@@ -1,5 +1,5 @@
-// Calls of a plugin's functions from Lua: the declaration of a function says how the arguments of a call become words,
-// and what comes back of them.
+// Calls of a plugin's functions from Lua. The declaration of a function says how the arguments become words, and which
+// of them come back as results.
 #include "Host/Script/Members.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ bool IsGiven(lua_State *state, const Parameter &parameter, int argument, int top
     return argument <= top && !(parameter.omittable && lua_isnil(state, argument));
 }
 
-// What one call works on. What came back and was not handed on to the program is released with it.
+// The data of one call. At its end it releases results that were not handed to the program.
 class Frame {
   public:
     explicit Frame(const Function &called) : function(called) {}
@@ -72,11 +72,11 @@ class Frame {
         return word;
     }
 
-    // By custom a pointer is followed by the number of bytes it points to: what the memory block has at most.
+    // By convention, the number after a pointer says how many bytes it points to: at most the size of the memory block.
     static void CheckCount(lua_State *state, Word count, int pointer)
     {
         const Proxy *block = ToProxy(state, pointer);
-        if (block == nullptr) return; // nil, or an address: the plugin has to cope
+        if (block == nullptr) return; // nil, or an address: the plugin must handle it
         auto view = ViewOf(block->object);
         if (view.size < 0 || (count >= 0 && count <= view.size)) return;
         throw Mistake(std::to_string(count) + " bytes were asked for of the " + std::to_string(view.size) +

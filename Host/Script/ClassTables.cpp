@@ -1,8 +1,8 @@
-// What is registered, as a program sees it: a class is a table that makes objects when it is called, a module a
-// table, a function a global. All of it comes from the records.
+// What a program sees of the registered records: a class is a table that makes objects when it is called, a module is a
+// table, a function is a global.
 //
-// The tables in Lua hold, by the name of the member: a function for a method, the value of a constant, and a pointer
-// to a Member for what is read or assigned through code.
+// The tables in Lua hold, by the name of the member: a function for a method, the value of a constant, and a pointer to
+// a Member for a property or an event.
 #include "Host/Script/Members.h"
 
 #include <map>
@@ -35,7 +35,7 @@ struct MemberTable {
         return *member;
     }
 
-    // Forms of one name become one method.
+    // Methods of one name become one function.
     void AddFunction(const Function &function)
     {
         Member &member = Named(function.name);
@@ -113,7 +113,7 @@ void OpenClass(lua_State *state, const Class &type)
     table.Add(type.sharedProperties, &Member::property);
     lua_newtable(state);
     lua_newtable(state);
-    ofObjects.SetFields(); // for help, and for words on how they are used
+    ofObjects.SetFields(); // for help, and for messages on their use
     table.SetFields();
     for (const Constant &constant : type.constants) {
         if (lua_stringtonumber(state, constant.value.c_str()) == 0) PushBytes(state, constant.value);

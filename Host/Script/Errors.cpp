@@ -10,7 +10,7 @@ namespace {
 // The metatable of host exceptions, by its address in the registry.
 constexpr char exceptionKey = 0;
 
-constexpr char rootClass[] = "RuntimeException"; // says nothing that a text needs
+constexpr char rootClass[] = "RuntimeException"; // its name is not shown
 
 bool IsException(lua_State *state, int index)
 {
@@ -87,7 +87,7 @@ int Locate(lua_State *state)
     luaL_traceback(state, state, nullptr, 1);
     lua_pushstring(state, "traceback");
     lua_insert(state, -2);
-    lua_rawset(state, -3); // the table may be one that the program has changed
+    lua_rawset(state, -3); // raw: the program may have changed the table
     if (isSpoken) SetText(state, "spoken", "yes");
     return 1;
 }

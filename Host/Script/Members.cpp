@@ -19,7 +19,7 @@ std::string MemberText(lua_State *state)
     return std::string(lua_tostring(state, lua_upvalueindex(2))) + "." + KeyText(state);
 }
 
-// What was read or assigned is no such member; the prelude says why, and what may have been meant.
+// There is no such member to read or assign. The prelude makes the message, with the name that may have been meant.
 [[noreturn]] void Refuse(lua_State *state, bool assigns)
 {
     PushPrelude(state, "explain");
@@ -192,7 +192,7 @@ int Construct(lua_State *state)
     try {
         if (constructor != nullptr) CallFunction(state, *constructor, constructor->methods, object.Get(), 2);
     } catch (Exception &failure) {
-        // The library's words are the same whatever the system said.
+        // The library's message is the same for every reason.
         if (int reason = errno; reason != 0)
             failure.message += " (" + ErrorText(reason) + (reason == EPERM ? "; root or CAP_NET_RAW is needed)" : ")");
         throw;

@@ -1,4 +1,4 @@
-// What reads, assigns and calls the members of classes, objects and modules. Upvalues tell each what it works on.
+// The functions that read, assign and call the members of classes, objects and modules. Upvalues name their subjects.
 #pragma once
 
 #include "Host/Script/Values.h"
@@ -7,8 +7,8 @@ namespace host {
 
 using Overloads = std::vector<const Function *>;
 
-// What is behind a name in the tables of a class, an object or a module: a property, an event, or functions, of which
-// those that assign serve an assignment.
+// The entry of a name in the tables of a class, an object or a module: a property, an event, or functions, some of
+// which serve an assignment.
 struct Member {
     std::string name;  // with its class, for messages
     const Class *type; // of the objects that it is a member of; null when it takes none

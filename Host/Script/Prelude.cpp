@@ -1,4 +1,4 @@
-// What the prelude is given: the classes that are registered, the reference, and what Lua alone can't do.
+// The prelude gets from here: the registered classes, the reference, and functions that Lua alone can't have.
 #include "Host/Script/Members.h"
 
 #include <sys/ioctl.h>

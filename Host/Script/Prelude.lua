@@ -1,5 +1,5 @@
--- The part of the host that is written in Lua: what is said of mistakes, help, completion, descriptions, timers, and
--- values as the prompt shows them. The place of a mistake is never here, but in the program.
+-- The part of the host that is written in Lua: messages about mistakes, help, completion, descriptions, timers, and how
+-- the prompt shows values. A message never names a place in this file, but the one in the program.
 local native, reference = ...
 local host, type, rawget, globals = host, type, rawget, _G
 local concat, sort, min, max = table.concat, table.sort, math.min, math.max
@@ -24,8 +24,8 @@ local function membersOf(name)
   return all
 end
 
--- The text in small letters, and what is left of it without any one letter. Two texts that have one of these in common
--- differ in a letter, or in the order of two.
+-- The text in small letters, and each text that is left when one letter is removed. Two texts with one of these in common
+-- differ in one letter, or in the order of two.
 local function variants(text)
   local small = text:lower()
   local set = { [small] = true }
@@ -55,7 +55,7 @@ function prelude.hint(message)
   return name and suggestion(name, globals) or ""
 end
 
--- Why a member of a class or its objects can't be read, or assigned to, and what there is instead.
+-- Why a member of a class or its objects can't be read or assigned to, and which member to use instead.
 function prelude.explain(owner, name, assigns)
   local names, what = {}, owner .. "." .. name
   for _, member in ipairs(membersOf(owner)) do
@@ -73,7 +73,7 @@ function prelude.explain(owner, name, assigns)
   return "there is no member " .. what .. (meant ~= "" and meant or "; help(" .. owner .. ") lists those there are")
 end
 
--- Functions have no other text than how they are called, so that one which was taken for a property says so.
+-- The text of a function says how it is called: a program that took it for a property prints this.
 debug.setmetatable(print, {
   __tostring = function(value)
     local name, takesObject = native.nameOf(value)
@@ -132,7 +132,7 @@ local function columns(words)
   return concat(lines, "\n") .. "\n"
 end
 
--- The words under the headings that the name means, and all headings; a member's name alone is meant in every class.
+-- The texts under the headings that match the name, and all headings. A member's name alone matches in every class.
 local function wordsOf(name)
   local key, lines, names, paragraph, isMeant, isCode = name:lower(), {}, {}, nil, false, false
   local function start(text)
@@ -169,7 +169,7 @@ function globals.help(...)
   print(words)
 end
 
--- What is to be added to the line, or else the names that it may go on with. No code of the program runs.
+-- The letters to add to the line, and the names that may follow. No code of the program runs.
 function prelude.complete(line)
   local path, mark, beginning = line:match("([%w_.]*)([.:])([%w_]*)$")
   beginning = beginning or line:match("[%w_]*$")
@@ -224,8 +224,8 @@ local function quote(text)
   return shown .. (#text > mostBytes and ("... (%d bytes)"):format(#text) or "")
 end
 
--- A table or an object is shown with what it has, one level deep. Only plain fields of an object are read: other
--- properties are operations, which change Lasterror.
+-- A table or an object is shown with its fields, one level deep. Only plain fields of an object are read: other properties
+-- are operations, which change Lasterror.
 local function show(value, isInside)
   local kind, class, fields, inOrder = type(value), native.nameOf(value), {}, {}
   if kind == "string" then return quote(value) end
@@ -266,7 +266,7 @@ local function start(seconds, run, again)
   return function() timers[timer] = nil end
 end
 
--- What they return cancels them.
+-- Calling the result cancels the timer.
 function host.after(seconds, run) return start(seconds, run) end
 function host.every(seconds, run) return start(seconds, run, true) end
 

@@ -6,7 +6,7 @@ namespace {
 constexpr char proxyMark = 0;
 constexpr char proxiesKey = 0; // of the proxies of objects, by handle
 
-// The host's memory for a proxy's object is not seen by Lua, which is told of about this much.
+// Lua doesn't see the host's memory for a proxy's object. It is told about this many bytes instead.
 constexpr int kilobytesBehindProxy = 1;
 
 // True for a number without a fraction.

@@ -1,8 +1,8 @@
 // The C library's allocator, with every block at a multiple of 64.
 //
-// Where a payload or a receive buffer begins decides what a system call on it costs: some places in a page are up to
-// three times as slow as others. Blocks of sizes that are multiples of 64 keep the addresses of all that follow alike,
-// for whatever is compared.
+// The address of a payload or a receive buffer decides how long a system call on it takes: at some places in a page, up
+// to three times as long as at others. Blocks whose sizes are multiples of 64 keep all later addresses at multiples of
+// 64, the same for everything that is compared.
 #include <cstdint>
 #include <cstdlib>
 
@@ -13,14 +13,14 @@ void *__libc_realloc(void *block, std::size_t size);
 }
 
 static constexpr std::size_t kLine = 64;
-static constexpr std::size_t kHeader = 8; // before each block, and part of its size
+static constexpr std::size_t kHeader = 8; // before each block, included in its size
 
 static std::size_t Rounded(std::size_t size)
 {
     return (size + kHeader + kLine - 1) / kLine * kLine - kHeader;
 }
 
-// Small blocks fill the heap up to the first place of that kind. They stay.
+// Fills the heap with small blocks, which stay, up to the first multiple of 64.
 static bool Align()
 {
     constexpr std::size_t kSmallest = 32;

@@ -1,7 +1,7 @@
-// Reading the elements of a host array one by one, each way that there is, beside a vector. Times are for an element.
+// Reading the elements of a host array one by one in every possible way, beside a vector. Times are for an element.
 //
-// The short way asks the host for the array's bound alone, which is the limit; what the library does where it does not
-// recognise the layout of arrays is the host's way.
+// The short way calls the host only for the array's bound, which is the limit. The host's way is what the library does
+// where it does not recognise the layout of arrays.
 #include "Benchmarks/Bench.h"
 #include "Benchmarks/PlainArrays.h"
 
@@ -23,7 +23,7 @@ static void TimeIndices(benchmark::State &state, Body body)
         });
 }
 
-// An array of one type, in direct access or not.
+// An array of one type, whose layout the library recognises or not.
 template <typename Array, Array *(*create)(long)>
 struct Elements {
     explicit Elements(bool hidden = false)

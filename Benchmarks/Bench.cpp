@@ -24,7 +24,7 @@ void Require(bool condition, const char *message)
 
 void RequireAligned(const void *bytes)
 {
-    if (*kRowPrefix != 0) return; // the stand-in host's heap is not kept so
+    if (*kRowPrefix != 0) return; // the stand-in host's heap is not aligned
     Require(reinterpret_cast<std::uintptr_t>(bytes) % 64 == 0, "bytes do not begin at a multiple of 64");
 }
 
@@ -171,7 +171,7 @@ void BareSelect::Look(int fd)
     timeval noTime = {0, 0};
     int ready = select(fd + 1, set(read), set(write), set(except), &noTime);
     read[word] = write[word] = except[word] = 0;
-    Require(ready > 0, "select failed"); // it can be written to
+    Require(ready > 0, "select failed"); // the socket is writable
 }
 
 void AllowManyDescriptors()
@@ -182,7 +182,7 @@ void AllowManyDescriptors()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// --- what is run ---------------------------------------------------------------------------------------------
+// --- the rows ------------------------------------------------------------------------------------------------
 
 namespace {
 

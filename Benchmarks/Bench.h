@@ -1,4 +1,4 @@
-// What the measurements share: the host they run on, look-up of the library's functions, sockets, timing.
+// Shared by all measurements: the host, look-up of the library's functions, sockets, timing.
 //
 // A measurement is called "row/kind/case". All kinds of one row and case do the same work: "ours", the "limit",
 // the peers. They run one right after the other, and report.py makes ratios of them. A call that fails ends the
@@ -21,7 +21,7 @@ namespace bench {
 // Ends the program with this message unless the condition holds.
 void Require(bool condition, const char *message);
 
-// The same unless a system call's bytes begin at a multiple of 64, as all of the plain host's heap do
+// Ends the program unless the bytes for a system call begin at a multiple of 64, as all blocks of the plain host do
 // (AlignedHeap.cpp).
 void RequireAligned(const void *bytes);
 
@@ -77,7 +77,7 @@ Function Method(const char *className, const char *declaration)
 
 inline const std::vector<long> kDatagramSizes = {16, 512, 1400, 8192, 32768, 65507};
 
-// How many datagrams of this size are in flight: the default buffer keeps some more of them.
+// How many datagrams of this size are in flight. The default buffer holds more.
 constexpr int BatchOf(long size)
 {
     return static_cast<int>(std::clamp(100'000 / size, 1L, 40L));
@@ -85,7 +85,7 @@ constexpr int BatchOf(long size)
 
 sockaddr_in Loopback(int port);
 
-// A UDP socket on a free port of loopback, without anything around it. It never waits.
+// A UDP socket on a free port of loopback. It never waits.
 class BareSocket {
   public:
     BareSocket();
@@ -96,7 +96,7 @@ class BareSocket {
     // Sends one batch of datagrams of this size.
     void Fill(int toPort, long size) const;
 
-    // Takes all that is queued off, which must be one batch of datagrams of this size, or nothing.
+    // Empties the queue, which must hold one batch of datagrams of this size, or nothing.
     void Drain(long size) const;
 
     int fd;
@@ -107,7 +107,7 @@ class BareSocket {
 struct LibrarySocket {
     LibrarySocket();
 
-    // Its property of that name, which every program may write.
+    // Its property Handle, which programs may write.
     std::int64_t &Handle() const;
 
     Object object;
@@ -125,8 +125,8 @@ struct Received {
     sockaddr_in from;
 };
 
-// A quiet select without waiting on the three sets of one descriptor. The sets are as large as the highest descriptor
-// needs, and no more of them is touched than the one bit: select writes the rest itself.
+// A select on one descriptor, in three sets, without waiting. The sets are as large as the highest descriptor needs.
+// Only the word of the descriptor is written: select writes the rest itself.
 class BareSelect {
   public:
     explicit BareSelect(int highest);
@@ -141,8 +141,8 @@ void AllowManyDescriptors();
 
 // --- timing --------------------------------------------------------------------------------------------------
 
-// The median time of a batch for each of the `count` things that it does, after batches that only warm up. What is
-// needed before a batch is not timed.
+// The median time of a batch, divided by the `count` of its operations, after batches that only warm up. The
+// preparation of a batch is not timed.
 template <typename Prepare, typename Batch>
 void TimeBatches(benchmark::State &state, int count, Prepare prepare, Batch batch)
 {
@@ -161,7 +161,7 @@ void TimeBatches(benchmark::State &state, int count, Prepare prepare, Batch batc
     }
 }
 
-// The same where a batch is the body, called once for each thing.
+// The same for a batch that calls the body `count` times.
 template <typename Prepare, typename Body>
 void TimeEach(benchmark::State &state, int count, Prepare prepare, Body body)
 {
@@ -171,14 +171,14 @@ void TimeEach(benchmark::State &state, int count, Prepare prepare, Body body)
     });
 }
 
-// A measurement gets its case: bytes, or whatever the row counts.
+// A measurement gets its case: a number of bytes, sockets or elements.
 using Measurement = void (*)(benchmark::State &, long);
 
-// How a measurement is timed: over as many turns of its loop as Google Benchmark finds fit, after a warm-up; by
-// batches, as above; over 50 turns of a loop that rests in each.
+// How a measurement is timed: over as many turns of its loop as Google Benchmark chooses, after a warm-up; by batches,
+// as above; over 50 turns of a loop that rests in each.
 enum class Timing { kLoop, kBatches, kResting };
 
-// The measurement is to run once for each case. Result: true, so that each file can register its rows from a variable.
+// Adds a measurement that runs once for each case. Result: true, so that a file can register its rows by a variable.
 bool Register(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases,
               Timing timing = Timing::kLoop);
 inline bool RegisterBatched(const char *row, const char *kind, Measurement measurement, const std::vector<long> &cases)
@@ -186,8 +186,8 @@ inline bool RegisterBatched(const char *row, const char *kind, Measurement measu
     return Register(row, kind, measurement, cases, Timing::kBatches);
 }
 
-// Runs what was registered, row by row and case by case, the kinds of each in random order. The arguments are
-// Google Benchmark's.
+// Runs the measurements row by row and case by case, with the kinds of each in random order. The arguments are Google
+// Benchmark's.
 void RunAll(int count, char **arguments);
 
 } // namespace bench

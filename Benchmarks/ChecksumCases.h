@@ -1,4 +1,4 @@
-// What is summed by ours and by the peer.
+// The bytes that the library and the peer sum.
 #pragma once
 
 #include <string>

@@ -1,3 +1,3 @@
-// The least that can be loaded: a library whose start-up does nothing.
+// The smallest plugin: its start-up does nothing.
 
 extern "C" void REALPluginMain(void *(*)(const char *)) {}

@@ -1,5 +1,5 @@
-// Runs the measurements of what no member of the library exposes by itself. This program links the library's object
-// files instead of loading the library: the same code, compiled the same way. It never loads the library beside them.
+// Runs the measurements of functions that no member exposes by itself. This program links the library's object files,
+// the same code compiled the same way, and never loads the library.
 #include "Benchmarks/Bench.h"
 
 int main(int count, char **arguments)

@@ -1,4 +1,4 @@
-// The plain host's arrays: an object whose data are the header, and the elements in a storage of their own.
+// The plain host's arrays: an object whose instance data are the header, and a separate storage of elements.
 #include "Benchmarks/PlainArrays.h"
 #include "Benchmarks/Bench.h"
 
@@ -34,7 +34,8 @@ void DestroyArray(REALobjectStruct *object)
 void *CreateArray(unsigned int typeCode, long upperBound)
 {
     auto array = reinterpret_cast<Array *>(entries.newInstance("Array"));
-    array->elements = std::calloc(static_cast<std::size_t>(upperBound + 1), sizeof(std::int64_t)); // none is larger
+    array->elements =
+        std::calloc(static_cast<std::size_t>(upperBound + 1), sizeof(std::int64_t)); // no element is larger
     array->dimensions = layoutIsHidden ? 0 : 1;
     array->allocated = upperBound + 1;
     array->upperBound = static_cast<std::int32_t>(upperBound);

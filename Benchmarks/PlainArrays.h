@@ -7,10 +7,10 @@ namespace bench {
 
 extern REALclassDefinition arrayClass;
 
-// Null for an entry that is none of arrays.
+// Null unless this is an entry for arrays.
 void *FindArrayEntry(const char *name);
 
-// Whether arrays made from now on have headers in which the library does not recognise the layout.
+// Makes headers of later arrays unrecognisable to the library, or recognisable again.
 void HideArrayLayout(bool hidden);
 
 } // namespace bench

@@ -1,4 +1,4 @@
-// The plain host of the measurements: the small one in C, whose account is three counts, and arrays.
+// The plain host: the small host in C, which keeps only three counts, and arrays.
 #include "Benchmarks/Bench.h"
 #include "Benchmarks/PlainArrays.h"
 #include "Examples/host.h"

@@ -1,4 +1,4 @@
-// Polling: one quiet socket, many of them, an idle loop, and a datagram that comes by event. All beside bare selects.
+// Polling: one quiet socket, many sockets, an idle loop, and a datagram by event. All beside bare selects.
 #include "Benchmarks/Bench.h"
 #include "Examples/host.h"
 
@@ -8,7 +8,7 @@
 
 using namespace bench;
 
-// That many sockets. They are kept from one measurement to the next, so that all kinds look at the same descriptors.
+// This many sockets. They are kept from one measurement to the next, so that all kinds poll the same descriptors.
 static const std::vector<std::unique_ptr<LibrarySocket>> &Population(long count)
 {
     static std::vector<std::unique_ptr<LibrarySocket>> sockets;
@@ -19,13 +19,13 @@ static const std::vector<std::unique_ptr<LibrarySocket>> &Population(long count)
     return sockets;
 }
 
-// --- one quiet socket: the case is the descriptor's number, 0 for the one that the system gives ----------------
+// --- one quiet socket: the case is the descriptor's number, 0 for the number that the system gives -------------
 
 // Moves a descriptor to this number; 0 leaves it where it is. Result: its number.
 static int MoveDescriptor(int fd, long number)
 {
     if (number == 0) return fd;
-    Population(0); // a socket of it may have the number
+    Population(0); // one of its sockets may have the number
     int moved = dup2(fd, static_cast<int>(number));
     Require(moved == number, "the system does not allow so high a descriptor");
     close(fd);

@@ -24,7 +24,7 @@ __attribute__((target("avx2"))) static __m256i Load(const char *data)
     return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data));
 }
 
-// Two loads a turn, for a plain loop of one is bound by its own counting. The last 32 bytes may overlap those before.
+// Two loads a turn: with one, counting would take longer than loading. The last 32 bytes may overlap those before.
 __attribute__((target("avx2"))) static bool AnyTopBitAVX2(const char *data, std::size_t count)
 {
     constexpr std::size_t kWidth = 32;

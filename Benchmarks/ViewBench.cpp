@@ -1,4 +1,4 @@
-// The views of short host values that the library's functions take, beside the host calls that they can't do without.
+// Views of short host values, beside the host calls that every view needs.
 #include "Benchmarks/Bench.h"
 
 #include "Source/Utility/rbData.h"
@@ -59,7 +59,7 @@ static void AskBlock(benchmark::State &state, long)
 
 // --- texts -----------------------------------------------------------------------------------------------------
 
-// The source is in UTF-8. These are the views that members ask for.
+// The views of texts that members take. The sources are in UTF-8.
 template <const std::string *content, auto get>
 static void ViewText(benchmark::State &state, long)
 {

@@ -1,4 +1,4 @@
-"""Runs what measures, several rounds, and collects the times. In a round, what is compared runs side by side.
+"""Runs the measuring programs for several rounds, and collects the times.
 
 A result maps (row, case) to its kinds, and each kind to its times in nanoseconds, one a round. `idle` has percents of a
 core in place of times, and `load pages` a number of pages. Kinds whose package is not installed are left out.
@@ -34,7 +34,7 @@ def add(result, row, case, kind, time):
 
 
 def measure_programs(result, names):
-    """A fresh process for each round; in it the kinds of a row and case follow each other."""
+    """A fresh process for each round, in which the kinds of a row and case follow each other."""
     for rows, command in PROGRAMS.items():
         wanted = [row for row in rows if row in names]
         if not wanted:

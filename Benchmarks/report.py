@@ -1,4 +1,4 @@
-"""Prints what the library's work costs beside its limits and its peers, and whether the aims are met.
+"""Prints the cost of the library's work beside its limits and its peers, and whether the aims are met.
 
     ./bench [--json FILE] [--page [--anyway]] [NAME...]   measure everything, or the rows named
     ./bench chart FILE                                    draw Docs/performance.svg from a --json file
@@ -25,7 +25,7 @@ SMALL = (16, 512, 1400)  # bytes of the datagrams that the aims are for
 ELEMENT = {"limit": 3, "host's way": None, "base pointer": None, "vector": None}  # nanoseconds above the limit
 
 # Row: the highest ratio aimed for to each of its other kinds, one for all cases or one for each; None where there
-# is no aim. "limit" is what can't be beaten, and has columns of its own.
+# is no aim. "limit" is the least that the work needs, and has columns of its own.
 AIMS = {
     "send": {"limit": dict.fromkeys(SMALL, 1.05), "Asio": dict.fromkeys(SMALL, 1), "libuv": None},
     "read": {"limit": dict.fromkeys(SMALL, 1.08) | {8192: 1.20, 32768: 1.20, 65507: 1.25},
@@ -54,7 +54,7 @@ HEADS = ["what", "case", "ours", "limit", "ratio", "aim", "", "ours to the other
 
 
 def is_above(row, kind):
-    """Whether nanoseconds above the other are told, and not the ratio to it."""
+    """Whether the figure is in nanoseconds above the other kind, not a ratio."""
     return AIMS[row] is ELEMENT and kind == "limit"
 
 
@@ -88,7 +88,7 @@ def verdict(value, aim):
 
 
 def verdicts(row):
-    """Of each aim of the row, by what is compared with."""
+    """The verdict on each aim of the row, by kind."""
     return {kind: verdict(ratio, aim_of(row, kind)) for kind, ratio in row["ratios"].items()}
 
 
@@ -107,7 +107,7 @@ def as_ratio(ratio):
 
 
 def compared(row, kind):
-    """One of the others in a few words."""
+    """The ratio to one of the others, in words."""
     ratio, aim = row["ratios"][kind], aim_of(row, kind)
     if aim is None:
         return f"{kind} {as_ratio(ratio)}"
@@ -141,18 +141,18 @@ def as_markdown(rows):
 
 
 def summary(rows, names):
-    """How many aims are met, and what could not be compared."""
+    """How many aims are met, and which peers were left out."""
     found = [met for row in rows for met in verdicts(row).values() if met]
     text = f"{found.count('met')} of {len(found)} aims are met."
     wanted = {kind for row, kinds in AIMS.items() if row.split()[0] in names for kind in kinds}
     missing = sorted(kind for kind in wanted & PACKAGES.keys() if not any(kind in row["ratios"] for row in rows))
     if missing:
-        text += " Left out, for want of a package: " + ", ".join(f"{kind} ({PACKAGES[kind]})" for kind in missing) + "."
+        text += " Left out, without their packages: " + ", ".join(f"{kind} ({PACKAGES[kind]})" for kind in missing) + "."
     return text
 
 
 def machine(load):
-    """What it runs on, and how busy that was before."""
+    """The processor, the system, and its load before the run."""
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8"))
     system = ".".join(platform.release().split(".")[:2])
     return (f"{model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {system}, "
@@ -190,7 +190,7 @@ def parse():
 
 
 def wait_until_quiet():
-    """Building what measures was load too, which takes some minutes to fade."""
+    """The load of the build takes some minutes to fade."""
     for _ in range(MINUTES * 6):
         if os.getloadavg()[0] <= QUIET:
             return

@@ -1,10 +1,10 @@
--- What many sockets in one program of the stand-in host cost: memory for each, and the share of a core when idle.
+-- The cost of many sockets in one program on the stand-in host: memory for each, and the share of a core when idle.
 --
 --   build/vynhost Benchmarks/scale.lua [LIMIT]      no more sockets than LIMIT; 10,000 when left out
 --
--- Each socket gets one datagram and must have its event, exactly once; the exit status is 1 unless all did. Then all
--- are quiet. Memory is that of the process: Lua's and the host's share included.
--- As many descriptors must be allowed (ulimit -n), or the table ends earlier and says so.
+-- Each socket gets one datagram and must have its event exactly once; otherwise the exit status is 1. Then all are
+-- quiet. Memory is that of the process, with Lua's and the host's share. The system must allow as many descriptors
+-- (ulimit -n); otherwise the table ends earlier and says so.
 
 local LIMIT = math.tointeger(tonumber((...) or 10000)) or error("usage: scale.lua [LIMIT]", 0)
 local BURST = 100 -- datagrams in flight; each goes to another socket
@@ -18,7 +18,7 @@ end
 local sender = UDPSocketVYN()
 local sockets, fired = {}, {}
 
--- Up to that many sockets; false when the system allows no more.
+-- Opens sockets up to this count; false when the system allows no more.
 local function grow(count)
   for i = #sockets + 1, count do
     local made, socket = pcall(UDPSocketVYN)
@@ -39,7 +39,7 @@ local function grow(count)
   return true
 end
 
--- One datagram to each; answers how many sockets had other than one event.
+-- Sends one datagram to each. Result: how many sockets did not have exactly one event.
 local function missing()
   for i = 1, #sockets do
     fired[i] = 0

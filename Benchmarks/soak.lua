@@ -2,10 +2,10 @@
 --
 --   build/vynhost Benchmarks/soak.lua [COUNT]       COUNT is 10,000,000 when left out
 --
--- Everything about datagram number n follows from n: its size, and its bytes, which begin with n itself. So the
--- receiving side knows what must come, and after a gap where it goes on. Never are more than 200 small ones or one
--- large one in flight: more, and the system may drop some of them rightly. The exit status is 1 unless nothing was
--- lost, nothing was wrong, each burst was told as sent once, and neither references nor memory grew after the warm-up.
+-- The size and the bytes of datagram number n follow from n, and the bytes begin with n. So the receiving side knows
+-- which datagram must come next, and after a gap where it goes on. At most 200 small datagrams or one large one are in
+-- flight: the system may drop more. The exit status is 0 if none was lost, none was wrong, each burst had one
+-- SendComplete, and neither references nor memory grew after the warm-up; else 1.
 
 local COUNT = math.tointeger(tonumber((...) or 10000000)) or error("usage: soak.lua [COUNT]", 0)
 local WARM_UP = math.min(COUNT // 2, 2000000) -- the host keeps what was released for a while
@@ -42,7 +42,7 @@ local port = receiver.LocalPort
 local sent, awaited = 0, 1 -- the last number sent, and the next to come
 local lost, wrong = 0, 0
 
--- What came instead of the awaited one: a later one, when others are lost, or nothing that was ever sent.
+-- Another datagram than the awaited one came: a later one, because others are lost, or one that was never sent.
 local function notAwaited(data)
   local n = #data >= 8 and string.unpack("<i8", data) or 0
   if n > awaited and n <= sent and data == contents(n) then
@@ -80,7 +80,7 @@ local function allCame()
   return awaited > sent
 end
 
--- One burst of small ones up to the next large one, or that one; and all of it read.
+-- Sends small datagrams up to the next large one, or the large one, and reads all of them.
 local function burst()
   bursts = bursts + 1
   repeat

@@ -12,8 +12,8 @@ if [[ ! -f $machine/system.cpio ]]; then
   echo "downloading a kernel and a small system"
   rm -rf $machine/root
   mmdebstrap --quiet --variant=extract --architectures=arm64 \
-    --include=busybox-static,iproute2,libc-bin,libc6-dbg,libedit2,libstdc++6,python3,python3-pexpect,socat,valgrind \
-    --include=linux-image-arm64 \
+    --include=binutils,busybox-static,iproute2,libc-bin,libc6-dbg,libedit2,libstdc++6,perl-base,python3 \
+    --include=python3-pexpect,socat,valgrind,linux-image-arm64 \
     bookworm $machine/root $(ls /etc/apt/sources.list /etc/apt/sources.list.d/*.{list,sources} 2>/dev/null)
   mv $machine/root/boot/vmlinuz-* $machine/kernel
   rm -rf $machine/root/{boot,lib/modules,usr/share/{doc,man,locale},var}

@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
-"""Says which lines of the library the tests did not reach, and whether each of them is known.
+"""Compares the lines of the library that no test reached with a list of known ones.
 
-    Tools/coverage.py COUNTS EXCEPTIONS        what `gcovr --json` wrote, and the list of known lines
+    Tools/coverage.py COUNTS EXCEPTIONS        the output of `gcovr --json`, and the list
 
-The list has a reason on a line of its own that begins with "#", and below it the lines that it holds for: the file, a
-colon and the line of code as it is there. A line that was not reached and is not listed is an error, and so is one that
-is listed and was reached after all.
+The list has a reason on a line that begins with "#", and below it the lines for which it holds: the file, a colon and
+the line of code. A line that was not reached and is not listed is an error; so is a line that is listed and reached.
 """
 import json
 import pathlib
@@ -18,7 +17,7 @@ def listed_lines(text):
 
 
 def unreached(files):
-    """Each line that no test took."""
+    """Each line that no test reached."""
     missing = set()
     for file in files:
         source = pathlib.Path(file["file"]).read_text(encoding="utf-8").splitlines()

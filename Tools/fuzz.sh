@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Runs each fuzzer for some seconds on its seeds, two at a time; a failing input is kept in build/sanitize.
+# Runs each fuzzer for some seconds on its seeds, two at a time. Keeps a failing input in build/sanitize.
 #   Tools/fuzz.sh [SECONDS]        30 by default
-# Inputs that found something new become seeds when FUZZ_KEEP=1.
+# With FUZZ_KEEP=1, inputs that reach new code become seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# Runs one fuzzer, and says how many inputs it tried.
+# Runs one fuzzer, and prints how many inputs it tried.
 fuzz() {
   local program=$1 seconds=$2
   local name=${program##*/}

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes what a host's author needs: the header vynhost.h, and Docs/host.md with what a run of a small host shows.
+"""Makes the files for authors of hosts: the header vynhost.h, and Docs/host.md with the output of a small host.
 
     Tools/host_page.py [--check] [RUN...] HOST LIBRARY
 
 HOST is the program of Examples/host_main.c, LIBRARY the built plugin; RUN is an emulator, if they need one. With
 --check nothing is written, and a stale file is a failure. The compiler (CXX, else c++) reads the tables and records.
 
-Docs/host.txt: "@@ NAME" is where a made part of the page goes. After the last part come the words of the entries:
+Docs/host.txt: "@@ NAME" is the place of a made part of the page. After the last part come the texts of the entries:
 "@ NAME [thread]", what the host and the library owe each other, and after "Without: " what is lost on a host that
-lacks the entry. An entry of the tables without words is one that nothing asks for.
+lacks the entry. The library never asks for an entry that has no text.
 """
 import os
 import pathlib
@@ -26,7 +26,7 @@ TEMPLATE, HEADER = ROOT / "Include/vynhost.h.in", ROOT / "Include/vynnetwork/vyn
 LOSSES = ROOT / "Source/Plugins/HostCheck/EntryLosses.inc"
 FIELD = re.compile(r"    (.+?)(\w+)(\)\([^)]*\)|\[\d+\])?(?: = [^;]+)?;\s*(?:// (.*))?$")
 
-# A program that prints the rows of the tables and where the fields of the records are.
+# A program that prints the rows of the tables and the offsets of the fields of the records.
 PRINTER = """
 #include "Source/SDK/GlueCode/HostRecords.h"
 #include <cstdio>
@@ -68,7 +68,7 @@ class Words(typing.NamedTuple):
 
 
 def read_records():
-    """Of each record that is none of another's, its fields: (C type, name, comment); and the rows of the codes."""
+    """The fields of each record that is not part of another: (C type, name, comment); and the rows of the codes."""
     text = "".join((GLUE / name).read_text(encoding="utf-8") for name in ("HostTypes.h", "HostRecords.h"))
     records, codes = {}, {}
     for name, body in re.findall(r"^struct (REAL\w+) \{(.*?)\};", text, re.M | re.S):
@@ -153,7 +153,7 @@ def write_struct(name, fields, numbers):
 
 
 def header_parts(entries, words, records, codes, numbers):
-    """The entries that have words, the records that these name, the handles of both, and the codes, as lines."""
+    """As lines: the entries that have a text, the records that they name, the handles of both, and the codes."""
     entry_lines = []
     for name, (thread, duty, _) in words.items():
         entry_lines += [textwrap.fill(f"// {thread} {duty}".replace("`", ""), 120, subsequent_indent="// "),
@@ -221,7 +221,7 @@ def write_page(page, trace, entries, elements, words, header):
 
 
 def write_losses(words):
-    """What the check for hosts says of an entry that is missing."""
+    """The texts with which the check for hosts reports a missing entry."""
     yield "// Made by Tools/host_page.py from Docs/host.txt: each entry, and what is lost on a host that lacks it."
     yield "// clang-format off"
     for name, (_, _, without) in words.items():

@@ -1,5 +1,4 @@
-# The pages and examples as they are installed: they speak of the program and of the examples where those are then, and
-# not of the sources.
+# Makes the installed pages and examples: they name the installed paths of programs and examples, and no sources.
 set(installed_words
   "`./package` makes both in `dist/`. " ""
   "-IInclude " ""
@@ -11,7 +10,7 @@ set(installed_words
   "./run " "vynhost "
   "build/vynhost" "vynhost")
 
-# Installs the files, changed like that, below the folder of the system's documents.
+# Installs the changed files below the system's folder for documents.
 function(install_pages folder)
   foreach(file ${ARGN})
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})

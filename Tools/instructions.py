@@ -48,7 +48,8 @@ def count(host, library, operation, calls):
         run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={counts}", host, "--plugin", stripped, program,
              str(calls)])
         lines = run(["callgrind_annotate", "--show-percs=no", "--threshold=100", "--auto=no", counts])
-        return sum(int(number.replace(",", "")) for number in re.findall(rf"^ *([\d,]+)  .*\[{stripped}\]$", lines, re.M))
+        numbers = re.findall(rf"^ *([\d,]+)  .*\[{stripped}\]$", lines, re.MULTILINE)
+        return sum(int(number.replace(",", "")) for number in numbers)
 
 
 def each(host, library, operation):
@@ -57,8 +58,8 @@ def each(host, library, operation):
 
 
 def log_line_that_is_off(library):
-    """What a line of the log costs when the log is off: the instructions from the look at the switch to the branch
-    that follows, of the median of all lines (the compiler may put some of what follows between); and how many there are."""
+    """The median cost of a line of the log while the log is off, in instructions from the load of the switch to the
+    next branch (the compiler may put other ones between); and the number of lines."""
     text = run(["objdump", "--disassemble", "--no-show-raw-insn", library])
     costs = []
     code = [line.split("\t")[1].strip() for line in text.splitlines() if "\t" in line]

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Draws the layers of the project and who includes whom, from the includes themselves.
+"""Checks and draws which layer of the project includes which.
 
     Tools/layers.py            writes Docs/layers.dot, and Docs/layers.svg where Graphviz is installed
     Tools/layers.py --check    fails when an include breaks the rules below, or a picture is stale
 
-A layer is a folder, or a single file of one. What a layer may include is in LAYERS alone.
+A layer is a folder, or a single file of one. LAYERS says what a layer may include.
 """
 import hashlib
 import os
@@ -27,8 +27,8 @@ EVERYTHING = ("",)
 STANDARD, SYSTEM, ANY = r"[a-z_]+", r"(?!(lua|ffi|gtest|gmock|benchmark)\b).+", r".+"
 SCRIPT = rf"lua\.hpp|ffi\.h|{SYSTEM}"
 
-# How to read a row: the layer; what it may include of this project, as beginnings of paths; what it may
-# include in angle brackets. Of several rows that fit a file, the last one counts.
+# How to read a row: the layer; the files of this project that it may include, as beginnings of paths; the headers that
+# it may include in angle brackets. If several rows fit a file, the last one counts.
 LAYERS = [
     # layer                         of this project                                         in angle brackets
     (GLUE,                         (f"{GLUE}/",),                                          STANDARD),
@@ -61,13 +61,13 @@ def sources():
 
 
 def find_header(path, header):
-    """The path from the root of what `header` means in the file `path`, or None."""
+    """The path from the root of the file that `path` includes as `header`, or None."""
     found = [folder / header for folder in (path.parent, ROOT) if (folder / header).is_file()]
     return os.path.relpath(found[0], ROOT) if found else None
 
 
 def fault_of(row, path, own, angled):
-    """What is wrong with one include, or None."""
+    """The fault of one include, or None."""
     layer, allowed, brackets = row
     if angled:
         return None if re.fullmatch(brackets, angled) else f"{layer} may not include <{angled}>"
@@ -96,7 +96,7 @@ def walk():
 
 
 def draw(edges):
-    lines = ["// Made by Tools/layers.py from the includes: an arrow goes from who includes to who is included.",
+    lines = ["// Made by Tools/layers.py from the includes: an arrow points from the including layer to the other.",
              "digraph layers {",
              '    graph [rankdir=TB, fontname="sans-serif"];',
              '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
@@ -111,7 +111,7 @@ def draw(edges):
 
 
 def mark(dot):
-    """The last line of the drawing: which text it was drawn from."""
+    """The last line of the drawing, which names the text that it was drawn from."""
     return f"<!-- drawn from layers.dot, SHA-256 {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
 
 

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Changes one line of the library at a time and sees which tests notice.
+"""Changes one line of the library at a time and reports whether a test fails.
 
     Tools/mutate.py [--seed N] [--count N] [--jobs N]
 
 Works in copies of the tree, as many at a time as there are processors. A mutant that does not compile does not count,
-nor does one that leaves the built bytes as they were (code for another machine). One is killed when a test fails or
-runs out of time. The slow tests, which fail everything in turn, run only on what the others let live. Prints the
-survivors at the end. Lines that only write the debug log are left out: the tests compare a sample of them, on purpose.
+nor does one that leaves the built bytes unchanged (code for another machine). A mutant is killed when a test fails or
+runs out of time. The slow tests, in which every call fails in turn, run only on mutants that the others let live.
+Prints the survivors at the end. Lines that only write the debug log are left out: the tests compare a sample of them.
 """
 import argparse
 import concurrent.futures
@@ -23,7 +23,7 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 QUIET = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
 BUILD = "build/debug"
-LIMIT = 240  # seconds for one group of tests; none takes half of that when nothing is wrong
+LIMIT = 240  # seconds for one group of tests; without a fault, no group takes half as long
 SLOW = "^(SystemFault|HostFault.EveryHostCall)"
 LEFT_OUT_TESTS = "NOT_BUILT|test_instructions|test_docs|test_library|test_namespaces"
 
@@ -39,12 +39,12 @@ def one_more(match):
     return hex(int(match[0], 16) + 1) if match[0][:2] in ("0x", "0X") else str(int(match[0]) + 1)
 
 
-# what is changed, and what into; places are looked for with texts and comments blanked out
+# a pattern, and its replacement; texts and comments are blanked out before the search
 OPERATORS = (
     (re.compile(r"(?<= )(==|!=|<=?|>=?|&&|\|\|)(?= )"), lambda match: FLIPPED[match[0]]),
     # a number, but not the length in a buffer's declaration: a longer one does the same
     (re.compile(r"(?<!\.)\b(0x[0-9A-Fa-f]+|\d+)\b(?!\.\d|\](;| =))"), one_more),
-    # a call and nothing else, after an "if" too
+    # a statement that is only a call, even after an "if"
     (re.compile(r"(?:(?<=    )|(?<=\) ))(?!return\b)[\w:.>-]+\([^;]*\);$"), lambda match: ";"),
 )
 RETURN = re.compile(r"\breturn (.+);")  # in functions that answer yes or no
@@ -76,7 +76,7 @@ def mutants():
 
 
 def failures(copy, *selection):
-    """The first test that fails, or runs out of time; what it started ends with it."""
+    """The first test that fails, or runs out of time, in a list. Its processes end with it."""
     command = ["ctest", "--test-dir", BUILD, "-j1", "--stop-on-failure", *selection]
     with subprocess.Popen(command, cwd=copy, start_new_session=True, stdout=subprocess.PIPE, text=True,
                           stderr=subprocess.DEVNULL) as process:
@@ -94,7 +94,7 @@ def noticed_by(copy):
 
 
 def build(copy):
-    """The bytes of what was built; None when it does not compile."""
+    """The hashes of the built files; None when the copy does not compile."""
     command = ["cmake", "--build", BUILD, "-j1", "--target", "unit_tests", "VYNNetwork", "vynhost", "small_host"]
     if subprocess.run(command, cwd=copy, **QUIET).returncode != 0:
         return None
@@ -103,12 +103,13 @@ def build(copy):
 
 
 class Workplace:
-    """A built copy in which every test passes; what would only be a warning is no failure of a build."""
+    """A built copy in which every test passes. Warnings don't fail its builds."""
 
     def __init__(self, folder):
         self.copy = pathlib.Path(folder)
         self.copy.mkdir()
-        subprocess.run(["sh", "-c", 'git ls-files -z | xargs -0 cp --parents -pt "$0"', self.copy], cwd=ROOT, check=True)
+        copy = 'git ls-files -z | xargs -0 cp --parents -pt "$0"'
+        subprocess.run(["sh", "-c", copy, self.copy], cwd=ROOT, check=True)
         flags = "-DCMAKE_CXX_FLAGS=-w -O1"
         subprocess.run(["cmake", "--preset", "debug", flags], cwd=self.copy, check=True, **QUIET)
         self.unchanged = build(self.copy)
@@ -117,7 +118,7 @@ class Workplace:
                              f"{'no build' if self.unchanged is None else failing}")
 
     def try_out(self, path, number, after):
-        """Which tests notice; None for a change that does not count."""
+        """The first test that notices; None for a change that does not count."""
         original = (self.copy / path).read_text(encoding="utf-8")
         lines = original.split("\n")
         lines[number] = after

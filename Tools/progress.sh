@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Shows how far something is, from lines such as "[3/40] Building x" in its input: on a terminal the last of them in
-# place of the one before, in a log one for each tenth. Other lines are passed over.
+# Shows the progress from lines such as "[3/40] Building x" in the input: on a terminal the last line in place of the
+# one before, in a log one line for each tenth. Ignores other lines.
 #   ... | Tools/progress.sh WHAT
 set -euo pipefail
 

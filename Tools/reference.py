@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes Docs/reference.md: the declarations from the host program, the words from Docs/members.txt.
+"""Makes Docs/reference.md from the declarations, which the host program prints, and the texts of Docs/members.txt.
 
     Tools/reference.py [--check] [COMMAND...]
 
-COMMAND runs the host program (build/vynhost). --check writes nothing and fails when the page is stale.
-Either way it fails when a member has no words, or words have no member.
+COMMAND runs the host program (build/vynhost). --check writes nothing and fails when the page is stale. It also fails
+when a member has no text, or a text has no member.
 
-Docs/members.txt: what comes before the first "@" opens the page. Then entries follow, each of one or
-more lines "@ Class.Member" and the words for them. Members of one name are told apart by the types of
-their parameters: "@ Class.Member(string, Integer)". A line "Raises: ..." or the like becomes a list item.
+Docs/members.txt: the text before the first "@" opens the page. Then entries follow, each with one or more lines
+"@ Class.Member" and their text. Members of one name differ in the types of their parameters:
+"@ Class.Member(string, Integer)". A line "Raises: ..." or the like becomes a list item.
 """
 import collections
 import pathlib
@@ -24,7 +24,7 @@ Member = collections.namedtuple("Member", "owner section name types declaration"
 
 
 def describe(command):
-    """What the library registers, as the host program prints it."""
+    """The registered members, as the host program prints them."""
     try:
         return subprocess.run([*command, "--describe"], check=True, capture_output=True, text=True).stdout
     except (OSError, subprocess.CalledProcessError) as error:
@@ -32,7 +32,7 @@ def describe(command):
 
 
 def read_declarations(text):
-    """The owners in order ("Class X"), and every member; the indentation says what a line is."""
+    """The owners in order ("Class X"), and every member. The indentation tells the kind of a line."""
     owners, members, owner, section = [], [], None, None
     for line in filter(None, text.splitlines()):
         depth, content = len(line) - len(line.lstrip()), line.strip()
@@ -47,7 +47,7 @@ def read_declarations(text):
 
 
 def types_of(declaration):
-    """The types of the parameters, as "(string, Integer)"; nothing without a list of parameters."""
+    """The types of the parameters, as "(string, Integer)"; empty without a list of parameters."""
     parameters = re.match(r"\w+\((.*)\)", declaration)
     if parameters is None:
         return ""
@@ -56,14 +56,14 @@ def types_of(declaration):
 
 
 def keys_of(members):
-    """The key in the words for each member: with its types only where the name is not enough."""
+    """The key of each member in the texts: with its types where the name is ambiguous."""
     names = collections.Counter((member.owner, member.name) for member in members)
     return {member: f"{member.owner}.{member.name}" + (member.types if names[member.owner, member.name] > 1 else "")
             for member in members}
 
 
 def read_words(text):
-    """What opens the page; the words by key; the faults in the form of the text."""
+    """The opening of the page, the texts by key, and the faults in their form."""
     text = re.sub(r"^# .*\n", "", text, flags=re.MULTILINE)
     opening, *entries = re.split(r"\n\n(?=@ )", text)
     words, faults = {}, []
@@ -83,7 +83,7 @@ def anchor(heading):
 
 
 def write_member(members, keys, words):
-    """One name: its declarations, those with the same words together."""
+    """One name with its declarations; those with the same text are together."""
     yield f"### {members[0].owner}.{members[0].name}\n"
     texts = list(dict.fromkeys(words[keys[member]] for member in members))
     for text in texts:

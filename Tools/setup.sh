@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of the groups named that are not there yet, and shows how far it is; says nothing when all
-# are there.
+# Installs the missing Debian packages of these groups, and shows the progress. Prints nothing when none is missing.
 #   Tools/setup.sh build | test | bench | package | aarch64 ...
 set -euo pipefail
 
@@ -15,12 +14,12 @@ declare -A packages=(
 )
 
 if ! command -v dpkg >/dev/null; then
-  echo "setup: this is not Debian; what is needed is the like of: $(for group in "$@"; do printf '%s ' "${packages[$group]}"; done)" >&2
+  echo "setup: this is not Debian; install the equivalents of: $(for group in "$@"; do printf '%s ' "${packages[$group]}"; done)" >&2
   exit 0 # the build says what is missing
 fi
 native=$(dpkg --print-architecture)
 
-# Whether the package is installed, for this machine unless its name says another.
+# Whether the package is installed, for this machine unless its name says which.
 installed() {
   local architecture=$native
   [[ $1 != *:* ]] || architecture=${1#*:}

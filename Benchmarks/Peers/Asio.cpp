@@ -1,4 +1,4 @@
-// Asio, used so that a program has what it has from ours: addresses as text, payloads as strings.
+// Asio, used so that it gives what our library gives: addresses as text, payloads as strings.
 #include "Benchmarks/Bench.h"
 
 #include <asio/io_context.hpp>

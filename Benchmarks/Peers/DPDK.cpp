@@ -1,4 +1,4 @@
-// DPDK's raw checksum, which its headers hold whole. It leaves the complement out: one instruction.
+// DPDK's raw checksum, which is in its headers. It leaves out the complement, which is one instruction.
 #include "Benchmarks/Bench.h"
 #include "Benchmarks/ChecksumCases.h"
 

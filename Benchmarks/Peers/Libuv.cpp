@@ -1,6 +1,6 @@
-// libuv, used so that a program has what it has from ours: addresses as text, payloads as strings.
+// libuv, used so that it gives what our library gives: addresses as text, payloads as strings.
 //
-// It receives by events: a batch is as many turns of its loop as it needs.
+// It receives by events: a batch takes as many turns of its loop as it needs.
 #include "Benchmarks/Bench.h"
 
 #include <sys/socket.h>
@@ -68,7 +68,7 @@ class UVSocket {
 
     static void Receive(uv_udp_t *handle, ssize_t count, const uv_buf_t *bytes, const sockaddr *from, unsigned)
     {
-        if (from == nullptr) return; // nothing more to read
+        if (from == nullptr) return; // the queue is empty
         auto &self = *static_cast<UVSocket *>(handle->data);
         char text[INET6_ADDRSTRLEN];
         uv_ip4_name(reinterpret_cast<const sockaddr_in *>(from), text, sizeof text);

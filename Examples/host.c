@@ -1,8 +1,8 @@
-// A small host for the plugin in plain C: all that a program with sockets needs, and a lesson in what a host owes.
+// A small host for the plugin in plain C: it has everything that a program with sockets needs.
 //
 // Read it from top to bottom, with Docs/host.md at hand. The program on it is host_main.c, which says how to build
-// and run both. Functions with the name of an entry are that entry. One thread may use a value at a time, and the main
-// thread alone makes values and runs tasks.
+// and run both. A function with the name of an entry is that entry. Only one thread at a time may use a value, and only
+// the main thread makes values and runs tasks.
 #include "host.h"
 
 #include <vynnetwork/vynhost.h>
@@ -19,14 +19,14 @@ struct HostCounts host_counts(void)
 
 // --- strings -------------------------------------------------------------------------------------------------
 //
-// The handle is the host's own: what it points to is nobody else's business. A string never changes, knows its length
-// (bytes may be zero), and ends with a zero that does not count. The library reads it as it is stored.
+// The library never looks behind a handle. A string never changes. It knows its length, because bytes may be zero, and
+// ends with a zero that does not count. The library reads the bytes where they are stored.
 
 struct REALstringStruct {
     long references;
     int64_t length;
     unsigned int encoding;
-    char gap[64 - sizeof(long) - sizeof(int64_t) - sizeof(unsigned int)]; // bytes begin with a cache line
+    char gap[64 - sizeof(long) - sizeof(int64_t) - sizeof(unsigned int)]; // 64 bytes before the text
     char bytes[];
 };
 
@@ -34,7 +34,7 @@ REALstringStruct *REALBuildStringWithEncoding(const char *bytes, int count, unsi
 {
     REALstringStruct *string = malloc(sizeof *string + (size_t)count + 1);
     if (string == NULL) return NULL;
-    string->references = 1; // whoever gets a handle as a result has one reference
+    string->references = 1; // a result has one reference, for the receiver
     string->length = count;
     string->encoding = encoding;
     memcpy(string->bytes, bytes, (size_t)count);
@@ -70,7 +70,7 @@ static int64_t len_b(REALstringStruct *string)
     return string != NULL ? string->length : 0;
 }
 
-// Without the length, every text of a program is empty for the library.
+// Without this length, the library takes every text of a program for empty.
 void *REALLoadGlobalMethod(void *unused, const char *prototype)
 {
     (void)unused;
@@ -79,8 +79,8 @@ void *REALLoadGlobalMethod(void *unused, const char *prototype)
 
 // --- classes -------------------------------------------------------------------------------------------------
 //
-// A class is the record that a plugin registers, and what the host needs beside it. The host's own classes are
-// described in the same records.
+// A class is the record that a plugin registers, and some fields of the host. The same records describe the host's own
+// classes.
 
 struct REALclassRefStruct {
     REALclassDefinition *definition;
@@ -91,8 +91,8 @@ struct REALclassRefStruct {
 static struct REALclassRefStruct classes[16];
 static size_t classCount;
 
-// An object: its instance data lie behind the host's own fields, those of the class it inherits from first. (Where the
-// count is, 24 bytes from the handle, is of interest for arrays alone.)
+// An object: its instance data follow the host's own fields, those of the superclass first. (The place of the count, 24
+// bytes from the handle, matters only for arrays.)
 struct REALobjectStruct {
     VynHandler *handlers[3]; // of the first events of its class
     long references;
@@ -116,8 +116,8 @@ static REALclassRefStruct *find_class(const char *className)
     return NULL;
 }
 
-// The record stays the library's and in use for ever. The host writes two things into it: where the instance data of
-// an object are, counted from its handle, and the token by which each event is asked for later.
+// The record is the library's, and stays in use for ever. The host writes into it the offset of the instance data from
+// an object's handle, and a token for each event, by which the library asks for the event later.
 void *PluginRegisterClass(REALclassDefinition *definition)
 {
     if (classCount == sizeof classes / sizeof *classes) return NULL;
@@ -147,7 +147,7 @@ void *host_method(const char *className, const char *declaration)
     return found != NULL ? found : find_method(record->sharedMethods, record->sharedMethodCount, declaration);
 }
 
-// A module's methods are functions for everybody, and found in the same way. This host's programs call none of them.
+// The methods of a module are global functions. This host's programs call none of them.
 void *PluginRegisterModule(REALmoduleDefinition *definition)
 {
     return definition;
@@ -155,9 +155,9 @@ void *PluginRegisterModule(REALmoduleDefinition *definition)
 
 // --- objects -------------------------------------------------------------------------------------------------
 //
-// The life of one: made with cleared data and one reference; its constructor is called by whoever wanted it; kept by
-// references; at the last one its method "Destructor" is called, then the destructor of its record. It is whole until
-// both are back.
+// An object is made with cleared data and one reference. Its maker calls the constructor. When the last reference goes,
+// the host calls its method "Destructor", then the destructor of its record. The object is valid until both have
+// returned.
 
 REALobjectStruct *PluginNewInstance(const char *className)
 {
@@ -198,8 +198,8 @@ void *REALLoadObjectMethod(REALobjectStruct *object, const char *prototype)
 
 // --- properties ----------------------------------------------------------------------------------------------
 //
-// A property is a pair of functions, or with the standard accessor a field in the instance data, where the host keeps
-// one reference on a string or object. The library sets the message and the number of an exception, fields here both.
+// A property is a pair of functions, or with the standard accessor a field in the instance data. The host keeps one
+// reference on a string or object in a field. The library sets the message and the number of an exception, both fields.
 
 const struct REALproperty *host_property(struct REALobjectStruct *object, const char *name, void **field)
 {
@@ -234,7 +234,7 @@ unsigned long REALSetPropValueString(REALobjectStruct *object, const char *name,
 
 // --- the host's own classes ----------------------------------------------------------------------------------
 //
-// A MemoryBlock is an object with bytes elsewhere. Exceptions have a message and a number.
+// A MemoryBlock is an object with separately allocated bytes. An exception has a message and a number.
 
 typedef struct {
     void *bytes;
@@ -246,7 +246,7 @@ static Block *block_of(REALobjectStruct *object)
     return (Block *)object->data;
 }
 
-// Where there is no memory, the library sees it by the size.
+// Without memory, the size stays 0, which the library checks.
 static void construct_block(REALobjectStruct *object, int64_t size)
 {
     Block *block = block_of(object);
@@ -311,7 +311,7 @@ void host_start(void)
 
 // --- raising -------------------------------------------------------------------------------------------------
 //
-// The library raises and returns. The exception waits until the host has the thread back; later ones are dropped.
+// The library raises and returns. The exception is pending until the caller takes it; later ones are dropped.
 
 static REALobjectStruct *pending;
 
@@ -341,7 +341,7 @@ REALobjectStruct *PluginCallFunctionWithExceptionHandler(void (*function)(void *
 // --- the loop ------------------------------------------------------------------------------------------------
 //
 // Each turn calls every task. The task of a socket polls it, asks for the handler of an event that is due, and calls
-// that. A handler may make objects and let go of others: tasks come and go meanwhile.
+// the handler. A handler may make and release objects, so tasks may come and go meanwhile.
 
 typedef struct {
     VynTask *procedure; // null when it was taken back

@@ -1,4 +1,5 @@
-// What a program that is its own host calls of host.c. C++ that knows the records by another header may include it too.
+// The functions of host.c for a program that is its own host. C++ that has the records from another header may include
+// this one too.
 #ifndef HOST_H
 #define HOST_H
 
@@ -12,20 +13,21 @@ struct REALclassDefinition;
 struct REALobjectStruct;
 struct REALproperty;
 
-// Makes the host's own classes known, once, before any plugin is loaded.
+// Registers the host's own classes. Call it once, before a plugin is loaded.
 void host_start(void);
 
 // The resolver to hand to a plugin.
 void *host_resolve(const char *entryName);
 
-// The record of a class, and the function of its method or shared method of that declaration; null if unknown.
+// The record of a class, and the function of the method or shared method with that declaration; null if unknown.
 const struct REALclassDefinition *host_class(const char *className);
 void *host_method(const char *className, const char *declaration);
 
-// The record of an object's property, null if unknown; and where its field is if it has the standard accessor.
+// The record of an object's property; null if unknown. `field` gets the place of its field if it has the standard
+// accessor.
 const struct REALproperty *host_property(struct REALobjectStruct *object, const char *name, void **field);
 
-// Has the object's event of that declaration handled; null for no longer.
+// Sets the handler of the object's event with that declaration; null removes it.
 void host_set_handler(struct REALobjectStruct *object, const char *event, void (*handler)(struct REALobjectStruct *));
 
 // Calls each background task once.

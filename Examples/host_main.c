@@ -1,9 +1,9 @@
-// A program on the host of host.c: two sockets talk by events, one mistake raises, and everything is given back.
+// A program on the host of host.c: two sockets talk by events, a mistake raises, and every value is released.
 //
 //   cc -std=c11 -IInclude -o small_host Examples/host.c Examples/host_main.c -ldl
 //   ./small_host build/libVYNNetwork.Linux32.so.21016 [MORE PLUGINS]
 //
-// An installed vynnetwork-dev has the header where the compiler looks, and needs no -I.
+// With vynnetwork-dev installed, the compiler finds the header without -I.
 #include "host.h"
 
 #include <vynnetwork/vynhost.h>
@@ -12,7 +12,7 @@
 #include <stdio.h>
 #include <string.h>
 
-// --- what the plugin asked for ---
+// --- the entries that the plugin asked for ---
 
 static const char *asked[64];
 static size_t askedCount;
@@ -30,7 +30,7 @@ static void *resolve(const char *name)
     return entry;
 }
 
-// --- values and calls, as a program's language makes them from declarations ---
+// --- values and calls, which a language makes from declarations ---
 
 typedef void Bind(REALobjectStruct *socket, int64_t port, REALstringStruct *address);
 typedef REALobjectStruct *Read(REALobjectStruct *socket, HostBoolean peek);
@@ -55,7 +55,7 @@ static REALobjectStruct *new_socket(VynHandler *handler)
     return socket;
 }
 
-// Prints the exception that the call before has raised, if any.
+// Prints the exception that the last call raised, if any.
 static void report(void)
 {
     REALobjectStruct *exception = host_take_exception();
@@ -71,7 +71,7 @@ static void bind_socket(REALobjectStruct *socket, int64_t port)
 {
     REALstringStruct *address = new_string("127.0.0.1");
     ((Bind *)method("Bind(Port as Integer, IP as string = \"\")"))(socket, port, address);
-    REALUnlockString(address); // it was borrowed, and the socket has a reference of its own now
+    REALUnlockString(address); // the argument was borrowed; the socket has its own reference
     report();
 }
 

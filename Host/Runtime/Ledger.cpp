@@ -20,7 +20,7 @@ namespace host {
 namespace {
 
 constexpr unsigned char restingPattern = 0xDD;
-constexpr std::size_t restingLimit = 4 * 1024 * 1024; // bytes, but for the youngest value
+constexpr std::size_t restingLimit = 4 << 20; // bytes, except the youngest value
 constexpr std::size_t keptErrors = 100;
 
 bool IsFilled(const unsigned char *bytes, std::size_t count)

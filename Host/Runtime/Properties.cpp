@@ -83,7 +83,7 @@ void WriteProperty(REALobjectStruct *object, const Property &property, Word valu
         std::memcpy(field, &value, WidthOf(property.type.kind));
         ReleaseWord(property.type.kind, old);
     } else if (object == nullptr) {
-        record.setter.shared(value != 0);
+        record.setter.shared(static_cast<HostBoolean>(value != 0));
     } else {
         record.setter.integer(object, record.parameter, value);
     }

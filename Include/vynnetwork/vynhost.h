@@ -1,18 +1,17 @@
-// What a host and the VYNNetwork plugin are to each other, in plain C11 (and C++).
+// The interface between a host and the VYNNetwork plugin, in plain C11 (and C++).
 //
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The VYNNetwork authors
 //
-// Made by Tools/host_page.py from the library's own tables. host.md explains what is here by name alone; host.c is a
-// host that has all it needs.
+// Made by Tools/host_page.py from the library's own tables. host.md explains the names; host.c is a small host.
 //
-// The host loads the library, looks "REALPluginMain" up in it and calls that with its resolver. The library then asks
-// the resolver for entries by name, and describes its classes in records. An entry that a host lacks is null.
+// The host loads the library, looks up "REALPluginMain" and calls it with its resolver. The library then asks the
+// resolver for entries by name, and describes its classes in records. The resolver returns null for a missing entry.
 //
 // A tag says on which thread an entry is called or a function may be called:
 //   [load]  within REALPluginMain, whose thread is the main thread from then on
 //   [main]  the main thread
-//   [any]   whichever thread the host runs a member of the library on
+//   [any]   the thread on which the host runs a member of the library
 // clang-format off
 #ifndef VYNHOST_H
 #define VYNHOST_H
@@ -29,7 +28,7 @@ extern "C" {
 #define VYN_SIZE(type, size) static_assert(sizeof(type) == (size), #type)
 #define VYN_AT(type, field, offset) static_assert(offsetof(type, field) == (offset), #type "." #field)
 
-// --- handles: the host's; the library looks into none of them, and null is nil or the empty text ---
+// --- handles: the host's; the library never looks behind them, and null is nil or the empty text ---
 
 typedef struct REALclassRefStruct REALclassRefStruct;
 typedef struct REALeventInstance REALeventInstance;
@@ -37,10 +36,10 @@ typedef struct REALmemoryBlockStruct REALmemoryBlockStruct;
 typedef struct REALobjectStruct REALobjectStruct;
 typedef struct REALstringStruct REALstringStruct;
 
-// --- values as they travel ---
+// --- values as they are passed ---
 //
 // Integer is int64_t, UInt16 and UInt32 are uint16_t and uint32_t, Ptr is void *, and a byref parameter points to a
-// variable of its type. Of a Boolean the low eight bits count, in both directions; yes is any value but 0.
+// variable of its type. Only the low eight bits of a Boolean count, in both directions; 0 is no, any other value yes.
 typedef signed char HostBoolean; // a Boolean argument
 
 // --- functions that the host calls ---
@@ -52,7 +51,7 @@ typedef void VynHandler(REALobjectStruct *object);            // an event's hand
 typedef void VynDestructor(REALobjectStruct *object);         // a class record's destructor [any]
 typedef void VynMethod(REALobjectStruct *object);             // a method without parameters, such as Constructor [any]
                                                               // (of Poll: [main], it does nothing elsewhere)
-// What REALLoadGlobalMethod and REALLoadObjectMethod find in the host.
+// The functions of the host that REALLoadGlobalMethod and REALLoadObjectMethod find.
 typedef int64_t HostLenB(REALstringStruct *string);           // "LenB( s as string ) as integer" [any]
 typedef void HostNewBlock(REALobjectStruct *block, int64_t);  // "Constructor(bytes as Integer)" of MemoryBlock [any]
 
@@ -74,7 +73,7 @@ typedef union {
     bool (*shared)(HostBoolean value);
 } PropertySetter;
 
-// --- records: the library's; the host keeps them for ever and writes the two fields that say so ---
+// --- records: the library's, valid for ever; the host writes only the two fields that say so ---
 
 typedef struct REALstringData {
     const void *data;
@@ -276,8 +275,9 @@ enum MemberFlags {
 
 // --- entries ---
 //
-// A host defines those that it has; host.md says what is lost without one. Arguments are borrowed; a handle that an
-// entry returns has one reference for the library, unless it says "borrowed". Of a yes or no the low eight bits count.
+// A host defines the entries that it has; host.md says what is lost without one. Arguments are borrowed. A handle that
+// an entry returns has one reference for the library, unless it says "borrowed". Only the low eight bits of a yes or no
+// count.
 
 // [load] The host's version as a number, such as 2021.03.
 double REALGetRBVersion(void);

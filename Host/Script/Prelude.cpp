@@ -47,10 +47,9 @@ void AppendClass(lua_State *state, const Class &type)
     std::string super = type.super != nullptr ? type.super->name : "";
     SetText(state, "super", super);
     SetText(state, "heading",
-            type.name.empty()
-                ? "Functions outside of modules"
-                : (type.isModule ? "Module " : "Class ") + type.name + (super.empty() ? "" : ", a " + super) +
-                      (type.isOwn ? "" : type.remark));
+            type.name.empty() ? "Functions outside of modules"
+                              : (type.isModule ? "Module " : "Class ") + type.name +
+                                    (super.empty() ? "" : ", a " + super) + (type.isOwn ? "" : type.remark));
     SetFlag(state, "isModule", type.isModule);
     SetFlag(state, "isOwn", type.isOwn);
     lua_newtable(state);

@@ -52,7 +52,7 @@ class Library(unittest.TestCase):
     @unittest.skipUnless(PLAIN, "not the build that ships")
     def test_every_system_call_is_made_to_fail_by_a_test(self):
         faults = pathlib.Path(__file__).resolve().parents[1] / "Unit/Faults.cpp"
-        others = set("""_exit calloc fflush free freeaddrinfo gai_strerror getaddrinfo getenv gethostbyname_r getnameinfo
+        others = set("""_exit abort calloc fflush free freeaddrinfo gai_strerror getaddrinfo getenv gethostbyname_r getnameinfo
             in6addr_loopback inet_addr inet_ntoa inet_ntop inet_pton memcpy memmove memset pthread_mutex_lock
             pthread_mutex_unlock pthread_self pthread_setcancelstate realloc stderr strcasecmp strcmp strdup strerror
             strlen strstr write""".split())

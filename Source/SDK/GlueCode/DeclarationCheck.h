@@ -53,7 +53,7 @@ constexpr Type TypeOfName(std::string_view name)
     throw "There is no type of that name.";
 }
 
-// The declared type that a C++ type stands for. Arguments and results have different Booleans, which the callers know.
+// The declared type of a C++ type. Arguments and results have different Booleans, which the callers know.
 template <typename Value>
 constexpr Type TypeOf()
 {
@@ -107,7 +107,7 @@ class Reader {
         *this = after;
         return true;
     }
-    // The next name or word; empty where there is none.
+    // The next name or word, or an empty text.
     constexpr std::string_view Word()
     {
         SkipBlanks();

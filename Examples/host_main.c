@@ -82,6 +82,7 @@ static bool finished;
 static REALobjectStruct *read_datagram(REALobjectStruct *socket, const char *who)
 {
     REALobjectStruct *datagram = ((Read *)method("Read(peek as boolean = false) as DatagramVYN"))(socket, 0);
+    if (datagram == NULL) return NULL; // it was empty, and is gone
     void *data;
     host_property(datagram, "Data", &data);
     printf("%s got \"%s\"\n", who, StringGetCString(*(REALstringStruct **)data));
@@ -91,13 +92,16 @@ static REALobjectStruct *read_datagram(REALobjectStruct *socket, const char *who
 static void answer(REALobjectStruct *socket)
 {
     REALobjectStruct *datagram = read_datagram(socket, "server");
+    if (datagram == NULL) return;
     ((SendDatagram *)method("SendMessage(Data as DatagramVYN) as Integer"))(socket, datagram);
     REALUnlockObject(datagram);
 }
 
 static void finish(REALobjectStruct *socket)
 {
-    REALUnlockObject(read_datagram(socket, "client"));
+    REALobjectStruct *datagram = read_datagram(socket, "client");
+    if (datagram == NULL) return;
+    REALUnlockObject(datagram);
     finished = true;
 }
 

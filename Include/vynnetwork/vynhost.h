@@ -371,8 +371,8 @@ void *memoryBlockGetPtr(REALmemoryBlockStruct *block);
 long memoryBlockGetSize(REALmemoryBlockStruct *block);
 
 // [any] The host calls procedure(data) on the main thread, again and again from its loop, until the task is taken back.
-// The period is 10, in the host's own unit. It answers a number that is neither 0 nor -1. data is the object, without a
-// reference.
+// The period is 10, in the host's own unit; a host may call every task at each turn of its loop. It answers a number
+// that is neither 0 nor -1. data is the object, without a reference.
 int PluginRegisterBackgroundTask(void (*procedure)(void *), unsigned int period, void *data);
 
 // [any] The host stops calling the task. Called with -1 where registration gave -1.

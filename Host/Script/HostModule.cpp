@@ -13,6 +13,7 @@
 #include <netdb.h>
 #include <set>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -136,12 +137,13 @@ int OpenSocket(lua_State *state)
     return 1;
 }
 
-// The interrupt key ends it.
+// The interrupt key ends it. In slices, for the key may be pressed just before one begins.
 int Sleep(lua_State *state)
 {
-    double seconds = SecondsArgument(state, 1);
-    timespec rest{static_cast<time_t>(seconds), static_cast<long>(std::fmod(seconds, 1) * 1e9)};
-    while (nanosleep(&rest, &rest) != 0) {
+    constexpr double kSlice = 0.02;
+    const double end = SecondsOf<std::chrono::steady_clock>() + SecondsArgument(state, 1);
+    for (double rest; (rest = end - SecondsOf<std::chrono::steady_clock>()) > 0;) {
+        std::this_thread::sleep_for(std::chrono::duration<double>(std::min(rest, kSlice)));
         if (Script::Of(state).TakeStop()) throw Mistake("interrupted");
     }
     return 0;

@@ -73,7 +73,7 @@ class TextOnHost : public Text, public testing::WithParamInterface<double> {};
 
 TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
 {
-    FakeHost::Start(); // with room for what is asked
+    FakeHost::Start(); // which takes memory for its list of requests
     StartHost({.version = GetParam()});
     FakeHost::Replace(host::Resolve);
     // Beyond the 16-bit plane, and long enough for the heap.

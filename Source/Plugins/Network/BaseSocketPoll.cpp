@@ -99,7 +99,7 @@ constexpr EventLabels eventLabels[] = {
     {"Event Error", "Error event"},
 };
 
-// The record whose events are being fired; null when there is none, or its descriptor or object has gone.
+// The record whose events are being fired, until its descriptor or object goes; else null.
 constinit Relaxed<const SocketRecord *> polledRecord = nullptr;
 
 // A poll that has found something to fire.

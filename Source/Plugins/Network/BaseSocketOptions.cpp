@@ -8,41 +8,45 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+// Whether the option has that line in the log, and the log is on.
+static bool Traces(const SocketOption &option, OptionLines line)
+{
+    return gDebugging && (option.lines & line) != 0;
+}
+
 long ReadOption(REALobjectStruct *object, const SocketOption &option)
 {
-    const OptionLabels &labels = option.getter;
-    if (labels.entry != nullptr) TRACE(labels.entry);
+    if (!Traces(option, kNoLine)) TRACE(option.getterName);
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return 0;
 
     int value = option.initialValue;
     socklen_t length = sizeof value;
-    if (labels.number != nullptr) {
-        TRACE(labels.number, option.number);
-        TRACE("len", length);
+    if (Traces(option, kNumberLine)) {
+        LogMessage(option.numberName, option.number);
+        LogMessage("len", length);
     }
     int result = getsockopt(Descriptor(*socket), option.level, option.number, &value, &length);
     int error = ErrorOf(result);
-    if (labels.call != nullptr) TRACE(labels.call, result);
-    bool succeeded = FinishOperation(*socket, error, labels.failure);
-    if (labels.value != nullptr) TRACE(labels.value, value);
+    if (Traces(option, kGetLine)) LogMessage("getsockopt", result);
+    bool succeeded = FinishOperation(*socket, error, option.errorLabel);
+    if (Traces(option, kValueLine)) LogMessage("result", value);
     if (!succeeded) return option.failureResult;
     return option.type == OptionType::kBoolean ? (value & 0xFF) != 0 : value;
 }
 
 void WriteOption(REALobjectStruct *object, const SocketOption &option, long value)
 {
-    const OptionLabels &labels = option.setter;
     auto word = option.type == OptionType::kBoolean ? static_cast<int>(value != 0) : static_cast<int>(value);
-    if (labels.entry != nullptr) TRACE(labels.entry, option.type == OptionType::kBoolean ? word : value);
+    if (!Traces(option, kNoLine)) TRACE(option.setterName, option.type == OptionType::kBoolean ? word : value);
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return;
 
-    if (labels.number != nullptr) TRACE(labels.number, option.number);
+    if (Traces(option, kNumberLine)) LogMessage(option.numberName, option.number);
     int result = setsockopt(Descriptor(*socket), option.level, option.number, &word, sizeof word);
     int error = ErrorOf(result);
-    if (labels.call != nullptr) TRACE(labels.call, result);
-    FinishOperation(*socket, error, labels.failure);
+    if (Traces(option, kSetLine)) LogMessage("setsockopt", result);
+    FinishOperation(*socket, error, (option.lines & kNoSetError) == 0 ? option.errorLabel : nullptr);
 }
 
 REALstringStruct *getMulticastInterface(REALobjectStruct *object, long)

@@ -41,36 +41,25 @@ void SetExtension(REALobjectStruct *socket, std::conditional_t<option.isBoolean,
     SetSocketOption(socket, option.level, option.number, option.isBoolean ? value != 0 : static_cast<int>(value));
 }
 
-inline constexpr ExtensionOption kReusePortVYN = {true, SOL_SOCKET, SO_REUSEPORT};
-inline constexpr ExtensionOption kReuseAddressVYN = {true, SOL_SOCKET, SO_REUSEADDR};
-inline constexpr ExtensionOption kKeepAliveVYN = {false, SOL_SOCKET, SO_KEEPALIVE};
-inline constexpr ExtensionOption kMaximumSegmentSizeVYN = {false, IPPROTO_TCP, TCP_MAXSEG};
-inline constexpr ExtensionOption kReceiveBufferSizeVYN = {false, SOL_SOCKET, SO_RCVBUF};
-inline constexpr ExtensionOption kSendBufferSizeVYN = {false, SOL_SOCKET, SO_SNDBUF};
-inline constexpr ExtensionOption kTypeVYN = {false, SOL_SOCKET, SO_TYPE};
-inline constexpr ExtensionOption kTOSVYN = {false, IPPROTO_IP, IP_TOS};
-inline constexpr ExtensionOption kTTLVYN = {false, IPPROTO_IP, IP_TTL};
-inline constexpr ExtensionOption kMutliCastTTLVYN = {false, IPPROTO_IP, IP_MULTICAST_TTL};
-
-inline constexpr auto &GetReusePortVYN = GetExtension<kReusePortVYN>;
-inline constexpr auto &SetReusePortVYN = SetExtension<kReusePortVYN>;
-inline constexpr auto &GetReuseAddressVYN = GetExtension<kReuseAddressVYN>;
-inline constexpr auto &SetReuseAddressVYN = SetExtension<kReuseAddressVYN>;
-inline constexpr auto &GetOptionKeepAliveVYN = GetExtension<kKeepAliveVYN>;
-inline constexpr auto &SetOptionKeepAliveVYN = SetExtension<kKeepAliveVYN>;
-inline constexpr auto &GetOptionMaximumSegmentSizeVYN = GetExtension<kMaximumSegmentSizeVYN>;
-inline constexpr auto &SetOptionMaximumSegmentSizeVYN = SetExtension<kMaximumSegmentSizeVYN>;
-inline constexpr auto &GetOptionReceiveBufferSizeVYN = GetExtension<kReceiveBufferSizeVYN>;
-inline constexpr auto &SetOptionReceiveBufferSizeVYN = SetExtension<kReceiveBufferSizeVYN>;
-inline constexpr auto &GetOptionSendBufferSizeVYN = GetExtension<kSendBufferSizeVYN>;
-inline constexpr auto &SetOptionSendBufferSizeVYN = SetExtension<kSendBufferSizeVYN>;
-inline constexpr auto &GetOptionTypeVYN = GetExtension<kTypeVYN>;
-inline constexpr auto &GetOptionTOSVYN = GetExtension<kTOSVYN>;
-inline constexpr auto &SetOptionTOSVYN = SetExtension<kTOSVYN>;
-inline constexpr auto &GetOptionTTLVYN = GetExtension<kTTLVYN>;
-inline constexpr auto &SetOptionTTLVYN = SetExtension<kTTLVYN>;
-inline constexpr auto &GetOptionMutliCastTTLVYN = GetExtension<kMutliCastTTLVYN>;
-inline constexpr auto &SetOptionMutliCastTTLVYN = SetExtension<kMutliCastTTLVYN>;
+// How to read a row: the names of the accessors follow Get and Set; whether programs see a Boolean; the option's
+// numbers.
+#define EXTENSION_OPTION(name, isBoolean, level, number)                                                               \
+    inline constexpr ExtensionOption k##name = {isBoolean, level, number};                                             \
+    inline constexpr auto &Get##name = GetExtension<k##name>;                                                          \
+    inline constexpr auto &Set##name = SetExtension<k##name>;
+// clang-format off
+EXTENSION_OPTION(ReusePortVYN,                true,  SOL_SOCKET,  SO_REUSEPORT)
+EXTENSION_OPTION(ReuseAddressVYN,             true,  SOL_SOCKET,  SO_REUSEADDR)
+EXTENSION_OPTION(OptionKeepAliveVYN,          false, SOL_SOCKET,  SO_KEEPALIVE)
+EXTENSION_OPTION(OptionMaximumSegmentSizeVYN, false, IPPROTO_TCP, TCP_MAXSEG)
+EXTENSION_OPTION(OptionReceiveBufferSizeVYN,  false, SOL_SOCKET,  SO_RCVBUF)
+EXTENSION_OPTION(OptionSendBufferSizeVYN,     false, SOL_SOCKET,  SO_SNDBUF)
+EXTENSION_OPTION(OptionTypeVYN,               false, SOL_SOCKET,  SO_TYPE)
+EXTENSION_OPTION(OptionTOSVYN,                false, IPPROTO_IP,  IP_TOS)
+EXTENSION_OPTION(OptionTTLVYN,                false, IPPROTO_IP,  IP_TTL)
+EXTENSION_OPTION(OptionMutliCastTTLVYN,       false, IPPROTO_IP,  IP_MULTICAST_TTL)
+// clang-format on
+#undef EXTENSION_OPTION
 
 // Removes all IP options (ip(7), IP_OPTIONS).
 void ClearOptionsVYN(REALobjectStruct *socket);

@@ -11,63 +11,31 @@
 
 #include <netinet/in.h>
 
-enum class OptionType { kInteger, kBoolean, kReadOnlyInteger };
+enum class OptionType { kInteger, kBoolean, kReadOnly };
 
-// What an accessor writes to the debug log; null: no line.
-struct OptionLabels {
-    const char *entry = nullptr;   // on entry; a setter adds the value
-    const char *number = nullptr;  // the option's number; a getter adds the length that it asks for
-    const char *call = nullptr;    // the call's result
-    const char *value = nullptr;   // the value read
-    const char *failure = nullptr; // errno
+// The lines of the debug log that only some accessors write, besides their names and errno.
+enum OptionLines : unsigned int {
+    kNumberLine = 0x1,  // the option's number, and the length that the getter asks for
+    kGetLine = 0x2,     // the result of getsockopt
+    kSetLine = 0x4,     // the result of setsockopt
+    kValueLine = 0x8,   // the value read
+    kNoSetError = 0x10, // the setter leaves errno out
+    kNoLine = 0x20,     // nothing at all
 };
 
-// An option that is one number in the system. A new one presets -1 and answers it when the call fails, or 0 for a
-// Boolean, unless programs should see something else; its labels are its names and "Failed with errno".
+// An option that is one number in the system.
 struct SocketOption {
     OptionType type;
     int level;
     int number;
     int initialValue;  // what the value is before it is read
     int failureResult; // what the getter answers when the call fails
-    OptionLabels getter = {};
-    OptionLabels setter = {};
+    const char *errorLabel;
+    unsigned int lines; // OptionLines
+    const char *getterName;
+    const char *setterName;
+    const char *numberName;
 };
-
-// clang-format off
-inline constexpr SocketOption kTypeOfService = {OptionType::kInteger, IPPROTO_IP, IP_TOS, -1, -1,
-    {.entry = "GetTOS", .failure = "Failed with errno"},
-    {.entry = "SetTOS", .failure = "Failed with errno"}};
-inline constexpr SocketOption kTimeToLive = {OptionType::kInteger, IPPROTO_IP, IP_TTL, -1, -1,
-    {.entry = "GetTTL", .number = "IP_TTL", .call = "getsockopt", .failure = "Failed with errno"},
-    {.entry = "SetTTL", .number = "IP_TTL", .call = "setsockopt", .failure = "Failed with errno"}};
-inline constexpr SocketOption kMulticastTimeToLive = {OptionType::kInteger, IPPROTO_IP, IP_MULTICAST_TTL, -1, -1,
-    {.entry = "GetMulticastTTL", .call = "getsockopt", .failure = "Failed with errno"},
-    {.entry = "SetMulticastTTL", .call = "setsockopt", .failure = "Failed with errno"}};
-inline constexpr SocketOption kMulticastLoop = {OptionType::kBoolean, IPPROTO_IP, IP_MULTICAST_LOOP, 0, 0,
-    {.entry = "GetMulticastLoop", .value = "result", .failure = "Failed with errno"},
-    {.entry = "SetMulticastLoop", .failure = "Failed with errno"}};
-inline constexpr SocketOption kType = {OptionType::kReadOnlyInteger, SOL_SOCKET, SO_TYPE, -1, -1,
-    {.entry = "GetType", .failure = "Failed with errno"}};
-inline constexpr SocketOption kSendBufferSize = {OptionType::kInteger, SOL_SOCKET, SO_SNDBUF, -1, -1,
-    {.entry = "GetSendBufferSize", .failure = "errno"},
-    {.entry = "SetSendBufferSize", .failure = "errno"}};
-inline constexpr SocketOption kReceiveBufferSize = {OptionType::kInteger, SOL_SOCKET, SO_RCVBUF, -1, -1,
-    {.entry = "GetReceiveBufferSize", .value = "result", .failure = "errno"},
-    {.entry = "SetReceiveBufferSize", .failure = "errno"}};
-inline constexpr SocketOption kReuseAddress = {OptionType::kBoolean, SOL_SOCKET, SO_REUSEADDR, 0, 0,
-    {.entry = "GetReuseAddress", .value = "result", .failure = "errno"},
-    {.entry = "SetReuseAddress", .failure = "errno"}};
-inline constexpr SocketOption kReusePort = {OptionType::kBoolean, SOL_SOCKET, SO_REUSEPORT, 0, -1,
-    {.entry = "GetReusePort", .failure = "errno"},
-    {.entry = "SetReusePort", .failure = "errno"}};
-inline constexpr SocketOption kBroadcast = {OptionType::kBoolean, SOL_SOCKET, SO_BROADCAST, 0, 0,
-    {.entry = "GetBroadcast", .call = "getsockopt", .value = "result", .failure = "errno"},
-    {.entry = "SetBroadcast"}};
-inline constexpr SocketOption kSocketError = {OptionType::kReadOnlyInteger, SOL_SOCKET, SO_ERROR, -1, -1,
-    {.entry = "GetSocketError", .value = "result", .failure = "errno"}};
-inline constexpr SocketOption kIPHeaderIncluded = {OptionType::kBoolean, IPPROTO_IP, IP_HDRINCL, 0, 0};
-// clang-format on
 
 // The value that the system has, and that it gets.
 long ReadOption(REALobjectStruct *object, const SocketOption &option);
@@ -87,43 +55,49 @@ void SetOption(REALobjectStruct *object, long,
     WriteOption(object, option, value);
 }
 
+// How to read a row: the option, as the tables of the classes name it; what programs see; the names of its accessors,
+// which are also their lines in the log; its numbers; its values; its other lines. A new one presets -1 and answers it
+// when the call fails, or 0 for a Boolean, unless programs should see something else.
+#define READ_ONLY_OPTION(option, getter, level, number, initial, failed, errorLabel, lines)                            \
+    inline constexpr SocketOption option = {                                                                           \
+        OptionType::kReadOnly, level, number, initial, failed, errorLabel, lines, #getter, nullptr, #number};          \
+    inline constexpr auto &getter = GetOption<option>;
+#define SOCKET_OPTION(option, type, getter, setter, level, number, initial, failed, errorLabel, lines)                 \
+    inline constexpr SocketOption option = {OptionType::type, level, number,  initial, failed,                         \
+                                            errorLabel,       lines, #getter, #setter, #number};                       \
+    inline constexpr auto &getter = GetOption<option>;                                                                 \
+    inline constexpr auto &setter = SetOption<option>;
+// clang-format off
+//               option                type      getter                setter                level       number             initial failed
+SOCKET_OPTION   (kTypeOfService,       kInteger, GetTOS,               SetTOS,               IPPROTO_IP, IP_TOS,            -1, -1, "Failed with errno", 0)
+SOCKET_OPTION   (kTimeToLive,          kInteger, GetTTL,               SetTTL,               IPPROTO_IP, IP_TTL,            -1, -1, "Failed with errno", kNumberLine | kGetLine | kSetLine)
+SOCKET_OPTION   (kMulticastTimeToLive, kInteger, GetMulticastTTL,      SetMulticastTTL,      IPPROTO_IP, IP_MULTICAST_TTL,  -1, -1, "Failed with errno", kGetLine | kSetLine)
+SOCKET_OPTION   (kMulticastLoop,       kBoolean, GetMulticastLoop,     SetMulticastLoop,     IPPROTO_IP, IP_MULTICAST_LOOP,  0,  0, "Failed with errno", kValueLine)
+READ_ONLY_OPTION(kType,                          GetType,                                    SOL_SOCKET, SO_TYPE,           -1, -1, "Failed with errno", 0)
+SOCKET_OPTION   (kSendBufferSize,      kInteger, GetSendBufferSize,    SetSendBufferSize,    SOL_SOCKET, SO_SNDBUF,         -1, -1, "errno",             0)
+SOCKET_OPTION   (kReceiveBufferSize,   kInteger, GetReceiveBufferSize, SetReceiveBufferSize, SOL_SOCKET, SO_RCVBUF,         -1, -1, "errno",             kValueLine)
+SOCKET_OPTION   (kReuseAddress,        kBoolean, GetReuseAddress,      SetReuseAddress,      SOL_SOCKET, SO_REUSEADDR,       0,  0, "errno",             kValueLine)
+SOCKET_OPTION   (kReusePort,           kBoolean, GetReusePort,         SetReusePort,         SOL_SOCKET, SO_REUSEPORT,       0, -1, "errno",             0)
+SOCKET_OPTION   (kBroadcast,           kBoolean, GetBroadcast,         SetBroadcast,         SOL_SOCKET, SO_BROADCAST,       0,  0, "errno",             kGetLine | kValueLine | kNoSetError)
+READ_ONLY_OPTION(kSocketError,                   GetSocketError,                             SOL_SOCKET, SO_ERROR,          -1, -1, "errno",             kValueLine)
+SOCKET_OPTION   (kIPHeaderIncluded,    kBoolean, getIPHeaderIncluded,  setIPHeaderIncluded,  IPPROTO_IP, IP_HDRINCL,         0,  0, nullptr,             kNoLine)
+// clang-format on
+#undef SOCKET_OPTION
+#undef READ_ONLY_OPTION
+
 // A property's row.
 #define OPTION(name, option) OptionProperty<option>(name)
 
 template <const SocketOption &option>
 consteval REALproperty OptionProperty(const char *name)
 {
-    if constexpr (option.type == OptionType::kReadOnlyInteger) {
+    if constexpr (option.type == OptionType::kReadOnly) {
         return Computed<GetOption<option>>(name, "Integer");
     } else {
         return Computed<GetOption<option>, SetOption<option>>(name, option.type == OptionType::kBoolean ? "Boolean"
                                                                                                         : "Integer");
     }
 }
-
-// The accessors by their names.
-inline constexpr auto &GetTOS = GetOption<kTypeOfService>;
-inline constexpr auto &SetTOS = SetOption<kTypeOfService>;
-inline constexpr auto &GetTTL = GetOption<kTimeToLive>;
-inline constexpr auto &SetTTL = SetOption<kTimeToLive>;
-inline constexpr auto &GetMulticastTTL = GetOption<kMulticastTimeToLive>;
-inline constexpr auto &SetMulticastTTL = SetOption<kMulticastTimeToLive>;
-inline constexpr auto &GetMulticastLoop = GetOption<kMulticastLoop>;
-inline constexpr auto &SetMulticastLoop = SetOption<kMulticastLoop>;
-inline constexpr auto &GetType = GetOption<kType>;
-inline constexpr auto &GetSendBufferSize = GetOption<kSendBufferSize>;
-inline constexpr auto &SetSendBufferSize = SetOption<kSendBufferSize>;
-inline constexpr auto &GetReceiveBufferSize = GetOption<kReceiveBufferSize>;
-inline constexpr auto &SetReceiveBufferSize = SetOption<kReceiveBufferSize>;
-inline constexpr auto &GetReuseAddress = GetOption<kReuseAddress>;
-inline constexpr auto &SetReuseAddress = SetOption<kReuseAddress>;
-inline constexpr auto &GetReusePort = GetOption<kReusePort>;
-inline constexpr auto &SetReusePort = SetOption<kReusePort>;
-inline constexpr auto &GetBroadcast = GetOption<kBroadcast>;
-inline constexpr auto &SetBroadcast = SetOption<kBroadcast>;
-inline constexpr auto &GetSocketError = GetOption<kSocketError>;
-inline constexpr auto &getIPHeaderIncluded = GetOption<kIPHeaderIncluded>;
-inline constexpr auto &setIPHeaderIncluded = SetOption<kIPHeaderIncluded>;
 
 // The multicast interface is an IPv4 address, which programs see as text.
 REALstringStruct *getMulticastInterface(REALobjectStruct *object, long parameter);

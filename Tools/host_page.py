@@ -71,7 +71,7 @@ def read_records():
     """The fields of each record that is not part of another: (C type, name, comment); and the rows of the codes."""
     text = "".join((GLUE / name).read_text(encoding="utf-8") for name in ("HostTypes.h", "HostRecords.h"))
     records, codes = {}, {}
-    for name, body in re.findall(r"^struct (REAL\w+) \{(.*?)\};", text, re.M | re.S):
+    for name, body in re.findall(r"^struct (REAL\w+) \{\n(.*?)^\};", text, re.M | re.S):
         fields = []
         for line in filter(None, body.split("\n")):
             field = FIELD.match(line)

@@ -5,11 +5,18 @@
 #include "rbException.h"
 #include "rbText.h"
 
+#include <iterator>
+
 static REALattribute hiddenAttribute[] = {{"Hidden", ""}};
 
 REALproperty gDebuggingProperty[1] = {
-    {nullptr, "Debugging", "Boolean", kSharedPropertyFlags, Guard<getDebugging>, Guard<setDebugging>, 0, nullptr, 0,
-     nullptr, 1, hiddenAttribute},
+    {.name = "Debugging",
+     .type = "Boolean",
+     .flags = kSharedPropertyFlags,
+     .getter = Guard<getDebugging>,
+     .setter = Guard<setDebugging>,
+     .attributeCount = std::size(hiddenAttribute),
+     .attributes = hiddenAttribute},
 };
 
 bool setDebugging(HostBoolean value)

@@ -70,18 +70,18 @@ union PropertySetter {
 };
 
 struct REALproperty {
-    const char *group;
-    const char *name;
-    const char *type;
-    std::uint32_t flags;
-    PropertyGetter getter;
-    PropertySetter setter;   // null: read-only
-    std::intptr_t parameter; // standard accessor: byte offset into the instance data, low 32 bits
-    void *editor;
-    std::uint64_t enumCount; // count first here, unlike in the class record
-    const char **enumEntries;
-    std::uint64_t attributeCount;
-    REALattribute *attributes;
+    const char *group = nullptr;
+    const char *name = nullptr;
+    const char *type = nullptr;
+    std::uint32_t flags = 0;
+    PropertyGetter getter = {};
+    PropertySetter setter = {};  // null: read-only
+    std::intptr_t parameter = 0; // standard accessor: byte offset into the instance data, low 32 bits
+    void *editor = nullptr;
+    std::uint64_t enumCount = 0; // count first here, unlike in the class record
+    const char **enumEntries = nullptr;
+    std::uint64_t attributeCount = 0;
+    REALattribute *attributes = nullptr;
 };
 
 struct REALmethodDefinition {

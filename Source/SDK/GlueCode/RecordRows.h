@@ -29,30 +29,24 @@ template <auto get, auto set = nullptr>
 consteval REALproperty UnguardedProperty(const char *name, const char *type)
 {
     declaration::CompareGetter(get, type);
-    if constexpr (set == nullptr) {
-        return {nullptr, name, type, kPropertyFlags, get, {}, 0, nullptr, 0, nullptr, 0, nullptr};
-    } else {
+    REALproperty property = {.name = name, .type = type, .flags = kPropertyFlags, .getter = get};
+    if constexpr (set != nullptr) {
         declaration::CompareSetter(set, type);
-        return {nullptr, name, type, kPropertyFlags, get, set, 0, nullptr, 0, nullptr, 0, nullptr};
+        property.setter = set;
     }
+    return property;
 }
 
 template <typename Value>
 consteval REALproperty FieldOf(const char *name, const char *type, std::size_t offset)
 {
     declaration::CompareType<Value>(type);
-    return {nullptr,
-            name,
-            type,
-            kPropertyFlags,
-            kStandardAccessor,
-            kStandardAccessor,
-            static_cast<std::intptr_t>(offset),
-            nullptr,
-            0,
-            nullptr,
-            0,
-            nullptr};
+    return {.name = name,
+            .type = type,
+            .flags = kPropertyFlags,
+            .getter = kStandardAccessor,
+            .setter = kStandardAccessor,
+            .parameter = static_cast<std::intptr_t>(offset)};
 }
 
 constexpr REALevent Event(const char *declaration)

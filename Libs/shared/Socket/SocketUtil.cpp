@@ -86,7 +86,6 @@ void SetKeepAlive(int fd)
 
 int GetSocketAddressPort(const sockaddr_union &record)
 {
-    // The port is at the same place in both forms.
     return GetSocketAddressSize(record) != 0 ? ntohs(record.v4.sin_port) : 0;
 }
 
@@ -102,62 +101,44 @@ int GetSocketAddressSize(const sockaddr_union &record)
     }
 }
 
-static in_port_t NetworkPort(int port)
+// Both forms have the family and the port at the same places.
+static void SetFamilyAndPort(sockaddr_union &record, int family, int port)
 {
-    return htons(static_cast<in_port_t>(port));
-}
-
-static void NameIPv4(sockaddr_union &record, int port)
-{
-    record.v4.sin_family = AF_INET;
-    record.v4.sin_port = NetworkPort(port);
-}
-
-static void NameIPv6(sockaddr_union &record, int port)
-{
-    record.v6.sin6_family = AF_INET6;
-    record.v6.sin6_port = NetworkPort(port);
+    record.v4.sin_family = static_cast<sa_family_t>(family);
+    record.v4.sin_port = htons(static_cast<in_port_t>(port));
 }
 
 void SetAnySocketAddress(int family, sockaddr_union &record, int port)
 {
     TRACE("SetAnySocketAddress", port);
-    if (family == AF_INET6) {
-        SetAnySocketAddressIPv6(record, port);
-    } else {
-        SetAnySocketAddressIPv4(record, port);
-    }
+    (family == AF_INET6 ? SetAnySocketAddressIPv6 : SetAnySocketAddressIPv4)(record, port);
 }
 
 void SetAnySocketAddressIPv4(sockaddr_union &record, int port)
 {
     TRACE("SetAnySocketAddressIPv4", port);
     record = {};
-    NameIPv4(record, port);
+    SetFamilyAndPort(record, AF_INET, port);
 }
 
 void SetAnySocketAddressIPv6(sockaddr_union &record, int port)
 {
     TRACE("SetAnySocketAddressIPv6", port);
     record = {};
-    NameIPv6(record, port);
+    SetFamilyAndPort(record, AF_INET6, port);
 }
 
 void SetLoopbackSocketAddress(int family, sockaddr_union &record, int port)
 {
     TRACE("SetLoopbackSocketAddress", port);
-    if (family == AF_INET6) {
-        SetLoopbackSocketAddressIPv6(record, port);
-    } else {
-        SetLoopbackSocketAddressIPv4(record, port);
-    }
+    (family == AF_INET6 ? SetLoopbackSocketAddressIPv6 : SetLoopbackSocketAddressIPv4)(record, port);
 }
 
 void SetLoopbackSocketAddressIPv4(sockaddr_union &record, int port)
 {
     TRACE("SetLoopbackSocketAddressIPv4", port);
     record = {};
-    NameIPv4(record, port);
+    SetFamilyAndPort(record, AF_INET, port);
     record.v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
 }
 
@@ -165,7 +146,7 @@ void SetLoopbackSocketAddressIPv6(sockaddr_union &record, int port)
 {
     TRACE("SetLoopbackSocketAddressIPv6", port);
     record = {};
-    NameIPv6(record, port);
+    SetFamilyAndPort(record, AF_INET6, port);
     record.v6.sin6_addr = in6addr_loopback;
 }
 
@@ -180,25 +161,19 @@ static bool IsLocalhost(const char *text)
     return strcasecmp(text, "localhost") == 0;
 }
 
-static bool ReadNumericIPv4(sockaddr_union &record, const char *text, int port)
+static bool ReadNumeric(int family, sockaddr_union &record, const char *text, int port)
 {
-    int result = inet_pton(AF_INET, text, &record.v4.sin_addr);
-    TRACE("inet_pton AF_INET", result);
-    if (result == 1) NameIPv4(record, port);
-    return result == 1;
-}
-
-static bool ReadNumericIPv6(sockaddr_union &record, const char *text, int port)
-{
-    int result = inet_pton(AF_INET6, text, &record.v6.sin6_addr);
-    TRACE("inet_pton AF_INET6", result);
-    if (result == 1) NameIPv6(record, port);
+    bool isIPv6 = family == AF_INET6;
+    void *place = isIPv6 ? static_cast<void *>(&record.v6.sin6_addr) : &record.v4.sin_addr;
+    int result = inet_pton(family, text, place);
+    TRACE(isIPv6 ? "inet_pton AF_INET6" : "inet_pton AF_INET", result);
+    if (result == 1) SetFamilyAndPort(record, family, port);
     return result == 1;
 }
 
 int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port)
 {
-    if (ReadNumericIPv4(record, text, port)) return 0;
+    if (ReadNumeric(AF_INET, record, text, port)) return 0;
     if (!IsLocalhost(text)) return 1;
     SetLoopbackSocketAddress(AF_INET, record, port);
     return 0;
@@ -206,7 +181,7 @@ int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port)
 
 int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port)
 {
-    if (ReadNumericIPv6(record, text, port) || ReadNumericIPv4(record, text, port)) return 0;
+    if (ReadNumeric(AF_INET6, record, text, port) || ReadNumeric(AF_INET, record, text, port)) return 0;
     if (!IsLocalhost(text)) return 1;
     SetLoopbackSocketAddress(AF_INET6, record, port);
     return 0;

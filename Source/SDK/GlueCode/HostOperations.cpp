@@ -66,12 +66,13 @@ struct ElementAnswer<bool> {
 
 } // namespace
 
-// Defines the type that calls the entry.
-#define DEFINE_ENTRY(operation, signature, entry)                                                                      \
+// Defines the type that calls the entry, which that function, or the resolver, finds.
+#define DEFINE_ENTRY_BY(find, operation, signature, entry)                                                             \
     struct operation##Lookup {                                                                                         \
-        static void *Find() { return gHostResolver(entry); }                                                           \
+        static void *Find() { return find(entry); }                                                                    \
     };                                                                                                                 \
     using operation##Entry = HostEntry<signature, operation##Lookup>;
+#define DEFINE_ENTRY(operation, signature, entry) DEFINE_ENTRY_BY(gHostResolver, operation, signature, entry)
 #define HOST_CALL_AS(result, operation, parameters, arguments, entry)                                                  \
     DEFINE_ENTRY(operation, result parameters, entry)                                                                  \
     result operation parameters                                                                                        \
@@ -135,10 +136,7 @@ REALstringStruct *REALBuildString(const char *bytes, int count, unsigned int enc
     return REALBuildStringWithEncoding(bytes, count, encoding);
 }
 
-struct StringLengthLookup {
-    static void *Find() { return REALLoadFrameworkMethod("LenB( s as string ) as integer"); }
-};
-using StringLengthEntry = HostEntry<long(REALstringStruct *), StringLengthLookup>;
+DEFINE_ENTRY_BY(REALLoadFrameworkMethod, StringLength, long(REALstringStruct *), "LenB( s as string ) as integer")
 
 const char *REALGetStringContents(REALstringStruct *string, std::int64_t *length)
 {
@@ -261,28 +259,18 @@ static void *FindScriptEntry(const char *name)
     return resolver != nullptr ? resolver(name) : nullptr;
 }
 
-static REALclassRefStruct *ClassOf(REALobjectStruct *object)
-{
-    struct Lookup {
-        static void *Find() { return FindScriptEntry("RuntimeClassOf"); }
-    };
-    return HostEntry<REALclassRefStruct *(REALobjectStruct *), Lookup>::Call(object);
-}
+DEFINE_ENTRY_BY(FindScriptEntry, ClassOf, REALclassRefStruct *(REALobjectStruct *), "RuntimeClassOf")
+DEFINE_ENTRY_BY(FindScriptEntry, CountClassProperties, int(REALclassRefStruct *), "REALCountClassProperties")
+DEFINE_ENTRY_BY(FindScriptEntry, GetClassProperty, void *(REALclassRefStruct *, int), "REALGetClassProperty")
 
 int REALCountClassProperties(REALobjectStruct *object)
 {
-    struct Lookup {
-        static void *Find() { return FindScriptEntry("REALCountClassProperties"); }
-    };
-    auto count = HostEntry<int(REALclassRefStruct *), Lookup>::Find();
-    return count != nullptr ? count(ClassOf(object)) : 0;
+    auto count = CountClassPropertiesEntry::Find();
+    return count != nullptr ? count(ClassOfEntry::Call(object)) : 0;
 }
 
 void *REALGetClassProperty(REALobjectStruct *object, int index)
 {
-    struct Lookup {
-        static void *Find() { return FindScriptEntry("REALGetClassProperty"); }
-    };
-    auto property = HostEntry<void *(REALclassRefStruct *, int), Lookup>::Find();
-    return property != nullptr ? property(ClassOf(object), index) : nullptr;
+    auto property = GetClassPropertyEntry::Find();
+    return property != nullptr ? property(ClassOfEntry::Call(object), index) : nullptr;
 }

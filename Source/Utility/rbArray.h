@@ -32,6 +32,7 @@
     void REALInsertArrayValue(_REALarray##type *array, long index, element value);                                     \
     void REALAppendArrayValue(_REALarray##type *array, element value);
 #define ARRAY_ELEMENT(type, element, host, get, set, insert)                                                           \
+    struct _REALarray##type;                                                                                           \
     long REALGetArrayUBound(_REALarray##type *array);                                                                  \
     element *GetArrayBasePointer(_REALarray##type *array);                                                             \
     ARRAY_GET_##get(type, element) ARRAY_SET_##set(type, element) ARRAY_INSERT_##insert(type, element)

@@ -23,30 +23,6 @@ struct _REALdate;
 struct _REALdateTime;
 struct _REALdictionary;
 
-struct _REALarrayInteger;
-struct _REALarrayInt8;
-struct _REALarrayUInt8;
-struct _REALarrayInt16;
-struct _REALarrayUInt16;
-struct _REALarrayInt32;
-struct _REALarrayUInt32;
-struct _REALarrayInt64;
-struct _REALarrayUInt64;
-struct _REALarrayBoolean;
-struct _REALarraySingle;
-struct _REALarrayDouble;
-struct _REALarrayColor;
-struct _REALarrayCurrency;
-struct _REALarrayString;
-struct _REALarrayText;
-struct _REALarrayObject;
-struct _REALarrayDate;
-struct _REALarrayDateTime;
-struct _REALarrayDictionary;
-struct _REALarrayFolderitem;
-struct _REALarrayMemoryBlock;
-struct _REALarrayPtr;
-
 // A MemoryBlock is an object: its handle may be locked, unlocked and asked like one.
 inline REALobjectStruct *AsObject(REALmemoryBlockStruct *block)
 {

@@ -87,19 +87,17 @@ struct ElementAnswer<bool> {
     {                                                                                                                  \
         return operation##Entry::Find() != nullptr ? operation##Entry::Call arguments : missing;                       \
     }
-#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
+#define HOST_ANSWER(isYes, operation, parameters, arguments, entry)                                                    \
     DEFINE_ENTRY(operation, unsigned long parameters, entry)                                                           \
     bool operation parameters                                                                                          \
     {                                                                                                                  \
-        return IsYes(operation##Entry::Call arguments);                                                                \
+        return isYes(operation##Entry::Call arguments);                                                                \
     }
+#define HOST_YES_NO_AS(operation, parameters, arguments, entry)                                                        \
+    HOST_ANSWER(IsYes, operation, parameters, arguments, entry)
 #define HOST_YES_NO(operation, parameters, arguments) HOST_YES_NO_AS(operation, parameters, arguments, #operation)
 #define HOST_YES_NO_WORD_AS(operation, parameters, arguments, entry)                                                   \
-    DEFINE_ENTRY(operation, unsigned long parameters, entry)                                                           \
-    bool operation parameters                                                                                          \
-    {                                                                                                                  \
-        return operation##Entry::Call arguments != 0;                                                                  \
-    }
+    HOST_ANSWER(bool, operation, parameters, arguments, entry)
 #define HOST_YES_NO_WORD(operation, parameters, arguments)                                                             \
     HOST_YES_NO_WORD_AS(operation, parameters, arguments, #operation)
 #define HOST_ENTRY(result, operation, parameters, entry) DEFINE_ENTRY(operation, result parameters, entry)

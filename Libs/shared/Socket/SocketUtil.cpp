@@ -163,11 +163,11 @@ static bool IsLocalhost(const char *text)
 
 static bool ReadNumeric(int family, sockaddr_union &record, const char *text, int port)
 {
-    bool isIPv6 = family == AF_INET6;
-    void *place = isIPv6 ? static_cast<void *>(&record.v6.sin6_addr) : &record.v4.sin_addr;
-    int result = inet_pton(family, text, place);
-    TRACE(isIPv6 ? "inet_pton AF_INET6" : "inet_pton AF_INET", result);
-    if (result == 1) SetFamilyAndPort(record, family, port);
+    sockaddr_union numeric = record;
+    SetFamilyAndPort(numeric, family, port);
+    int result = inet_pton(family, text, AddressIn(numeric));
+    TRACE(family == AF_INET6 ? "inet_pton AF_INET6" : "inet_pton AF_INET", result);
+    if (result == 1) record = numeric;
     return result == 1;
 }
 

@@ -13,62 +13,42 @@
 #include <iterator>
 #include <memory>
 #include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 // Names and addresses, by the system's resolver. Every failure is nil; nothing is raised.
 namespace {
 
-// Where an address of each family lies in its socket address.
-struct IPv4 {
-    static constexpr int family = AF_INET;
-    using SocketAddress = sockaddr_in;
-    static void *Address(SocketAddress &address) { return &address.sin_addr; }
-    static void SetFamily(SocketAddress &address) { address.sin_family = AF_INET; }
-};
-struct IPv6 {
-    static constexpr int family = AF_INET6;
-    using SocketAddress = sockaddr_in6;
-    static void *Address(SocketAddress &address) { return &address.sin6_addr; }
-    static void SetFamily(SocketAddress &address) { address.sin6_family = AF_INET6; }
-};
-
 // The first address that the resolver lists.
-template <typename Family>
+template <int family>
 REALstringStruct *NameToAddress(REALstringStruct *name)
 {
     rbText text(name);
     addrinfo hints = {};
-    hints.ai_family = Family::family;
+    hints.ai_family = family;
     addrinfo *found = nullptr;
     if (getaddrinfo(text.GetUTF8(), nullptr, &hints, &found) != 0) return nullptr;
     std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
-
-    auto &address = *reinterpret_cast<typename Family::SocketAddress *>(list->ai_addr);
-    char buffer[99] = {};
-    if (inet_ntop(Family::family, Family::Address(address), buffer, sizeof buffer) == nullptr) return nullptr;
-    return CString2RB(buffer, kEncodingASCII);
+    return CString2RB(sockaddr_to_text(list->ai_addr).c_str(), kEncodingASCII);
 }
 
 // The name of a numeric address. An address without a name yields nil, never the number itself.
-template <typename Family>
+template <int family>
 REALstringStruct *AddressToName(REALstringStruct *numeric)
 {
     rbText text(numeric);
-    typename Family::SocketAddress address = {};
-    Family::SetFamily(address);
-    if (inet_pton(Family::family, text.GetUTF8(), Family::Address(address)) != 1) return nullptr;
+    sockaddr_union address = {};
+    address.any.sa_family = family;
+    if (inet_pton(family, text.GetUTF8(), AddressIn(address)) != 1) return nullptr;
 
-    char name[1025] = {};
-    int code =
-        getnameinfo(reinterpret_cast<sockaddr *>(&address), sizeof address, name, sizeof name, nullptr, 0, NI_NAMEREQD);
+    char name[NI_MAXHOST] = {};
+    auto size = static_cast<socklen_t>(GetSocketAddressSize(address));
+    int code = getnameinfo(&address.any, size, name, sizeof name, nullptr, 0, NI_NAMEREQD);
     return code == 0 ? CString2RB(name, kEncodingASCII) : nullptr;
 }
 
-constexpr auto &DNSNameToAddress4 = NameToAddress<IPv4>;
-constexpr auto &DNSAddressToName4 = AddressToName<IPv4>;
-constexpr auto &DNSNameToAddress6 = NameToAddress<IPv6>;
-constexpr auto &DNSAddressToName6 = AddressToName<IPv6>;
+constexpr auto &DNSNameToAddress4 = NameToAddress<AF_INET>;
+constexpr auto &DNSAddressToName4 = AddressToName<AF_INET>;
+constexpr auto &DNSNameToAddress6 = NameToAddress<AF_INET6>;
+constexpr auto &DNSAddressToName6 = AddressToName<AF_INET6>;
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include "rbDebug.h"
 #include "rbUtil.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <cxxabi.h>
@@ -68,6 +69,16 @@ void RaiseException(const char *className, const char *message, unsigned int enc
 void RaiseException(const char *className, const char *message)
 {
     RaiseException(className, message, kEncodingUTF8, 0);
+}
+
+void RaiseFormatted(const char *className, const char *format, ...)
+{
+    char message[500];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    RaiseException(className, message);
 }
 
 void RaiseOutOfBoundsException(long value, long minimum, long end, const char *parameterName, const char *methodName)

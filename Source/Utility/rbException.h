@@ -25,6 +25,9 @@ void RaiseException(const char *className, const char *message, unsigned int enc
 void RaiseException(const char *className, const char *message, unsigned int encoding);
 void RaiseException(const char *className, const char *message);
 
+// The message formatted as printf does, cut at 499 characters.
+[[gnu::format(printf, 2, 3), gnu::cold]] void RaiseFormatted(const char *className, const char *format, ...);
+
 // "OutOfBoundsException" for a parameter that is not between `minimum` and `end` - 1. Null names are
 // printed as "?" and left out.
 void RaiseOutOfBoundsException(long value, long minimum, long end, const char *parameterName, const char *methodName);

@@ -6,7 +6,6 @@
 #include "rbDebug.h"
 #include "rbException.h"
 
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -118,10 +117,7 @@ static REALmemoryBlockStruct *BuildFilledBlock(const unsigned char *data, long s
 
 static void RaiseOutOfMemory(long size)
 {
-    char message[200] = {};
-    std::snprintf(message, sizeof message, "Failed to allocate a memoryblock with %lld bytes in size.",
-                  static_cast<long long>(size));
-    RaiseException("OutOfMemoryException", message);
+    RaiseFormatted("OutOfMemoryException", "Failed to allocate a memoryblock with %ld bytes in size.", size);
 }
 
 REALmemoryBlockStruct *REALBuildMemoryblock(const unsigned char *data, long size)

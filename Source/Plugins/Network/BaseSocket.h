@@ -11,6 +11,7 @@
 #include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/HostRecords.h"
 #include "Source/Utility/MyMemory.h"
+#include "Source/Utility/rbException.h"
 
 // The class that an object was watched as; unknown before.
 enum class SocketClass : std::uint8_t { kUnknown, kUDPSocket, kRAWSocket };
@@ -77,11 +78,11 @@ void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket);
 void EndPollOf(const SocketRecord &socket);
 
 // A zero-filled buffer to receive into; null after "OutOfMemoryException" was raised.
-[[gnu::cold]] void RaiseOutOfMemory(std::int64_t size);
 inline MemoryOwner<unsigned char> AllocateReceiveBuffer(std::int64_t size)
 {
     MemoryOwner<unsigned char> buffer = AllocateOwned<unsigned char>(size);
-    if (buffer == nullptr) RaiseOutOfMemory(size);
+    if (buffer == nullptr)
+        RaiseFormatted("OutOfMemoryException", "Failed to allocate %d bytes of memory.", static_cast<int>(size));
     return buffer;
 }
 

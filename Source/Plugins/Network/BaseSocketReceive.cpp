@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 // Whether a receive failed only because nothing is queued, or because the socket is not connected.
 static bool IsBenignReceiveError(int error)
@@ -64,13 +63,6 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
     REALobjectStruct *datagram = NewDatagramVYN(address, GetSocketAddressPort(peer), data, length, rawAddress);
     TRACE("datagram", static_cast<const void *>(datagram));
     return datagram;
-}
-
-void RaiseOutOfMemory(std::int64_t size)
-{
-    char message[100] = {};
-    std::snprintf(message, sizeof message, "Failed to allocate %d bytes of memory.", static_cast<int>(size));
-    RaiseException("OutOfMemoryException", message);
 }
 
 static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size, bool peek)

@@ -5,8 +5,6 @@
 #include "Source/Utility/rbException.h"
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 
@@ -32,23 +30,16 @@ static std::optional<int> DescriptorOf(REALobjectStruct *socket)
     return ToDescriptor(handle);
 }
 
-[[gnu::format(printf, 1, 2)]] static void RaiseOptionError(const char *format, ...)
-{
-    char message[500] = {};
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(message, sizeof message, format, arguments);
-    va_end(arguments);
-    RaiseException("UnsupportedOperationException", message);
-}
+static constexpr char kOptionException[] = "UnsupportedOperationException";
 
 void SetSocketOption(REALobjectStruct *socket, int level, int option, int value)
 {
     std::optional<int> fd = DescriptorOf(socket);
     if (!fd || setsockopt(*fd, level, option, &value, sizeof value) == 0) return;
     int error = errno;
-    RaiseOptionError("Failed to set socket option with level: %d, option: %d, value: %d with error %d: %s", level,
-                     option, value, error, std::strerror(error));
+    RaiseFormatted(kOptionException,
+                   "Failed to set socket option with level: %d, option: %d, value: %d with error %d: %s", level, option,
+                   value, error, std::strerror(error));
 }
 
 void SetSocketOption(REALobjectStruct *socket, int level, int option)
@@ -56,8 +47,8 @@ void SetSocketOption(REALobjectStruct *socket, int level, int option)
     std::optional<int> fd = DescriptorOf(socket);
     if (!fd || setsockopt(*fd, level, option, nullptr, 0) == 0) return;
     int error = errno;
-    RaiseOptionError("Failed to set socket option with level: %d, option: %d with error %d: %s", level, option, error,
-                     std::strerror(error));
+    RaiseFormatted(kOptionException, "Failed to set socket option with level: %d, option: %d with error %d: %s", level,
+                   option, error, std::strerror(error));
 }
 
 std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option)
@@ -68,8 +59,8 @@ std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option)
     socklen_t length = sizeof value;
     if (getsockopt(*fd, level, option, &value, &length) == 0) return value;
     int error = errno;
-    RaiseOptionError("Failed to query socket option with level: %d, option: %d with error %d: %s", level, option, error,
-                     std::strerror(error));
+    RaiseFormatted(kOptionException, "Failed to query socket option with level: %d, option: %d with error %d: %s",
+                   level, option, error, std::strerror(error));
     return 0;
 }
 

@@ -15,10 +15,11 @@
 // The property "Handle" of a host socket; -1 for nil and when it can't be read.
 std::int64_t REALGetSocketHandle(REALobjectStruct *socket);
 
-// setsockopt with a 32-bit value, and with no value at all; getsockopt of a 32-bit value, sign-extended.
-void SetSocketOption(REALobjectStruct *socket, int level, int option, int value);
+// setsockopt with a 32-bit value, and with no value at all; getsockopt of a 32-bit value, sign-extended. Two of them
+// serve many rows, which would be larger with copies.
+[[gnu::noinline]] void SetSocketOption(REALobjectStruct *socket, int level, int option, int value);
 void SetSocketOption(REALobjectStruct *socket, int level, int option);
-std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option);
+[[gnu::noinline]] std::int64_t GetSocketOption(REALobjectStruct *socket, int level, int option);
 
 // An option of the host's own sockets.
 struct ExtensionOption {

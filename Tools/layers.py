@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks and draws which layer of the project includes which.
 
-    Tools/layers.py            writes Docs/layers.dot, and Docs/layers.svg where Graphviz is installed
-    Tools/layers.py --check    fails when an include breaks the rules below, or a picture is stale
+    Tools/layers.py            draws Docs/layers.svg, which needs Graphviz
+    Tools/layers.py --check    fails when an include breaks the rules below, or the picture is stale
 
 A layer is a folder, or a single file of one. LAYERS says what a layer may include.
 """
@@ -10,12 +10,11 @@ import hashlib
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DOT, SVG = ROOT / "Docs/layers.dot", ROOT / "Docs/layers.svg"
+SVG = ROOT / "Docs/layers.svg"
 
 GLUE, UTILITY, LIBS = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket"
 NETWORK, CHECK = "Source/Plugins/Network", "Source/Plugins/HostCheck"
@@ -96,9 +95,8 @@ def walk():
 
 
 def draw(edges):
-    lines = ["// Made by Tools/layers.py from the includes: an arrow points from the including layer to the other.",
-             "digraph layers {",
-             '    graph [rankdir=TB, fontname="sans-serif"];',
+    """The text that Graphviz draws: an arrow points from the including layer to the other."""
+    lines = ["digraph layers {", '    graph [rankdir=TB, fontname="sans-serif"];',
              '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
     groups = [("the library", (GLUE, UTILITY, LIBS, NETWORK)), ("the stand-in host", ("Host/",)),
               ("checks and examples", (CHECK, "Examples", "Tests", "Benchmarks"))]
@@ -110,36 +108,18 @@ def draw(edges):
     return "\n".join(lines + ["}", ""])
 
 
-def mark(dot):
-    """The last line of the drawing, which names the text that it was drawn from."""
-    return f"<!-- drawn from layers.dot, SHA-256 {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
-
-
-def write(dot):
-    DOT.write_text(dot, encoding="utf-8")
-    if shutil.which("dot"):
-        svg = subprocess.run(["dot", "-Tsvg"], input=dot, check=True, capture_output=True, text=True).stdout
-        SVG.write_text(svg + mark(dot), encoding="utf-8")
-    else:
-        print("layers: Docs/layers.svg is as it was, for Graphviz is not installed", file=sys.stderr)
-
-
-def stale(dot):
-    if not DOT.is_file() or DOT.read_text(encoding="utf-8") != dot:
-        yield "Docs/layers.dot is stale: run Tools/layers.py"
-    if not SVG.is_file() or not SVG.read_text(encoding="utf-8").endswith(mark(dot)):
-        yield "Docs/layers.svg is stale: run Tools/layers.py where Graphviz is installed"
-
-
 def main(arguments):
     if arguments not in ([], ["--check"]):
         sys.exit("usage: Tools/layers.py [--check]")
     edges, faults = walk()
     dot = draw(edges)
-    if arguments:
-        faults += stale(dot)
-    else:
-        write(dot)
+    # The last line of the picture names the text that it was drawn from: another Graphviz draws it in another way.
+    mark = f"<!-- drawn by Tools/layers.py, SHA-256 of the text {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
+    if not arguments:
+        svg = subprocess.run(["dot", "-Tsvg"], input=dot, check=True, capture_output=True, text=True).stdout
+        SVG.write_text(svg + mark, encoding="utf-8")
+    elif not SVG.read_text(encoding="utf-8").endswith(mark):
+        faults.append("Docs/layers.svg is stale: run Tools/layers.py where Graphviz is installed")
     if faults:
         sys.exit("\n".join(faults))
 

@@ -13,7 +13,6 @@ import concurrent.futures
 import hashlib
 import os
 import pathlib
-import queue
 import random
 import re
 import signal
@@ -65,7 +64,7 @@ def mutants_of_line(line, answers_boolean):
 def mutants():
     for folder in ("Source", "Libs"):
         for path in sorted((ROOT / folder).rglob("*")):
-            if path.suffix not in (".cpp", ".h", ".inc"):
+            if path.suffix not in (".cpp", ".h", ".inc") or path.parent.name == "HostCheck":
                 continue
             answers_boolean = False
             for number, line in enumerate(path.read_text(encoding="utf-8").split("\n")):
@@ -129,6 +128,17 @@ class Workplace:
             (self.copy / path).write_text(original, encoding="utf-8")
 
 
+def start_work(folder):
+    """Gives this process a place of its own."""
+    global place
+    place = Workplace(f"{folder}/{os.getpid()}")
+
+
+def try_out(mutant):
+    path, number, _, after = mutant
+    return place.try_out(path, number, after)
+
+
 def main():
     options = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     options.add_argument("--seed", type=int, default=1)
@@ -139,32 +149,18 @@ def main():
     chosen = list(mutants())
     print(f"{len(chosen)} mutants can be made; {given.count} of them by seed {given.seed}", flush=True)
     random.Random(given.seed).shuffle(chosen)
-    chosen = iter(chosen)
     survivors, killed = [], 0
-    with tempfile.TemporaryDirectory() as folder, concurrent.futures.ThreadPoolExecutor(given.jobs) as pool:
-        places = queue.SimpleQueue()
-        for place in pool.map(lambda i: Workplace(f"{folder}/{i}"), range(given.jobs)):
-            places.put(place)
-
-        def work():
-            place = places.get()
-            path, number, before, after = next(chosen)
-            tests = place.try_out(path, number, after)
-            places.put(place)
-            return path, number, before, after, tests
-
-        running = {pool.submit(work) for _ in range(given.jobs)}
-        while killed + len(survivors) < given.count and running:
-            done, running = concurrent.futures.wait(running, return_when=concurrent.futures.FIRST_COMPLETED)
-            for path, number, before, after, tests in (future.result() for future in done):
-                running.add(pool.submit(work))
-                if tests is None:
-                    continue
-                print(f"{path}:{number + 1}: {after.strip()}  <- {', '.join(tests) or 'survived'}"[:240], flush=True)
-                killed += bool(tests)
-                survivors += [f"{path}:{number + 1}: {before.strip()} -> {after.strip()}"] * (not tests)
-        for future in running:
-            future.cancel()
+    with (tempfile.TemporaryDirectory() as folder,
+          concurrent.futures.ProcessPoolExecutor(given.jobs, initializer=start_work, initargs=(folder,)) as pool):
+        for (path, number, before, after), tests in zip(chosen, pool.map(try_out, chosen)):
+            if tests is None:
+                continue
+            print(f"{path}:{number + 1}: {after.strip()}  <- {', '.join(tests) or 'survived'}"[:240], flush=True)
+            killed += bool(tests)
+            survivors += [f"{path}:{number + 1}: {before.strip()} -> {after.strip()}"] * (not tests)
+            if killed + len(survivors) == given.count:
+                pool.shutdown(cancel_futures=True)
+                break
     print("", "survived:", *survivors, sep="\n")
     print(f"{killed} of {killed + len(survivors)} killed")
 

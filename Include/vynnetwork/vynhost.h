@@ -306,7 +306,7 @@ REALobjectStruct *PluginNewInstance(const char *className);
 // [any] Takes one reference more.
 void REALLockObject(REALobjectStruct *object);
 
-// [any] Gives one reference back; with the last one the object's life ends. Never called with null.
+// [any] Gives one reference back; with the last one the object's life ends.
 void REALUnlockObject(REALobjectStruct *object);
 
 // [any] The class of that name; borrowed, and valid for ever. Asked for objects that no constructor of the library has
@@ -354,7 +354,7 @@ const char *StringGetCString(REALstringStruct *string);
 // [any] Takes one reference more.
 void REALLockString(REALstringStruct *string);
 
-// [any] Gives one reference back; the string goes with the last one. Never called with null.
+// [any] Gives one reference back; the string goes with the last one.
 void REALUnlockString(REALstringStruct *string);
 
 // [any] Yes or no: fills the record with the string in that encoding. The host owns what it points to until

@@ -1,6 +1,5 @@
 #include "Source/Plugins/Network/Checksum.h"
 
-#include "Source/Plugins/Network/ChecksumSums.h"
 #include "Source/Plugins/Network/RAWSocket.h"
 #include "Source/Utility/CpuFeatures.h"
 #include "Tests/Shared/GuardedMemory.h"

@@ -12,29 +12,6 @@
 #include <cstring>
 #include <cwchar>
 
-// Whether a host string keeps this code as it is.
-static bool IsKnownByteEncoding(unsigned int encoding)
-{
-    switch (encoding) {
-    case kEncodingMacRoman:
-    case kEncodingLatin1:
-    case kEncodingWindows:
-    case kEncodingASCII:
-    case kEncodingUTF8:
-    case kEncodingNone:
-        return true;
-    default:
-        return false;
-    }
-}
-
-// Whether 7-bit text in this encoding is better declared as ASCII.
-static bool IsPlainByteEncoding(unsigned int encoding)
-{
-    return encoding == kEncodingMacRoman || encoding == kEncodingLatin1 || encoding == kEncodingWindows ||
-           encoding == kEncodingNone;
-}
-
 // Hosts before 2012.0 take the bytes alone, and the encoding afterwards.
 static REALstringStruct *BuildInTwoSteps(const char *bytes, int count, unsigned int encoding)
 {
@@ -61,14 +38,24 @@ REALstringStruct *REALBuildUnicodeString(const void *data, long byteCount, unsig
             TRACE("Count too big for REALBuildUnicodeString.");
             return nullptr;
         }
-        if (encoding == kEncodingUTF16) return REALBuildUnicodeStringUTF16(data, byteCount);
-        if (encoding == kEncodingUTF32)
-            return REALBuildUnicodeStringUTF32(static_cast<const unsigned int *>(data), byteCount);
-        if (!IsKnownByteEncoding(encoding)) TRACE("Unknown encoding in REALBuildUnicodeString", encoding);
-
         auto bytes = static_cast<const char *>(data);
-        if (IsPlainByteEncoding(encoding) && IsASCII(bytes, static_cast<unsigned long>(byteCount)))
-            encoding = kEncodingASCII;
+        switch (encoding) {
+        case kEncodingUTF16:
+            return REALBuildUnicodeStringUTF16(data, byteCount);
+        case kEncodingUTF32:
+            return REALBuildUnicodeStringUTF32(static_cast<const unsigned int *>(data), byteCount);
+        case kEncodingMacRoman:
+        case kEncodingLatin1:
+        case kEncodingWindows:
+        case kEncodingNone: // 7-bit text is better declared as ASCII
+            if (IsASCII(bytes, static_cast<unsigned long>(byteCount))) encoding = kEncodingASCII;
+            break;
+        case kEncodingASCII:
+        case kEncodingUTF8:
+            break;
+        default:
+            TRACE("Unknown encoding in REALBuildUnicodeString", encoding);
+        }
         if (gHostVersion < 2012.0) return BuildInTwoSteps(bytes, static_cast<int>(byteCount), encoding);
         return REALBuildStringWithEncoding(bytes, static_cast<int>(byteCount), encoding);
     });

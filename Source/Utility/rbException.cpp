@@ -28,18 +28,13 @@ void RaiseException(const char *className, REALstringStruct *message, long error
     REALRaiseException(exception);
 }
 
-void RaiseException(const char *className, REALstringStruct *message)
-{
-    RaiseException(className, message, 0);
-}
-
 void RaiseException(const char *className, REALstringStruct *part1, REALstringStruct *part2, REALstringStruct *part3)
 {
     REALstringStruct *start = REALAddStrings(part1, part2);
     rbFreeLater releaseStart(&start);
     REALstringStruct *message = REALAddStrings(start, part3);
     rbFreeLater releaseMessage(&message);
-    RaiseException(className, message, 0);
+    RaiseException(className, message);
 }
 
 void RaiseException(const char *className, const char *part1, const char *part2, const char *part3,
@@ -59,16 +54,6 @@ void RaiseException(const char *className, const char *message, unsigned int, lo
     REALstringStruct *text = CString2RB(message, kEncodingUTF8);
     rbFreeLater release(&text);
     RaiseException(className, text, errorNumber);
-}
-
-void RaiseException(const char *className, const char *message, unsigned int encoding)
-{
-    RaiseException(className, message, encoding, 0);
-}
-
-void RaiseException(const char *className, const char *message)
-{
-    RaiseException(className, message, kEncodingUTF8, 0);
 }
 
 void RaiseFormatted(const char *className, const char *format, ...)

@@ -12,8 +12,7 @@
 
 // Raises an exception of that class; "RuntimeException" where the host does not know it, nothing where
 // the host knows not even that. The message stays the caller's; null is an empty one.
-void RaiseException(const char *className, REALstringStruct *message, long errorNumber);
-void RaiseException(const char *className, REALstringStruct *message);
+void RaiseException(const char *className, REALstringStruct *message, long errorNumber = 0);
 
 // The message in three pieces.
 void RaiseException(const char *className, REALstringStruct *part1, REALstringStruct *part2, REALstringStruct *part3);
@@ -21,9 +20,8 @@ void RaiseException(const char *className, const char *part1, const char *part2,
                     unsigned int encoding);
 
 // The message as text. It is taken as UTF-8 whatever the encoding says, which for ASCII is the same.
-void RaiseException(const char *className, const char *message, unsigned int encoding, long errorNumber);
-void RaiseException(const char *className, const char *message, unsigned int encoding);
-void RaiseException(const char *className, const char *message);
+void RaiseException(const char *className, const char *message, unsigned int encoding = kEncodingUTF8,
+                    long errorNumber = 0);
 
 // The message formatted as printf does, cut at 499 characters.
 [[gnu::format(printf, 2, 3), gnu::cold]] void RaiseFormatted(const char *className, const char *format, ...);

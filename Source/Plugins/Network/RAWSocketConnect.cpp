@@ -23,17 +23,8 @@ static void ClearString(REALstringStruct **variable)
 static void FillInDefaults(SocketRecord &socket)
 {
     if (socket.SocketType == 0) {
-        switch (socket.Protocol) {
-        case IPPROTO_UDP:
-            socket.SocketType = SOCK_DGRAM;
-            break;
-        case IPPROTO_ICMP:
-        case IPPROTO_RAW:
-            socket.SocketType = SOCK_RAW;
-            break;
-        default:
-            socket.SocketType = SOCK_STREAM;
-        }
+        bool isRaw = socket.Protocol == IPPROTO_ICMP || socket.Protocol == IPPROTO_RAW;
+        socket.SocketType = isRaw ? SOCK_RAW : socket.Protocol == IPPROTO_UDP ? SOCK_DGRAM : SOCK_STREAM;
     }
     if (socket.Protocol == 0) {
         if (socket.SocketType == SOCK_STREAM) socket.Protocol = IPPROTO_TCP;

@@ -388,6 +388,15 @@ TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
     close(static_cast<int>(number)); // which the next socket gets
     EXPECT_EQ(Number(Accept(listener, nullptr, into), "Handle"), number);
     EXPECT_NE(fcntl(static_cast<int>(number), F_GETFD), -1);
+    // With nobody to accept, and without a socket, the variables lose what they had.
+    Call(into, "Close");
+    for (const Object *socket : {&listener, &into}) {
+        REALstringStruct *address = host::NewString("old");
+        long port = 7;
+        EXPECT_EQ(Call<REALobjectStruct *>(*socket, kAccept, &address, &port, nullptr), nullptr);
+        EXPECT_EQ(address, nullptr);
+        EXPECT_EQ(port, 0);
+    }
 }
 
 // Only -1 is no handle; what else can't be a descriptor is for the system to refuse.

@@ -205,8 +205,8 @@ TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
 {
     StartHost();
     FakeHost::Replace(host::Resolve);
-    FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int, REALstringData *data) {
-        data->data = "ab!!";
+    FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int code, REALstringData *data) {
+        data->data = code == kEncodingMacRoman ? nullptr : "ab!!";
         data->length = 2;
         return 1UL;
     });
@@ -217,7 +217,8 @@ TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
     EXPECT_EQ(text.LengthWindows(), 2);
     EXPECT_EQ(text.GetUTF16()[0], 'a' + 256 * 'b');
     EXPECT_EQ(text.GetUTF16()[text.LengthUTF16()], 0);
-    EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
+    EXPECT_STREQ(text.GetWChar(), L"");   // less than one unit
+    EXPECT_STREQ(text.GetMacRoman(), ""); // a length without bytes
     if (faults::kAllocationsCanFail) {
         rbText without(source.Get());
         gDebugging = true;

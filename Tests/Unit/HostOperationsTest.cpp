@@ -86,20 +86,20 @@ TEST_F(HostOperations, StringContentsComeWithTheLengthWhereTheHostCanTell)
 
 TEST_F(HostOperations, ALengthWithoutBytesOrBelowZeroIsNone)
 {
-    static const char *bytes;
+    static char text[] = "text", *bytes;
     static long length;
     Provide("StringGetCString", [](REALstringStruct *) { return bytes; });
     Provide("REALLoadGlobalMethod", [](void *, const char *) -> void * {
         return reinterpret_cast<void *>(+[](REALstringStruct *) { return length; });
     });
-    for (auto [given, data] : {std::pair<long, const char *>(4, nullptr), {-1, nullptr}, {-1, "text"}}) {
+    Provide("memoryBlockGetPtr", [](REALmemoryBlockStruct *) { return bytes; });
+    Provide("memoryBlockGetSize", [](REALmemoryBlockStruct *) { return length; });
+    for (auto [given, data] : {std::pair<long, char *>(4, nullptr), {-1, nullptr}, {-1, text}}) {
         length = given;
         bytes = data;
         EXPECT_EQ(rbData(AnyHandle<REALstringStruct>(8)).size, 0U);
+        EXPECT_EQ(rbData(AnyHandle<REALmemoryBlockStruct>(8), 0, 0).size, 0U);
     }
-    Provide("memoryBlockGetPtr", [](REALmemoryBlockStruct *) -> void * { return &answer; });
-    Provide("memoryBlockGetSize", [](REALmemoryBlockStruct *) { return -1L; });
-    EXPECT_EQ(rbData(AnyHandle<REALmemoryBlockStruct>(8), 0, 0).size, 0U);
 }
 
 TEST_F(HostOperations, ABooleanElementIsInTheLowByteOfTheAnswer)

@@ -27,7 +27,7 @@ class Frame {
         }
     }
 
-    // With the arguments from the index on; those for byref parameters, where they are given, are passed over.
+    // With the arguments from the index on. A byref parameter is a variable, empty unless its argument is given.
     void Run(lua_State *state, REALobjectStruct *object, int next, bool givesByref)
     {
         Words words{};
@@ -35,8 +35,13 @@ class Frame {
         if (object != nullptr) words[count++] = AsWord(object);
         for (std::size_t i = 0; i < function.parameters.size(); ++i) {
             bool isByref = function.parameters[i].byref;
-            words[count++] = isByref ? AsWord(&returned[i]) : TakeArgument(state, i, next);
-            next += !isByref || givesByref;
+            bool isGiven = !isByref || givesByref;
+            Word argument = isGiven ? TakeArgument(state, i, next++) : 0;
+            if (isByref) {
+                LockWord(function.parameters[i].type.kind, argument);
+                returned[i] = argument;
+            }
+            words[count++] = isByref ? AsWord(&returned[i]) : argument;
         }
         result = Host::Current().Invoke(function, words);
     }
@@ -85,7 +90,7 @@ class Frame {
 
     const Function &function;
     std::array<Owned<REALstringStruct>, mostParameters> strings;
-    std::array<Word, mostParameters> returned{}; // through byref parameters
+    std::array<Word, mostParameters> returned{}; // the variables of byref parameters
     Word result = 0;
 };
 

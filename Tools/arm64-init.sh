@@ -15,7 +15,8 @@ ulimit -n 20000
 cd "$TREE"
 ln -s build/aarch64/vynhost build/vynhost
 export VYN_HOST=$TREE/build/aarch64/vynhost VYN_LIBRARY=$TREE/build/aarch64/libVYNNetwork.Linux32.so.21016
-export VYN_PLAIN_BUILD=1 VYN_COMPILER=GNU VYN_EMULATOR=
+export VYN_SMALL_HOST=$TREE/build/aarch64/small_host VYN_HOST_CHECK=$TREE/build/aarch64/libVYNHostCheck.Linux32.so.21016
+export VYN_PLAIN_BUILD=1 VYN_COMPILER=GNU VYN_EMULATOR= PYTHONPATH=$TREE/Host/Tests
 
 passed=0
 failed=0

@@ -24,7 +24,7 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work$PWD" "$work/etc"
-cp --parents -r Docs Examples Host/Tests Tests Tools build/aarch64/{unit_tests,vynhost,libVYN*.so.21016} "$work$PWD"
+cp --parents -r Docs Examples Host/Tests Tests Tools build/aarch64/{unit_tests,vynhost,small_host,libVYN*.so.21016} "$work$PWD"
 cp Tools/arm64-init.sh "$work/init"
 echo "hosts: files" >"$work/etc/nsswitch.conf"
 printf '127.0.0.1 localhost\n::1 localhost\n' >"$work/etc/hosts"

@@ -30,15 +30,11 @@ function support.raises(class, message, action)
   support.equal(text, class .. ": " .. message, "exception")
 end
 
--- The properties of a class, in order: what registered.txt says, which a test holds against the library.
+-- The properties of a class, in order, as the reference has them, which a test holds against the library.
 function support.properties(class)
-  local names, classHere, kindHere = {}, nil, nil
-  for line in io.lines((debug.getinfo(1, "S").source:sub(2):gsub("[^/]*$", "registered.txt"))) do
-    classHere = line:match("^Class (%w+)") or classHere
-    kindHere = line:match("^  (%a.*)") or kindHere
-    local name = line:match("^    ([%w_]+)")
-    if name and classHere == class and kindHere == "Properties" then names[#names + 1] = name end
-  end
+  local reference = io.open((debug.getinfo(1, "S").source:sub(2):gsub("[^/]*$", "../../Docs/reference.md")))
+  local list, names = reference:read("a"):match("## Class " .. class .. "\n.-\nProperties: ([^\n]+)"), {}
+  for name in list:gmatch("%[(%w+)%]") do names[#names + 1] = name end
   return names
 end
 

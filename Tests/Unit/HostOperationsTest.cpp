@@ -47,16 +47,26 @@ TEST_F(HostOperations, AMissingEntryIsAskedForAgainAndAFoundOneNever)
 
 TEST_F(HostOperations, YesAndNoAreInTheLowByteButForTheWholeWordGetters)
 {
+    bool value = true;
+    EXPECT_FALSE(REALGetPropValueBoolean(nullptr, "On", &value));
+    EXPECT_TRUE(value); // untouched
     Provide("RuntimeObjectIsa", [](REALobjectStruct *, REALclassRefStruct *) { return answer; });
     Provide("REALGetPropValueString", [](REALobjectStruct *, const char *, REALstringStruct **) { return answer; });
-    struct Row {
-        unsigned long answer;
-        bool lowByte, wholeWord;
-    };
-    for (Row row : {Row{0, false, false}, {1, true, true}, {0xFF, true, true}, {0x100, false, true}}) {
-        answer = row.answer;
-        EXPECT_EQ(REALObjectIsA(nullptr, nullptr), row.lowByte) << row.answer;
-        EXPECT_EQ(REALGetPropValueString(nullptr, "", nullptr), row.wholeWord) << row.answer;
+    Provide("REALGetPropValueBool", [](REALobjectStruct *, const char *, unsigned char *byte) {
+        *byte = static_cast<unsigned char>(answer);
+        return answer;
+    });
+    Provide("PluginBooleanArrayGetProc", [](void *, long, bool *) { return +[](void *, long) { return answer; }; });
+    for (unsigned long given : {0UL, 1UL, 0x80UL, 0xFFUL, 0x100UL}) {
+        answer = given;
+        const bool isYes = given % 0x100 != 0;
+        bool element = value = !isYes;
+        EXPECT_EQ(REALObjectIsA(nullptr, nullptr), isYes) << given;
+        EXPECT_EQ(REALGetPropValueString(nullptr, "", nullptr), given != 0) << given;
+        EXPECT_EQ(REALGetPropValueBoolean(nullptr, "On", &value), isYes) << given;
+        EXPECT_EQ(value, isYes) << given;
+        REALGetArrayValueBoolean(nullptr, 0, &element);
+        EXPECT_EQ(element, isYes) << given;
     }
 }
 
@@ -102,18 +112,6 @@ TEST_F(HostOperations, ALengthWithoutBytesOrBelowZeroIsNone)
     }
 }
 
-TEST_F(HostOperations, ABooleanElementIsInTheLowByteOfTheAnswer)
-{
-    int array = 0;
-    bool flag = true;
-    Provide("PluginBooleanArrayGetProc", [](void *, long, bool *) { return +[](void *, long) { return answer; }; });
-    for (auto [given, expected] : {std::pair(0x100UL, false), {0x80, true}}) {
-        answer = given;
-        REALGetArrayValueBoolean(&array, 0, &flag);
-        EXPECT_EQ(flag, expected);
-    }
-}
-
 TEST_F(HostOperations, TheEventTokenIsOneRecordFurtherWithTheOldestSDK)
 {
     REALevent token = {}; // which leads nowhere
@@ -142,26 +140,12 @@ TEST_F(HostOperations, AFunctionRunsOnceWithAndWithoutTheHostsProtection)
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(HostOperations, OperationsWithLogicOfTheirOwn)
+TEST_F(HostOperations, StringsAndInstancesAreMadeAsTheHostCan)
 {
-    bool value = true;
-    EXPECT_FALSE(REALGetPropValueBoolean(nullptr, "On", &value));
-    EXPECT_TRUE(value); // untouched
-    Provide("REALGetPropValueBool", [](REALobjectStruct *, const char *, unsigned char *byte) {
-        *byte = static_cast<unsigned char>(answer);
-        return answer;
-    });
-    for (unsigned long given : {0x100UL, 2UL}) {
-        answer = given;
-        EXPECT_EQ(REALGetPropValueBoolean(nullptr, "On", &value), given == 2);
-        EXPECT_EQ(value, given == 2);
-    }
     Provide("REALBuildStringWithEncoding", [](const char *, int count, unsigned int encoding) {
         return AnyHandle<REALstringStruct>(static_cast<unsigned int>(count) * 100 + encoding);
     });
     EXPECT_EQ(REALBuildString("text", 4, 5), AnyHandle<REALstringStruct>(405));
-    for (std::uintptr_t number : {0U, 8U})
-        EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), nullptr);
     Provide("CreateInstance", [](REALclassRefStruct *) { return AnyHandle<REALobjectStruct>(16); });
     for (std::uintptr_t number : {0U, 8U})
         EXPECT_EQ(REALnewInstance(AnyHandle<REALclassRefStruct>(number)), AnyHandle<REALobjectStruct>(2 * number));
@@ -206,24 +190,30 @@ TEST_F(HostOperations, EveryRowGivesTheMissingValueOnAHostWithoutTheEntry)
 #include "Source/SDK/GlueCode/HostOperations.inc"
     EXPECT_EQ(REALCountClassProperties(nullptr), 0);
     EXPECT_EQ(REALGetClassProperty(nullptr, 0), nullptr);
-    for (double version : {2007.01, 2018.02}) {
-        gHostVersion = version;
-        REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
-        EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 0.0);
-    }
 }
 
-// Newer hosts take text places as floating-point numbers too, under the same names.
-TEST_F(HostOperations, NewerHostsDrawAtFractionsOfAPoint)
+// Newer hosts take text places, and answer widths, as floating-point numbers too, under the same names.
+TEST_F(HostOperations, NewerHostsDrawAndMeasureInFractionsOfAPoint)
 {
-    gHostVersion = 2018.02;
+    REALGraphicsDrawString(nullptr, nullptr, 1, 2, 3);
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 0.0);
+    gHostVersion = 2007.019;
+    Provide("RuntimeGraphicsStringWidth", [](void *, void *) { return 2; });
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.0);
+    gHostVersion = 2007.02;
+    Provide("RuntimeGraphicsStringWidth", [](void *, void *) { return 2.5; });
+    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
+
+    Provide("RuntimeGraphicsDrawString", [](void *, void *, int x, int y, int width) { seen = {x, y, width}; });
+    gHostVersion = 2018.019;
+    REALGraphicsDrawString(nullptr, nullptr, 7, 8, 9);
+    EXPECT_EQ(seen, std::vector<long>({7, 8, 9}));
     Provide("RuntimeGraphicsDrawString", [](void *, void *, int x, int y, int width, double xd, double yd, double wd) {
         seen = {x, y, width, static_cast<long>(xd), static_cast<long>(yd), static_cast<long>(wd)};
     });
-    Provide("RuntimeGraphicsStringWidth", [](void *, void *) { return 2.5; });
+    gHostVersion = 2018.02;
     REALGraphicsDrawString(nullptr, nullptr, 7, 8, 9);
     EXPECT_EQ(seen, std::vector<long>({7, 8, 9, 7, 8, 9}));
-    EXPECT_EQ(REALGraphicsStringWidth(nullptr, nullptr), 2.5);
 }
 
 // --- start-up -------------------------------------------------------------------------------------------

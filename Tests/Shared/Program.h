@@ -16,6 +16,8 @@ using String = host::Owned<REALstringStruct>;
 
 inline constexpr char kAccept[] = "Accept(byref RemoteAddress as String, byref RemotePort as Integer, "
                                   "NewSocket as RAWSocketVYN) as RAWSocketVYN";
+inline constexpr char kConstructor[] =
+    "Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)";
 inline constexpr char kConnect[] =
     "Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean";
 inline constexpr char kSend[] = "SendMessage(Data as String, IP as String, Port as Integer) as Integer";

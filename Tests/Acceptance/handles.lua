@@ -109,6 +109,35 @@ local function try(name, make)
   end)
 end
 
+support.balanced("no socket", function()
+  local udp, raw = UDPSocketVYN(), RAWSocketVYN(2, 1, 6)
+  host.close(udp.Handle)
+  udp.Handle = 0
+  raw:Close()
+  for _, row in ipairs({ -- the method, what it answers, and what it is given
+    { udp, "Bind", nil, 5000 },
+    { udp, "SendMessage", 0, "x", "127.0.0.1", 9 },
+    { udp, "SendMessage", 0, block, "127.0.0.1", 9 },
+    { udp, "SendMessage", 0, DatagramVYN() },
+    { udp, "Read", nil },
+    { udp, "AddMembership", nil, "239.1.2.3" },
+    { udp, "DropMembership", nil, "239.1.2.3" },
+    { raw, "Listen", nil },
+    { raw, "Accept", nil, nil },
+    { raw, "Send", 0, block, 1 },
+    { raw, "SendTo", 0, block, 1, 0, block, 16 },
+    { raw, "Read", nil, 1 },
+    { raw, "ReadAll", nil },
+    { raw, "ReadDatagram", nil },
+    { raw, "Connect", false, block, 16 },
+    { raw, "Bind", false, block, 16 },
+  }) do
+    local socket, method = row[1], row[2]
+    local answer = support.refused(socket, -1, function() return socket[method](socket, table.unpack(row, 4)) end)
+    support.equal(answer, row[3], method)
+  end
+end)
+
 for _, row in ipairs(kinds) do try(table.unpack(row)) end
 os.remove(sparse)
 print(#kinds - (leftOut and 1 or 0) .. " kinds of descriptor and number tried")

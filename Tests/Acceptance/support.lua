@@ -22,12 +22,12 @@ function support.outcome(socket, lastError, found, wanted)
   support.equal(found, wanted)
 end
 
--- Runs the function, which must raise that exception.
-function support.raises(class, message, action)
+-- Runs the function, which must raise that exception: "Class: message".
+function support.raises(wanted, action)
   local ok, exception = pcall(action)
-  if ok then error("no exception, wanted " .. class .. ": " .. message, 2) end
+  if ok then error("no exception, wanted " .. wanted, 2) end
   local text = type(exception) == "string" and exception or exception.class .. ": " .. exception.message
-  support.equal(text, class .. ": " .. message, "exception")
+  support.equal(text, wanted, "exception")
 end
 
 -- The properties of a class, in order, as the reference has them, which a test holds against the library.
@@ -38,12 +38,40 @@ function support.properties(class)
   return names
 end
 
+-- All that a program can see of a socket, but for the outcome of looking.
+local function state(socket)
+  local words, lastError = {}, socket.Lasterror
+  for _, name in ipairs(support.properties(tostring(socket):match("%w+"))) do
+    if name ~= "Lasterror" and name ~= "SocketError" then -- which looking takes away
+      words[#words + 1] = name .. " " .. quoted(socket[name])
+    end
+  end
+  socket.Lasterror = lastError
+  return table.concat(words, ", ")
+end
+
+-- Runs an operation that is refused: Lasterror is as given, an exception is raised if one is named, and all else stays
+-- as it was. Result: what the operation answers.
+function support.refused(socket, lastError, operation, exception)
+  local before, result = state(socket), nil
+  socket.Lasterror = 7
+  if exception then support.raises(exception, operation) else result = operation() end
+  support.equal(socket.Lasterror, lastError, "Lasterror")
+  support.equal(state(socket), before, "the socket afterwards")
+  return result
+end
+
 -- A socket bound to a free loopback port, and that port.
 function support.bound()
   local socket = UDPSocketVYN()
   socket:Bind(0, "127.0.0.1")
   support.equal(socket.Lasterror, 0, "Bind")
   return socket, socket.LocalPort
+end
+
+-- The socket address of that port of 127.0.0.1, as the system has it.
+function support.address(port)
+  return MemoryBlock(string.pack("=I2>I2", 2, port) .. "\127\0\0\1" .. ("\0"):rep(8))
 end
 
 -- Lets the host run until the condition holds.

@@ -1,5 +1,5 @@
--- A random walk: many sockets of all kinds, whose handlers and whose program close, replace, duplicate, destroy and raise
--- as it comes. Nothing crashes or waits, and in the end every reference and every descriptor is back.
+-- A random walk: fifty sockets of all kinds, whose handlers and whose program close, replace, duplicate, destroy and
+-- raise as it comes. Nothing crashes or waits, and in the end every reference and every descriptor is back.
 --   vynhost walk.lua [SECONDS [SEED]]
 local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
 
@@ -33,7 +33,7 @@ end
 
 local function raw()
   local kind = random(4) == 1 and 2 or 1 -- most of them streams
-  local socket = bound(RAWSocketVYN(2, kind, 0), function(self) return pick({ self.ReadAll, self.ReadDatagram })(self) end)
+  local socket = bound(RAWSocketVYN(2, kind, 0), function(self) pick({ self.ReadAll, self.ReadDatagram })(self) end)
   if kind == 1 and random(2) == 1 then socket:Listen() end
   return socket
 end
@@ -53,8 +53,7 @@ local actions = {
   function() host.step() end,
   function() pick(raws):Close() end,
   function() -- by name it would wait for a listener whose queue is full
-    local address = MemoryBlock(string.pack("=I2>I2", 2, math.max(pick(raws).LocalPort, 0)) .. "\127\0\0\1" .. ("\0"):rep(8))
-    pick(raws):Connect(address, 16)
+    pick(raws):Connect(support.address(math.max(pick(raws).LocalPort, 0)), 16)
   end,
   function() pick(raws):Accept(random(2) == 1 and pick(raws) or nil) end,
   function() pick(raws):Send(MemoryBlock("stream"), 6, 0) end,

@@ -3,17 +3,16 @@
 A namespace and what is in it go with its last process, so a machine's end, even by force, leaves nothing behind.
 Where namespaces can't be made (as in most containers) all of this is skipped, and says so.
 """
-import os
+import pathlib
 import subprocess
 import sys
 import tempfile
-import threading
 import unittest
 
 import namespaces
+from vynhost import HOST
 
-HOST = os.environ["VYN_HOST"]
-HERE = os.path.dirname(os.path.abspath(__file__))
+HERE = pathlib.Path(__file__).resolve().parent
 LIMIT = 60  # seconds for anything
 
 ENETUNREACH = 101
@@ -26,10 +25,8 @@ class Machine:
     """A network and a file system of its own, and in it a program that answers lines of Lua."""
 
     def __init__(self):
-        command = ["unshare", "--net", "--mount", HOST, os.path.join(HERE, "Namespaces", "answer.lua")]
+        command = ["unshare", "--net", "--mount", "timeout", str(LIMIT), HOST, HERE / "Namespaces/answer.lua"]
         self.program = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self.timer = threading.Timer(LIMIT, self.program.kill)
-        self.timer.start()
         self.ask("host.version")  # from here on it has left the namespaces of this process
         self.run("ip", "link", "set", "lo", "up")
 
@@ -40,23 +37,17 @@ class Machine:
 
     def does(self, line, wanted=""):
         answer = self.ask(line)
-        if answer != str(wanted):
-            raise AssertionError(f"{line}: wanted {wanted}, found {answer}")
+        assert answer == str(wanted), f"{line}: wanted {wanted}, found {answer}"
 
     def run(self, *command):
         enter = ["nsenter", "--target", str(self.program.pid), "--net", "--mount"]
-        done = subprocess.run([*enter, *command], capture_output=True, text=True, timeout=LIMIT)
-        if done.returncode != 0:
-            raise RuntimeError(f"{' '.join(command)}: {done.stderr.strip()}")
-        return done.stdout
+        subprocess.run([*enter, *command], check=True, timeout=LIMIT)
 
     def stop(self):
         """Answers the exit status: 0 when the program gave back everything."""
         self.program.stdin.close()
         self.program.stdout.close()
-        status = self.program.wait()
-        self.timer.cancel()
-        return status
+        return self.program.wait()
 
 
 class Machines(unittest.TestCase):

@@ -1,50 +1,31 @@
 """The examples with programs on the other side that are none of ours: sockets of Python, and socat."""
 import os
+import pathlib
 import re
 import socket
 import subprocess
-import threading
 import unittest
 
 import namespaces
+from vynhost import EMULATOR, HOST
 
-HOST = os.environ["VYN_HOST"]
-EMULATOR = os.environ.get("VYN_EMULATOR", "").split()
-EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "Examples")
+EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "Examples"
 LIMIT = 60  # seconds for anything
 
 
-class Program:
+def start(name, *arguments):
     """An example that runs; its lines come as they are printed."""
-
-    def __init__(self, name, *arguments):
-        command = [*EMULATOR, HOST, os.path.join(EXAMPLES, name), *map(str, arguments)]
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        self.timer = threading.Timer(LIMIT, self.process.kill)
-        self.timer.start()
-
-    def line(self):
-        return self.process.stdout.readline().rstrip("\n")
-
-    def port(self):
-        return int(re.search(r":(\d+)$", self.line()).group(1))
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.process.kill()
-        self.process.wait()
-        self.timer.cancel()
-        self.process.stdout.close()
-
-    def rest(self):
-        return self.process.communicate(timeout=LIMIT)[0], self.process.wait()
+    command = ["timeout", str(LIMIT), *EMULATOR, HOST, EXAMPLES / name, *map(str, arguments)]
+    return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
 
 def run(name, *arguments):
-    with Program(name, *arguments) as program:
-        return program.rest()
+    with start(name, *arguments) as program:
+        return program.communicate()[0], program.returncode
+
+
+def read_port(program):
+    return int(re.search(r":(\d+)$", program.stdout.readline())[1])
 
 
 def udp():
@@ -54,48 +35,43 @@ def udp():
     return peer
 
 
-class Datagrams(unittest.TestCase):
+class Peers(unittest.TestCase):
     def test_echo_of_every_size_and_byte(self):
-        with Program("echo_server.lua", 0, LIMIT) as server, udp() as peer:
-            address = ("127.0.0.1", server.port())
+        with start("echo_server.lua", 0, LIMIT) as server, udp() as peer:
+            address = ("127.0.0.1", read_port(server))
             for payload in (b"hello", bytes(range(256)), b"\0", b"x" * 1400, os.urandom(65507)):
                 peer.sendto(b"", address)  # must not block the next one
                 peer.sendto(payload, address)
                 self.assertEqual(peer.recv(65536), payload)
+            server.terminate()
 
     def test_send_prints_the_answer(self):
-        with udp() as peer:
-            with Program("send.lua", "localhost", peer.getsockname()[1], "question") as program:
-                question, address = peer.recvfrom(100)
-                self.assertEqual(question, b"question")
-                peer.sendto(b"answer", address)
-                output, status = program.rest()
-            self.assertIn("answered 'answer'", output)
-            self.assertEqual(status, 0)
+        with udp() as peer, start("send.lua", "localhost", peer.getsockname()[1], "question") as program:
+            question, address = peer.recvfrom(100)
+            self.assertEqual(question, b"question")
+            peer.sendto(b"answer", address)
+            self.assertIn("answered 'answer'", program.communicate()[0])
+            self.assertEqual(program.returncode, 0)
 
-
-class Streams(unittest.TestCase):
     def test_server_answers_socat(self):
-        with Program("tcp_server.lua", 0, 2) as server:
-            port = server.port()
+        with start("tcp_server.lua", 0, 2) as server:
+            socat = ["socat", "-t2", "-", f"TCP4:127.0.0.1:{read_port(server)}"]
             for text in (b"one\n", b"two\n"):
-                socat = ["socat", "-t2", "-", f"TCP4:127.0.0.1:{port}"]
                 answer = subprocess.run(socat, input=text, capture_output=True, timeout=LIMIT)
                 self.assertEqual(answer.stdout, text.upper())
-            output, status = server.rest()
-            self.assertEqual((output.count("left"), status), (2, 0), output)
+            output = server.communicate()[0]
+            self.assertEqual((output.count("left"), server.returncode), (2, 0), output)
 
     def test_client_talks_to_python(self):
         with socket.create_server(("127.0.0.1", 0)) as server:
             server.settimeout(LIMIT)
-            with Program("tcp_client.lua", "localhost", server.getsockname()[1], "question") as client:
-                peer, _ = server.accept()
-                with peer:
+            with start("tcp_client.lua", "localhost", server.getsockname()[1], "question") as client:
+                with server.accept()[0] as peer:
                     self.assertEqual(peer.recv(100), b"question\n")
                     peer.sendall(b"answer\n")
-                    output, status = client.rest()
+                    output = client.communicate()[0]
             self.assertTrue(output.endswith("answer: answer\n"), output)
-            self.assertEqual(status, 0)
+            self.assertEqual(client.returncode, 0)
 
     def test_connecting_ends_in_time(self):
         with socket.create_server(("127.0.0.1", 0), backlog=0) as server, socket.socket() as first, socket.socket() as more:

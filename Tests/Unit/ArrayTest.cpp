@@ -144,36 +144,33 @@ TEST_P(Array, ElementsThatAreOnlyReadComeAsTheHostHasThem)
     ReleaseArray(pointers);
 }
 
-TEST_P(Array, StringsAndObjectsAreHeldOnceByTheArrayAndOnceByTheCaller)
+// As the result, an element comes with a reference as well; the array has one of its own.
+TEST_P(Array, ElementsAreGivenAsResultsToo)
 {
-    _REALarrayString *strings = REALCreateArrayString(1);
-    String first(host::NewString("first"));
-    REALstringStruct *held = first.Get();
-    REALSetArrayValue(strings, 0, held);
-    first = String();
-    REALSetArrayValue(strings, 0, held); // the same once more, when the array's is the only reference
-    EXPECT_EQ(String(REALGetArrayString(strings, 0)).Get(), held);
-    EXPECT_EQ(REALGetArrayString(strings, 1), nullptr);
-    ReleaseArray(strings);
-
-    _REALarrayObject *objects = REALCreateArrayObject(0);
-    Object block(host::NewMemoryBlock("abc", 3));
-    REALSetArrayValue(objects, 0, block.Get());
-    EXPECT_EQ(Object(REALGetArrayObject(objects, 0)).Get(), block.Get());
-    EXPECT_EQ(Object(REALGetArrayVariant(objects, 0)).Get(), block.Get());
-    ReleaseArray(objects);
-
-    _REALarrayInteger *integers = REALCreateArrayInteger(0);
+    auto integers = REALCreateArrayInteger(0);
+    auto objects = REALCreateArrayObject(0);
+    auto strings = REALCreateArrayString(1);
     REALSetArrayValue(integers, 0, -7L);
     EXPECT_EQ(REALGetArrayInt(integers, 0), -7);
+    REALobjectStruct *block = host::NewMemoryBlock("abc", 3);
+    REALSetArrayValue(objects, 0, Object(block).Get());
+    EXPECT_EQ(Object(REALGetArrayObject(objects, 0)).Get(), block);
+    EXPECT_EQ(Object(REALGetArrayVariant(objects, 0)).Get(), block);
+    REALstringStruct *string = host::NewString("string");
+    REALSetArrayValue(strings, 0, String(string).Get());
+    REALSetArrayValue(strings, 0, string); // the same once more, when the array's is the only reference
+    EXPECT_EQ(String(REALGetArrayString(strings, 0)).Get(), string);
+    EXPECT_EQ(REALGetArrayString(strings, 1), nullptr);
     ReleaseArray(integers);
+    ReleaseArray(objects);
+    ReleaseArray(strings);
 }
 
 TEST_P(Array, AnIndexOutOfRangeRaisesAndChangesNothing)
 {
     _REALarrayUInt64 *numbers = REALCreateArrayUInt64(9);
     _REALarrayInteger *integers = REALCreateArrayInteger(9);
-    std::size_t raised = 0;
+    std::vector<std::string> texts;
     for (long index : {-1L, 10L, std::numeric_limits<long>::min(), std::numeric_limits<long>::max()}) {
         std::uint64_t value = 5;
         REALGetArrayValue(numbers, index, &value);
@@ -181,12 +178,17 @@ TEST_P(Array, AnIndexOutOfRangeRaisesAndChangesNothing)
         EXPECT_EQ(value, 5U);
         EXPECT_EQ(REALGetArrayInt(integers, index), 0);
         Object taken(running.exceptions.TakePending());
-        const std::string text = std::string("OutOfBoundsException: The parameter index  is too ") +
-                                 (index < 0 ? "small" : "big") + ". Range is 0 to 9, but value is " +
-                                 std::to_string(index) + ".";
-        ASSERT_EQ(running.exceptions.Raised().size(), raised + 3);
-        for (int i = 0; i < 3; i++)
-            EXPECT_EQ(running.exceptions.Raised()[raised++].Text(), text);
+        texts.insert(texts.end(), 3,
+                     std::string("OutOfBoundsException: The parameter index  is too ") + (index < 0 ? "small" : "big") +
+                         ". Range is 0 to 9, but value is " + std::to_string(index) + ".");
+    }
+    ASSERT_EQ(running.exceptions.Raised().size(), texts.size());
+    for (std::size_t i = 0; i < texts.size(); i++)
+        EXPECT_EQ(running.exceptions.Raised()[i].Text(), texts[i]);
+    for (long index = 0; index < 10; index++) {
+        std::uint64_t value = 5;
+        REALGetArrayValue(numbers, index, &value);
+        EXPECT_EQ(value, 0U);
     }
     ReleaseArray(numbers);
     ReleaseArray(integers);

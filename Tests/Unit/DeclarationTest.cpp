@@ -164,7 +164,7 @@ TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
 TEST(Declaration, MethodTableIsOneModuleOnHostsThatTakeModules)
 {
     std::vector<REALmethodDefinition> table(24, {getter, nullptr, "Go", 4, 0, nullptr});
-    for (auto [version, methods] : {std::pair(2012.5, 24), {3000.0, 24}, {2999.9, 0}, {2013.0, 0}}) {
+    for (auto [version, methods] : {std::pair(2012.999, 24), {3000.0, 24}, {2999.999, 0}, {2013.0, 0}}) {
         StartHost(version);
         MyREALRegisterMethodArray(table.data(), table.size());
         built.push_back(gGeneratedModule);

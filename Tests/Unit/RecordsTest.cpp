@@ -7,9 +7,6 @@
 #include "Source/Utility/rbclassutilChecks.h"
 #include "Tests/Unit/OnHost.h"
 
-#include <fstream>
-#include <functional>
-#include <map>
 #include <thread>
 
 namespace {
@@ -76,44 +73,40 @@ struct Sample {
     std::vector<REALconstant> constants;
 };
 
-// How a sample is spoilt, as text and as code.
+// How a sample is spoilt, as text and as code, and all that the log says of it.
 struct Row {
     const char *text;
     void (*spoil)(Sample &s);
+    Lines findings;
 };
-
-// What findings.txt has: the lines of the log under what brings them.
-std::map<std::string, std::string> ReadFindings()
-{
-    std::map<std::string, std::string> findings;
-    std::string cause;
-    std::ifstream file(FINDINGS);
-    for (std::string line; std::getline(file, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        line[0] == ' ' ? findings[cause] += line + "\n" : findings[cause = line];
+#define SPOIL(spoil, ...)                                                                                              \
+    {                                                                                                                  \
+#spoil, [](Sample & s) { spoil; },                                                                             \
+        {                                                                                                              \
+            __VA_ARGS__                                                                                                \
+        }                                                                                                              \
     }
-    return findings;
-}
 
-// The findings are those of the file, whole.
-void ExpectFindings(const std::string &cause, const std::function<void()> &check)
-{
-    static const auto findings = ReadFindings();
-    std::string found;
-    for (const std::string &line : CaptureLog(check))
-        found += "  " + line + "\n";
-    auto known = findings.find(cause);
-    EXPECT_EQ(found, known != findings.end() ? known->second : "") << "Tests/Unit/findings.txt: " << cause << "\n"
-                                                                   << found;
-}
-
-void ExpectFindings(const char *kind, const std::vector<Row> &rows, void (*check)(Sample &s))
+// Hands a sample over for each row; the record reaches the host in each case, as that kind if one is given.
+void ExpectFindings(const char *kind, const std::vector<Row> &rows, void (*handOver)(Sample &s))
 {
     for (const Row &row : rows) {
         Sample sample;
         row.spoil(sample);
-        ExpectFindings(std::string(kind) + ": " + row.text, [&] { check(sample); });
+        registered.clear();
+        EXPECT_EQ(CaptureLog([&] { handOver(sample); }), row.findings) << row.text;
+        EXPECT_EQ(registered, *kind != 0 ? Lines{kind} : Lines()) << row.text;
     }
+}
+
+// What is told of a record with these counts but no arrays, and with the lines that follow.
+Lines WithoutArrays(const std::string &kind, const Lines &counts, const Lines &more)
+{
+    Lines lines;
+    for (const std::string &count : counts)
+        lines.push_back("Error: The " + kind + " C has the wrong " + count + " value: 1");
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
 }
 
 } // namespace
@@ -122,77 +115,155 @@ void ExpectFindings(const char *kind, const std::vector<Row> &rows, void (*check
 TEST(Records, EachCountWithoutItsArrayIsTold)
 {
     StartHost(2012.0, 10);
-    const REALcontrol counts = {{.name = "C", .dataSize = 4, .forSystemUse = 1, .propertyCount = 1, .methodCount = 1, .eventCount = 1, .eventInstanceCount = 1, .attributeCount = 1, .constantCount = 1,
-                                 .sharedPropertyCount = 1, .sharedMethodCount = 1, .delegateCount = 1, .enumCount = 1}, 10, 10};
-    REALcontrol asClass = counts, asControl = counts, asExtension = counts;
-    REALmoduleDefinition module = {10, "C", nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, {}, 4, nullptr, nullptr};
+    const REALcontrol counts = {{.name = "C", .dataSize = 4, .forSystemUse = 1, .propertyCount = 1, .methodCount = 1,
+                                 .eventCount = 1, .eventInstanceCount = 1, .attributeCount = 1, .constantCount = 1,
+                                 .sharedPropertyCount = 1, .sharedMethodCount = 1, .delegateCount = 1, .enumCount = 1},
+                                10, 10};
+    const Lines none = {"Error: method C.0 is NULL.", "Error: Constant C.0 is NULL.", "Error: method C.0 is NULL."};
+    REALcontrol record = counts;
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterClass(&record); }),
+              WithoutArrays("class", {"forSystemUse", "propertyCount", "methodCount", "eventCount",
+                                      "eventInstanceCount", "constantCount", "sharedPropertyCounttionCount",
+                                      "sharedMethodCount", "attributeCount", "delegateCount", "enumCount"}, none));
+    record = counts;
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterControl(&record); }),
+              WithoutArrays("control", {"forSystemUse", "propertyCount", "methodCount", "eventCount",
+                                        "eventInstanceCount", "constantCount", "sharedMethodCount",
+                                        "sharedPropertyCount", "attributeCount", "delegateCount", "enumCount"}, none));
+    record = counts;
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterClassExtension(&record); }),
+              Lines({"Error: The class extension C has the dataSize value: 4",
+                     "Error: The class extension C has the wrong forSystemUse value: 1",
+                     "Error: The class extension C has the wrong propertyCount value: 1",
+                     "Error: The class extension C has the wrong methodCount value: 1",
+                     "Error: The class extension C has events: 1",
+                     "Error: The class extension C has event instances: 1",
+                     "Error: The class extension C has constants: 1",
+                     "Error: The class extension C has shared Properties: 1",
+                     "Error: The class extension C has shared Methods: 1",
+                     "Error: The class extension C has wrong attributes: 1",
+                     "Error: The class extension C has delegates 1",
+                     "Error: The class extension C has enums: 1",
+                     none[0], none[1], none[2],
+                     "Warning: The class extension C has the propertyCount value: 1",
+                     "Warning: The class extension C has the constantCount value: 1",
+                     "Warning: The class extension C has the eventCount value: 1",
+                     "Warning: The class extension C has the sharedProperties value: 1",
+                     "Warning: The class extension C has the sharedMethods value: 1"}));
+    REALmoduleDefinition module = {10, "C", nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1, nullptr, 1,
+                                   nullptr, 1, {}, 4, nullptr, nullptr};
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterModule(&module); }),
+              WithoutArrays("module", {"propertyCount", "methodCount", "structureCount", "enumCount", "attributeCount",
+                                       "delegateCount"},
+                            {none[0], none[1], "VYN Debug: Error: method array is nil while count is not zero!",
+                             "VYN Debug: Error: property array is nil while count is not zero!",
+                             "VYN Debug: Error: enum array is nil while count is not zero!"}));
     REALinterfaceDefinition interface = {15, "C", nullptr, 1, nullptr, 1};
-    ExpectFindings("class: counts without arrays", [&] { MyREALRegisterClass(&asClass); });
-    ExpectFindings("control: counts without arrays", [&] { MyREALRegisterControl(&asControl); });
-    ExpectFindings("extension: counts without arrays", [&] { MyREALRegisterClassExtension(&asExtension); });
-    ExpectFindings("module: counts without arrays", [&] { MyREALRegisterModule(&module); });
-    ExpectFindings("interface: counts without arrays", [&] { MyREALRegisterInterface(&interface); });
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterInterface(&interface); }),
+              WithoutArrays("interface", {"methodCount", "attributeCount"}, {}));
     EXPECT_EQ(registered, Lines({"Class", "Control", "ClassExtension", "Module", "Interface"}));
 }
-
-// Below, `s` is a sample.
-#define SPOIL(...) {#__VA_ARGS__, [](Sample &s) { __VA_ARGS__; }}
 
 TEST(Records, FaultsOfTheRecordAreReportedAndItIsRegistered)
 {
     StartHost(2012.0, 10);
-    const std::vector<Row> classes = {
+    ExpectFindings("Class", {
         SPOIL((void)s),
-        SPOIL(s.d.version = 13),
-        SPOIL(s.d.forSystemUse = 48),
+        SPOIL(s.d.version = 13, "Error: The class Sample has the wrong kCurrentREALControlVersion: 13 vs. 15"),
+        SPOIL(s.d.forSystemUse = 48, "Error: The class Sample has the wrong forSystemUse value: 48"),
         SPOIL(s.SetCounts(1000, 4000)),
-        SPOIL(s.SetCounts(1001, 4000)),
-        SPOIL(s.SetCounts(1000, 4001)),
-        SPOIL(s.d.propertyCount = 0),
-        SPOIL(s.d.superName = "UDPSocketVYN"),
+        SPOIL(s.SetCounts(1001, 4000), "Error: The class Sample has the wrong methodCount value: 1001"),
+        SPOIL(s.SetCounts(1000, 4001), "Error: The class Sample has the wrong constantCount value: 4001"),
+        SPOIL(s.d.propertyCount = 0, "Error: The class Sample has the wrong propertyCount value: 0"),
+        SPOIL(s.d.superName = "UDPSocketVYN", "Warning: The subclass Sample of UDPSocketVYN has data size: 72"),
         SPOIL(s.d.superName = "UDPSocketVYN"; s.d.dataSize = 0),
         SPOIL(s.d.superName = "SocketCore"),
-        SPOIL(s.d.flags = s.property.flags = s.method.flags = 0x400),
-        SPOIL(s.d.flags = s.property.flags = s.method.flags = 0x404),
-        SPOIL(s.d.name = nullptr; s.d.version = 2),
-    };
-    ExpectFindings("class", classes, [](Sample &s) { MyREALRegisterClass(&s.control); });
-    const std::vector<Row> controls = {
+        SPOIL(s.d.flags = s.property.flags = s.method.flags = 0x400; gHostVersion = 2020.0199,
+              "Warning: iOS only class registered for old Xojo: Sample"),
+        SPOIL(s.d.flags = s.property.flags = s.method.flags = 0x400; gHostVersion = 2020.02),
+        SPOIL(s.d.flags = s.property.flags = s.method.flags = 0x404; gHostVersion = 2012.0),
+        SPOIL(s.d.name = nullptr; s.d.version = 2,
+              "Error: The class (null) has the wrong kCurrentREALControlVersion: 2 vs. 15",
+              "Error: A class without name."),
+    }, [](Sample &s) { MyREALRegisterClass(&s.control); });
+    ExpectFindings("Control", {
         SPOIL((void)s),
-        SPOIL(s.d.dataSize = 0; s.d.version = 1),
-        SPOIL(s.control.defaultWidth = 0),
-        SPOIL(s.control.defaultHeight = 0; s.d.forSystemUse = 1; s.d.name = nullptr),
-    };
-    ExpectFindings("control", controls, [](Sample &s) { s.method.flags = s.property.flags = 0x202; MyREALRegisterControl(&s.control); });
-    const std::vector<Row> modules = {
+        SPOIL(s.d.dataSize = 0; s.d.version = 1,
+              "Error: The control Sample has the wrong kCurrentREALControlVersion: 1 vs. 15",
+              "Error: The control Sample has the dataSize being zero!"),
+        SPOIL(s.control.defaultWidth = 0, "Error: The control Sample has the wrong defaultWidth value: 0"),
+        SPOIL(s.control.defaultHeight = 0; s.d.forSystemUse = 1; s.d.name = nullptr,
+              "Error: A control without name.",
+              "Error: The control (null) has the wrong defaultHeight value: 0",
+              "Error: The control (null) has the wrong forSystemUse value: 1"),
+    }, [](Sample &s) {
+        s.method.flags = s.property.flags = 0x202;
+        MyREALRegisterControl(&s.control);
+    });
+    ExpectFindings("Module", {
         SPOIL((void)s),
         SPOIL(s.module.version = 10),
-        SPOIL(s.module.version = 9),
-        SPOIL(s.module.name = nullptr),
+        SPOIL(s.module.version = 9, "Error: The module Mod has the wrong kCurrentREALControlVersion: 9 vs. 15"),
+        SPOIL(s.module.name = nullptr, "Error: A module without name."),
         SPOIL(s.module.constantCount = 0),
-    };
-    ExpectFindings("module", modules, [](Sample &s) { MyREALRegisterModule(&s.module); });
-    const std::vector<Row> extensions = {SPOIL(s.d.name = nullptr), SPOIL(s.d.superName = "Super"), SPOIL(s.d.version = 13)};
-    ExpectFindings("extension", extensions, [](Sample &s) { REALclassDefinition extension = {.version = s.d.version, .name = s.d.name, .superName = s.d.superName, .methods = &s.method, .methodCount = 1, .flags = 4}; MyREALRegisterClassExtension(&extension); });
-    const std::vector<Row> interfaces = {SPOIL((void)s), SPOIL(s.d.name = nullptr), SPOIL(s.d.version = 14)};
-    ExpectFindings("interface", interfaces, [](Sample &s) { REALinterfaceDefinition interface = {s.d.version, s.d.name, &s.method, 1, &s.attribute, 1}; MyREALRegisterInterface(&interface); });
-    const std::vector<Row> methods = {SPOIL(s.method.declaration = nullptr), SPOIL(s.method.function = nullptr), SPOIL(s.method.attributeCount = 0), SPOIL(s.attribute.name = nullptr)};
-    ExpectFindings("method", methods, [](Sample &s) { MyREALRegisterMethod(&s.method); });
-    ExpectFindings("method: nullptr", [] { MyREALRegisterMethod(nullptr); });
-    EXPECT_EQ(registered.size(), classes.size() + controls.size() + modules.size() + extensions.size() + interfaces.size() + methods.size());
+    }, [](Sample &s) { MyREALRegisterModule(&s.module); });
+    ExpectFindings("ClassExtension", {
+        SPOIL(s.d.name = nullptr, "Error: A class extension without name."),
+        SPOIL(s.d.superName = "Super", "Error: A class extension can't have super name: Super"),
+        SPOIL(s.d.version = 13,
+              "Error: The class extension Sample has the wrong kCurrentREALControlVersion: 13 vs. 15"),
+    }, [](Sample &s) {
+        REALclassDefinition extension = {.version = s.d.version, .name = s.d.name, .superName = s.d.superName,
+                                         .methods = &s.method, .methodCount = 1, .flags = 4};
+        MyREALRegisterClassExtension(&extension);
+    });
+    ExpectFindings("Interface", {
+        SPOIL((void)s),
+        SPOIL(s.d.name = nullptr, "Error: A interface without name."),
+        SPOIL(s.d.version = 14, "Error: The interface Sample has the wrong kCurrentREALControlVersion: 14 vs. 15"),
+    }, [](Sample &s) {
+        REALinterfaceDefinition interface = {s.d.version, s.d.name, &s.method, 1, &s.attribute, 1};
+        MyREALRegisterInterface(&interface);
+    });
+    ExpectFindings("Method", {
+        SPOIL(s.method.declaration = nullptr, "Error: A method without declaration."),
+        SPOIL(s.method.function = nullptr, "Error: The method Go has no function."),
+        SPOIL(s.method.attributeCount = 0, "Error: The method Go has the wrong attributeCount value: 0"),
+        SPOIL(s.attribute.name = nullptr, "Error: .Go has an attribute without name! Index: 0"),
+    }, [](Sample &s) { MyREALRegisterMethod(&s.method); });
+    EXPECT_EQ(CaptureLog([] { MyREALRegisterMethod(nullptr); }), Lines{"Error: A method registered is nil."});
 }
 
 TEST(Records, FaultsOfMembersAreReported)
 {
-    ExpectFindings("member", {
-        SPOIL(s.method.declaration = nullptr), SPOIL(s.method.function = nullptr), SPOIL(s.method.attributeCount = 0),
-        SPOIL(s.constant.declaration = nullptr), SPOIL(s.constant.attributes = nullptr),
-        SPOIL(s.event.declaration = nullptr), SPOIL(s.event.attributeCount = 1001; s.event.attributes = nullptr),
-        SPOIL(s.delegate.declaration = nullptr; s.delegate.flags = 0), SPOIL(s.delegate.attributes = nullptr),
-        SPOIL(s.property.name = nullptr), SPOIL(s.property.getter = {}), SPOIL(s.property.type = nullptr),
-        SPOIL(s.UseStandardAccessors("DOUBLE", 8)), SPOIL(s.UseStandardAccessors("Integer", 6)),
-        SPOIL(s.UseStandardAccessors("Integer", 6); s.property.setter = {}), SPOIL(s.UseStandardAccessors("Integer", 0x70000000C)),
-        SPOIL(s.property.editor = &s), SPOIL(s.property.enumCount = 1001), SPOIL(s.property.attributes = nullptr),
+    ExpectFindings("", {
+        SPOIL(s.method.declaration = nullptr, "Error: The method C.0 has nil declaration."),
+        SPOIL(s.method.function = nullptr, "Error: The method C.Go has nil function."),
+        SPOIL(s.method.attributeCount = 0, "Error: The method C.Go has the wrong attributeCount value: 0"),
+        SPOIL(s.constant.declaration = nullptr, "Error: The constant C.0 has nil declaration."),
+        SPOIL(s.constant.attributes = nullptr, "Error: The constant C.A = 1 has the wrong attributeCount value: 1"),
+        SPOIL(s.event.declaration = nullptr, "Error: The event C.0 has nil declaration."),
+        SPOIL(s.event.attributeCount = 1001; s.event.attributes = nullptr,
+              "Error: The event C.Done has the wrong attributeCount value: 1001"),
+        SPOIL(s.delegate.declaration = nullptr; s.delegate.flags = 0,
+              "Error: The delegate C.0 has nil declaration.",
+              "Warning: The delegate C.(null) has 0 for flags."),
+        SPOIL(s.delegate.attributes = nullptr, "Error: The delegate C.D() has the wrong attributeCount value: 1"),
+        SPOIL(s.property.name = nullptr, "Error: The property C.0 has nil name."),
+        SPOIL(s.property.getter = {}, "Error: The property C.Size has nil getter."),
+        SPOIL(s.property.type = nullptr, "Error: The property C.0 has nil type."),
+        SPOIL(s.UseStandardAccessors("DOUBLE", 8),
+              "Error: The property C.Size needs custom getter.",
+              "Error: The property C.Size needs custom setter."),
+        SPOIL(s.UseStandardAccessors("Integer", 6),
+              "Error: The property C.Size has unaligned offset 6.",
+              "Error: The property C.Size has unaligned offset 6."),
+        SPOIL(s.UseStandardAccessors("Integer", 6); s.property.setter = {},
+              "Error: The property C.Size has unaligned offset 6."),
+        SPOIL(s.UseStandardAccessors("Integer", 0x70000000C)),
+        SPOIL(s.property.editor = &s, "Error: The property C.Size has editor."),
+        SPOIL(s.property.enumCount = 1001, "Error: The property C.Size has wrong enumCount: 1001"),
+        SPOIL(s.property.attributes = nullptr, "Error: The property C.Size has attributes: 1"),
     }, [](Sample &s) {
         CheckMethods("C", &s.method, 1);
         CheckConstants("C", &s.constant, 1);
@@ -200,43 +271,82 @@ TEST(Records, FaultsOfMembersAreReported)
         CheckDelegates("C", &s.delegate, 1);
         CheckProperties("C", &s.property, 1);
     });
-    ExpectFindings("attribute", {SPOIL(s.attribute.value = nullptr)}, [](Sample &s) { CheckAttributes("C", "D", &s.attribute, 1); });
-    ExpectFindings("members by the ten thousand", {SPOIL((void)s)}, [](Sample &s) {
+    ExpectFindings("", {
+        SPOIL(s.attribute.value = nullptr, "Error: C.D has an attribute without value! Name: Hidden Index: 0"),
+    }, [](Sample &s) { CheckAttributes("C", "D", &s.attribute, 1); });
+
+    Sample s;
+    s.SetCounts(10000, 10000);
+    EXPECT_EQ(CaptureLog([&] {
+        CheckMethods("C", s.methods.data(), 10000);
+        CheckConstants("C", s.constants.data(), 10000);
+        CheckAttributes("C", "D", nullptr, 5);
+    }), Lines());
+    EXPECT_EQ(CaptureLog([&] {
         CheckMethods("C", &s.method, 10001);
         CheckConstants("C", &s.constant, 10001);
         CheckEvents("C", &s.event, 10001);
         CheckDelegates("C", &s.delegate, 10001);
         CheckProperties("C", &s.property, 10001);
         CheckAttributes("C", "D", &s.attribute, 10001);
-        CheckAttributes("C", "D", nullptr, 5);
-    });
+    }), Lines({"Error: method count out of range for C: 10001.", "Error: constant count out of range for C: 10001.",
+               "Error: event count out of range for C: 10001.", "Error: delegate count out of range for C: 10001.",
+               "Error: property count out of range for C: 10001.",
+               "Error: attribute count out of range for C.D: 10001."}));
 }
 
 TEST(Records, MembersThatDoNotFitTheirOwnersTargetsAreReported)
 {
-    ExpectFindings("targets of a class", {
-        SPOIL(s.d.flags = 4), SPOIL(s.d.flags = 0x204), SPOIL(s.d.flags = s.method.flags = 0x204; s.property.name = "Debugging"),
-        SPOIL(s.UseStandardAccessors("Integer", 0x44)), SPOIL(s.UseStandardAccessors("Integer", 0x45); s.property.getter = Get), SPOIL(s.property.parameter = 0x100),
+    ExpectFindings("", {
+        SPOIL(s.d.flags = 4),
+        SPOIL(s.d.flags = 0x204,
+              "VYN Debug: Console-safe method in console-unsafe class:  Sample, Go",
+              "VYN Debug: Console-safe shared method in console-unsafe class:  Sample, Go",
+              "VYN Debug: Console-safe property in console-unsafe class:  Sample, Size",
+              "VYN Debug: Console-safe shared property in console-unsafe class:  Sample, Size"),
+        SPOIL(s.d.flags = s.method.flags = 0x204; s.property.name = "Debugging",
+              "VYN Debug: Console-safe property in console-unsafe class:  Sample, Debugging"),
+        SPOIL(s.UseStandardAccessors("Integer", 0x44)),
+        SPOIL(s.UseStandardAccessors("Integer", 0x45); s.property.getter = Get,
+              "Error: Offset for variable too big: Sample.Size 69 72"),
+        SPOIL(s.property.parameter = 0x100),
     }, [](Sample &s) { CheckTargetFlags(&s.d); });
-    ExpectFindings("targets of a control", {
-        SPOIL(s.UseStandardAccessors("Integer", 0x45)), SPOIL(s.method.flags = s.property.flags = 0x202),
+    ExpectFindings("", {
+        SPOIL(s.UseStandardAccessors("Integer", 0x45),
+              "Error: Offset for variable too big: Sample.Size 69 72",
+              "VYN Debug: Method in control missing REALTargetDesktop:  Sample, Go",
+              "VYN Debug: Shared method in control missing REALTargetDesktop:  Sample, Go",
+              "VYN Debug: Property in control missing REALTargetDesktop:  Sample, Size",
+              "VYN Debug: Shared property in control missing REALTargetDesktop:  Sample, Size"),
+        SPOIL(s.method.flags = s.property.flags = 0x202),
     }, [](Sample &s) { CheckTargetFlags(&s.control); });
-    ExpectFindings("targets of a mobile control", {SPOIL(s.method.flags = 0x402; s.UseStandardAccessors("Integer", 0x45))}, [](Sample &s) { REALmobileControl mobile{s.d}; CheckTargetFlags(&mobile); });
-    ExpectFindings("targets of a module", {SPOIL(s.module.flags = 4), SPOIL(s.module.flags = 0x204)}, [](Sample &s) { CheckTargetFlags(&s.module); });
+    ExpectFindings("", {
+        SPOIL(s.method.flags = 0x402; s.UseStandardAccessors("Integer", 0x45),
+              "Error: Offset for variable too big: Sample.Size 69 72",
+              "VYN Debug: Property in control missing REALTargetIOS:  Sample, Size",
+              "VYN Debug: Shared property in control missing REALTargetIOS:  Sample, Size"),
+    }, [](Sample &s) { REALmobileControl mobile{s.d}; CheckTargetFlags(&mobile); });
+    ExpectFindings("", {
+        SPOIL(s.module.flags = 4),
+        SPOIL(s.module.flags = 0x204,
+              "VYN Debug: Console-safe method in console-unsafe module:  Mod, Go",
+              "VYN Debug: Console-safe property in console-unsafe module:  Mod, Size"),
+    }, [](Sample &s) { CheckTargetFlags(&s.module); });
 }
 
 TEST(Records, FlagsAreAdaptedToTheHost)
 {
     struct { double hostVersion; std::uint32_t before, after; } const rows[] = {
-        {2019.9,  0x30C, 0x4},   {2020.02, 0x30C,  0x30C},  {2019.9,   0x70C,   0x70C}, {2019.9, 0x208,   0x208},
-        {2019.9,  0x1328, 0x1024}, {2010.029, 0x40000, 0x4}, {2010.0, 0x40000, 0x0},   {2010.0, 0x40308, 0x4},
+        {2020.0199, 0x30C, 0x4},    {2020.02, 0x30C, 0x30C},   {2019.9, 0x70C, 0x70C},      {2019.9, 0x208, 0x208},
+        {2019.9, 0x1328, 0x1024},   {2010.029, 0x40000, 0x4},  {2010.0289, 0x40000, 0x0},   {2010.0, 0x40308, 0x4},
     };
     for (const auto &row : rows) {
         gHostVersion = row.hostVersion;
         Sample sample, shared;
         sample.d.sharedMethods = &shared.method;
         sample.d.sharedProperties = &shared.property;
-        std::uint32_t *const flags[] = {&sample.d.flags, &sample.method.flags, &sample.property.flags, &shared.method.flags, &shared.property.flags};
+        std::uint32_t *const flags[] = {&sample.d.flags, &sample.method.flags, &sample.property.flags,
+                                        &shared.method.flags, &shared.property.flags};
         for (std::uint32_t *word : flags)
             *word = row.before;
         FixFlags(&sample.d);
@@ -312,18 +422,32 @@ TEST(Records, ModuleMembersWithoutScopeBecomeProtected)
 TEST(Records, DatabaseRecordsOutOfRangeAreRejected)
 {
     StartHost(2021.0, 12);
-    for (std::uint32_t version : {0U, 1U, 2U, 3U, 14U, 15U}) {
-        REALdbCursorDefinition cursor = {version, nullptr, [](REALdbCursorStruct *) {}}, openCursor = {15, nullptr, nullptr};
-        REALdbEngineDefinition engine = {version, [](REALdbDatabaseStruct *) {}}, openEngine = {1, nullptr};
+    for (std::uint32_t version : {0U, 1U, 2U, 3U, 14U, 15U, 16U}) {
+        REALdbCursorDefinition cursor = {version, nullptr, [](REALdbCursorStruct *) {}};
+        REALdbEngineDefinition engine = {version, [](REALdbDatabaseStruct *) {}};
         registered.clear();
-        ExpectFindings("database: records of version " + std::to_string(version), [&] {
+        Lines told = CaptureLog([&] {
             MyREALRegisterDBCursor(&cursor);
             MyREALRegisterDBEngine(&engine);
-            MyREALRegisterDBCursor(&openCursor);
-            MyREALRegisterDBEngine(&openEngine);
         });
-        EXPECT_EQ(registered, version == 15 ? Lines{"DBCursor"} : version == 1 || version == 2 ? Lines{"DBEngine"} : Lines());
+        Lines taken, expected;
+        for (auto [record, isTaken] : {std::pair("Cursor", version == 15), {"Engine", version == 1 || version == 2}}) {
+            if (isTaken)
+                taken.push_back(std::string("DB") + record);
+            else
+                expected.push_back(std::string("VYN Debug: Error: REALdb") + record +
+                                   "Definition.version is out of range " + std::to_string(version));
+        }
+        EXPECT_EQ(told, expected);
+        EXPECT_EQ(registered, taken);
+        EXPECT_EQ(cursor.version, version == 15 ? 12 : version);
+        EXPECT_EQ(engine.version, version);
     }
+    REALdbCursorDefinition cursor = {15, nullptr, nullptr};
+    REALdbEngineDefinition engine = {1, nullptr};
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterDBCursor(&cursor); }), Lines{"VYN Debug: Error: closeCursor is nil"});
+    EXPECT_EQ(CaptureLog([&] { MyREALRegisterDBEngine(&engine); }),
+              Lines{"VYN Debug: Error: REALdbEngineDefinition.closeDatabase is nil"});
 }
 
 // clang-format on
@@ -370,8 +494,11 @@ TEST(Records, WithoutAPartNameOnlySingleMethodsAreRegistered)
         MyREALRegisterDBCursor(nullptr);
         MyREALRegisterDBEngine(nullptr);
     });
-    EXPECT_EQ(lines.size(), 7U);
-    EXPECT_EQ(lines.back(), "Error: gpartname is nil!? REALdbEngineDefinition");
+    Lines wanted;
+    for (const char *name :
+         {"Sample", "Mod", "Sample", "Sample", "Interface", "REALdbCursorDefinition", "REALdbEngineDefinition"})
+        wanted.push_back(std::string("Error: gpartname is nil!? ") + name);
+    EXPECT_EQ(lines, wanted);
     EXPECT_EQ(registered, Lines({"Method"}));
     EXPECT_EQ(sample.d.version, 15U);
 }

@@ -19,6 +19,7 @@ namespace {
 
 class Exceptions : public OnHost {
   protected:
+    void SetUp() override { StartHost(); }
     // What the body raises, as "Class: message".
     std::string Raised(const std::function<void()> &body)
     {
@@ -38,7 +39,6 @@ std::function<void()> Throwing(Error error)
 
 TEST_F(Exceptions, TheMessageArrivesInEveryForm)
 {
-    StartHost();
     const struct {
         std::function<void()> raise;
         const char *text;
@@ -58,7 +58,6 @@ TEST_F(Exceptions, TheMessageArrivesInEveryForm)
 
 TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
 {
-    StartHost();
     const struct {
         long value;
         const char *parameter, *method, *message;
@@ -78,7 +77,6 @@ TEST_F(Exceptions, OutOfBoundsSaysWhatAndWhere)
 
 TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
 {
-    StartHost();
     const std::pair<std::function<void()>, const char *> rows[] = {
         {Throwing(std::bad_alloc()), "OutOfMemoryException: Failed to allocate memory: std::bad_alloc"},
         {Throwing(std::range_error("r")), "OutOfBoundsException: C++ reports range error: r"},
@@ -98,7 +96,6 @@ TEST_F(Exceptions, NativeExceptionsBecomeTheHosts)
 TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
 {
     if (!faults::kAllocationsCanFail) GTEST_SKIP() << "the sanitizers' allocators do not fail";
-    StartHost();
     auto withoutMemory = [this](const std::function<void()> &body) {
         faults::FailAllocation(1);
         return Raised(body);

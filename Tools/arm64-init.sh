@@ -16,7 +16,7 @@ cd "$TREE"
 ln -s build/aarch64/vynhost build/vynhost
 export VYN_HOST=$TREE/build/aarch64/vynhost VYN_LIBRARY=$TREE/build/aarch64/libVYNNetwork.Linux32.so.21016
 export VYN_SMALL_HOST=$TREE/build/aarch64/small_host VYN_HOST_CHECK=$TREE/build/aarch64/libVYNHostCheck.Linux32.so.21016
-export VYN_PLAIN_BUILD=1 VYN_COMPILER=GNU VYN_EMULATOR= PYTHONPATH=$TREE/Host/Tests
+export VYN_PLAIN_BUILD=1 VYN_COMPILER=GNU VYN_EMULATOR= PYTHONPATH=$TREE/Host/Tests:$TREE/Tools
 
 passed=0
 failed=0
@@ -42,7 +42,7 @@ for script in Tests/Acceptance/*.lua; do
   [ "$script" = Tests/Acceptance/support.lua ] || try "$script" $VYN_HOST "$script"
 done
 for driver in Tests/Acceptance/test_instructions.py Tests/Acceptance/test_vynhost.py Tests/Acceptance/test_programs.py Host/Tests/test_*.py; do
-  try "$driver" python3 -B "$driver"
+  try "$driver" python3 -B -m unittest discover -s "${driver%/*}" -p "${driver##*/}"
 done
 echo "arm64: $passed passed, $failed failed, in $(cut -d. -f1 /proc/uptime) s"
 poweroff -f

@@ -189,7 +189,3 @@ class Exploring(unittest.TestCase):
             self.assertEqual(vynhost(os.path.join(folder, "main.lua"), "-x")[1], "help at hand\t-x\t-x\n")
         self.assertEqual(vynhost("-", "a", given="print(...)")[1], "a\n")
         self.assertEqual(vynhost("-e", "6 * 7, ...", "x", "--help")[1], "42\tx\t--help\n")
-
-
-if __name__ == "__main__":
-    unittest.main()

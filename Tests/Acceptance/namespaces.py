@@ -22,5 +22,5 @@ def go_on_inside(unshared, trial):
         refused = subprocess.run([*inside, "sh", "-c", trial], capture_output=True, text=True, timeout=60)
         if refused.returncode == 0:
             again = 'ip link set lo up && exec "$@"'
-            os.execvp(way[0], [*inside, "sh", "-c", again, "sh", "env", f"{INSIDE}=1", sys.executable, "-B", *sys.argv])
+            os.execvp(way[0], [*inside, "sh", "-c", again, "sh", "env", f"{INSIDE}=1", *sys.orig_argv])
     return f"no namespaces here: {refused.stderr.strip()}"

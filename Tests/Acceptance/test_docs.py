@@ -93,7 +93,3 @@ class Guide(unittest.TestCase):
                              ("x = New Pong", "pong"), ("Catch e As OutOfBondsException", "outofbondsexception"),
                              ("If RAWSocketVYN.ProtocolUPD = 17 Then", "protocolupd 0")):
             self.assertEqual(list(faults(f"```vb\n{line}\n```")), [f"{line.lower()}: {wanted}?"])
-
-
-if __name__ == "__main__":
-    unittest.main()

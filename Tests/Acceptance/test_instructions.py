@@ -1,11 +1,9 @@
 """Instructions of the library's own code, for each call of an operation, stay within their bounds."""
 import os
 import platform
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../Tools"))
-import instructions  # noqa: E402
+import instructions
 
 # Of each operation that is counted, by machine.
 BOUNDS = {"x86_64": (340, 410, 93, 82, 26), "aarch64": (420, 465, 125, 115, 40)}[platform.machine()]
@@ -27,7 +25,3 @@ class Instructions(unittest.TestCase):
         median, lines = instructions.log_line_that_is_off(os.environ["VYN_LIBRARY"])
         self.assertGreater(lines, 50)
         self.assertEqual(median, 3)
-
-
-if __name__ == "__main__":
-    unittest.main()

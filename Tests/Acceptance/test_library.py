@@ -99,7 +99,3 @@ class Library(unittest.TestCase):
         newest = {"GLIBC": (2, 31), "GLIBCXX": (3, 4, 28), "CXXABI": (1, 3, 12)}
         for name, version in re.findall(r"\b(GLIBC|GLIBCXX|CXXABI)_([0-9.]+)", readelf("-V")):
             self.assertLessEqual(tuple(map(int, version.split("."))), newest[name], name)
-
-
-if __name__ == "__main__":
-    unittest.main()

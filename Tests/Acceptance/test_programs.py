@@ -9,6 +9,9 @@ import unittest
 import namespaces
 from vynhost import EMULATOR, HOST
 
+# Some examples have ports and groups of their own; where they can have a network too, two runs never meet.
+namespaces.go_on_inside(["--net"], "ip link show lo")
+
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "Examples"
 LIMIT = 60  # seconds for anything
 
@@ -113,9 +116,3 @@ class Alone(unittest.TestCase):
             output, status = run(name, *arguments)
             self.assertRegex(output, re.compile(wanted, re.DOTALL), name)
             self.assertEqual(status, wanted_status, name)
-
-
-if __name__ == "__main__":
-    # Some examples have ports and groups of their own; where they can have a network too, two runs never meet.
-    namespaces.go_on_inside(["--net"], "ip link show lo")
-    unittest.main()

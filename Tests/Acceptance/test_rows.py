@@ -51,7 +51,3 @@ class Rows(unittest.TestCase):
             with self.subTest(row):
                 self.assertIn(message, text)
                 self.assertEqual(message == "", text == "")
-
-
-if __name__ == "__main__":
-    unittest.main()

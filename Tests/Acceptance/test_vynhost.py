@@ -72,7 +72,3 @@ class Traces(unittest.TestCase):
                   "Event DataAvailable 0x", "DataAvailable event", "ReadMessage", "size 5", "error 0", "rread 5",
                   "datagram 0x", "Destructor"]  # each after the one before it
         self.assertRegex(log, "(?s)" + ".*\n".join("VYN Debug: " + re.escape(label) for label in labels))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -61,6 +61,24 @@ function support.refused(socket, lastError, operation, exception)
   return result
 end
 
+-- Sets each option (its name, values, and what they read back as if that differs): no other moves.
+function support.setEach(rows, get, set)
+  local function all()
+    local values = {}
+    for _, row in ipairs(rows) do values[row[1]] = get(row[1]) end
+    return values
+  end
+  for _, row in ipairs(rows) do
+    local name, values, readBack = row[1], row[2], row[3] or row[2]
+    for i, value in ipairs(values) do
+      local wanted = all()
+      wanted[name] = readBack[i]
+      set(name, value)
+      for other, found in pairs(all()) do support.equal(found, wanted[other], other .. " after " .. name) end
+    end
+  end
+end
+
 -- A socket bound to a free loopback port, and that port.
 function support.bound()
   local socket = UDPSocketVYN()

@@ -56,7 +56,7 @@ long Port(const Object &socket)
 
 void Bind(const Object &socket, const char *address)
 {
-    Call(socket, "Bind(Port as Integer, IP as String)", 0, Text(address));
+    Call(socket, kBind, 0, Text(address));
 }
 
 Object Bound(Object socket)

@@ -14,6 +14,7 @@ namespace program {
 using Object = host::Owned<REALobjectStruct>;
 using String = host::Owned<REALstringStruct>;
 
+inline constexpr char kBind[] = "Bind(Port as Integer, IP as String)";
 inline constexpr char kAccept[] = "Accept(byref RemoteAddress as String, byref RemotePort as Integer, "
                                   "NewSocket as RAWSocketVYN) as RAWSocketVYN";
 inline constexpr char kConstructor[] =
@@ -22,6 +23,7 @@ inline constexpr char kConnect[] =
     "Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean";
 inline constexpr char kSend[] = "SendMessage(Data as String, IP as String, Port as Integer) as Integer";
 inline constexpr char kSendBlock[] = "SendMessage(Data as MemoryBlock, IP as String, Port as Integer) as Integer";
+inline constexpr char kSendBytes[] = "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer";
 inline constexpr char kSendDatagram[] = "SendMessage(Data as DatagramVYN) as Integer";
 
 inline host::Host &Host()

@@ -186,10 +186,9 @@ std::string Stream()
     seen << " " << from << Outcome(listener);
     if (peer.Get() == nullptr) return seen;
 
-    const char *send = "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer";
     const char *read = "Read(ByteSize as Integer, peek as Boolean) as MemoryBlock";
     const char *readAll = "ReadAll(peek as Boolean) as MemoryBlock";
-    seen << " " << Call<long>(client, send, "stream", 6, MSG_NOSIGNAL) << Outcome(client);
+    seen << " " << Call<long>(client, kSendBytes, "stream", 6, MSG_NOSIGNAL) << Outcome(client);
     WaitForData(peer, 6);
     seen << " " << Bytes(Call<REALobjectStruct *>(peer, read, 3, true)) << Outcome(peer);
     seen << " " << Bytes(Call<REALobjectStruct *>(peer, readAll, false)) << Outcome(peer);

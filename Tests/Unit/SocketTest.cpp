@@ -1,4 +1,5 @@
 // Sockets in states that a program seldom brings about.
+#include "Source/Plugins/Network/BaseSocket.h"
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
 
@@ -70,6 +71,11 @@ TEST_F(Socket, ARawSocketThatCannotBeMadeSaysWhy)
         faults::FailSystemCall(1, error);
         EXPECT_EQ(WhyNoStream(), std::string("UnsupportedOperationException: ") + message);
     }
+    // An object that has a socket keeps it and what it is.
+    Object made = Raw(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    SocketRecord &record = GetSocketRecord(made.Get()), before = record;
+    EXPECT_NE(Raised([&] { Call(made, kConstructor, 9999, 7, 8); }), "");
+    EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
 }
 
 // What socket(2) answers when standard input is closed must move, and there is no other number left.
@@ -166,7 +172,7 @@ TEST_F(OnHost, ADestroyedSocketSilencesNoOtherWhereTasksCannotBeTakenBack)
     EXPECT_EQ(Connect(client, "127.0.0.1", Port(listener)), "");
     Accept(listener, nullptr, closed);
     On(closed, "SendComplete", [&](const Object &) { events++; });
-    Call<long>(closed, "Send(Data as Ptr, DataByteSize as Integer, Flags as Integer) as Integer", "x", 1, MSG_NOSIGNAL);
+    Call<long>(closed, kSendBytes, "x", 1, MSG_NOSIGNAL);
     running->tasks.Step();
     EXPECT_EQ(events, 2);
 }
@@ -351,7 +357,7 @@ TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)
     EXPECT_EQ(completed, 2);
 }
 
-TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
+TEST_F(Socket, WhatTheProgramSharesWithAnOperationIsKept)
 {
     Object into = Raw(), listener = Listener(), client = Raw(AF_INET, SOCK_STREAM);
     REALstringStruct *both = host::NewString("127.0.0.1");
@@ -369,6 +375,11 @@ TEST_F(Socket, ConnectAndAcceptKeepWhatTheProgramSharesWithThem)
         EXPECT_EQ(address, nullptr);
         EXPECT_EQ(port, 0);
     }
+
+    Object bound = Bound(Udp());
+    SetHandle(bound, ::socket(AF_INET, SOCK_DGRAM, 0));
+    Call(bound, kBind, 0, GetSocketRecord(bound.Get()).BindAddress); // the only reference
+    EXPECT_EQ(Words(bound, "BindAddress"), "127.0.0.1");
 }
 
 // Only -1 is no handle; what else can't be a descriptor is for the system to refuse.

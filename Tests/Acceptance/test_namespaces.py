@@ -3,7 +3,6 @@
 A namespace and what is in it go with its last process, so a machine's end, even by force, leaves nothing behind.
 Where namespaces can't be made (as in most containers) all of this is skipped, and says so.
 """
-import pathlib
 import subprocess
 import tempfile
 import unittest
@@ -11,7 +10,6 @@ import unittest
 import namespaces
 from vynhost import HOST
 
-HERE = pathlib.Path(__file__).resolve().parent
 LIMIT = 60  # seconds for anything
 
 ENETUNREACH = 101
@@ -24,10 +22,10 @@ if refusal := namespaces.go_on_inside(["--net", "--mount"], TRIAL):
 
 
 class Machine:
-    """A network and a file system of its own, and in it a program that answers lines of Lua."""
+    """A network and a file system of its own, and in it the prompt, which answers each line that has a value."""
 
     def __init__(self):
-        command = ["unshare", "--net", "--mount", "timeout", str(LIMIT), HOST, HERE / "Namespaces/answer.lua"]
+        command = ["unshare", "--net", "--mount", "timeout", str(LIMIT), HOST]
         self.program = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.ask("host.version")  # from here on it has left the namespaces of this process
         self.run("ip", "link", "set", "lo", "up")
@@ -72,9 +70,9 @@ class Machines(unittest.TestCase):
     def receivers(self):
         """A bound socket on either machine, and "got": all that comes within a moment, in the order it came."""
         for machine in (self.near, self.far):
-            machine.does("socket = UDPSocketVYN(); socket:Bind(5000); all = {}")
-            machine.does("function socket:DataAvailable() all[#all + 1] = self:Read().Data end")
-            machine.does("function got() host.run(0.1); local text = table.concat(all, ' '); all = {}; return text end")
+            machine.does("socket = UDPSocketVYN(); socket:Bind(5000); all = {}; return ''")
+            machine.does("function socket:DataAvailable() all[#all + 1] = self:Read().Data end return ''")
+            machine.does("function got() host.run(0.1); local text = table.concat(all); all = {}; return text end return ''")
 
     def send(self, what, to, error=0):
         """Sends from the near machine, with that Lasterror."""

@@ -32,7 +32,8 @@ class Description(unittest.TestCase):
 class HostCheck(unittest.TestCase):
     def test_small_host_holds(self):
         command = [*EMULATOR, os.environ["VYN_SMALL_HOST"], os.environ["VYN_LIBRARY"], CHECK]
-        run = subprocess.run(command, capture_output=True, text=True, timeout=60, env={**os.environ, "VYNHOSTCHECK": "1"})
+        environment = {**os.environ, "VYNHOSTCHECK": "1"}
+        run = subprocess.run(command, capture_output=True, text=True, timeout=60, env=environment)
         self.assertNotIn("broken", run.stderr)
         self.assertRegex(run.stderr, r"(?s)held     text in UTF-16\n.*held     a background task runs and stops\n\Z")
         self.assertRegex(run.stdout, r'client got "hello"\n(.*\n)*left: 0 strings, 0 objects, 0 tasks\n\Z')

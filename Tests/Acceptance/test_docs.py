@@ -77,7 +77,8 @@ def faults(page):
                 name = "constructor" if before == "new " else name
                 rest = line[use.end():]
                 given, is_target = count_arguments(rest), use.start() == 0 and rest.startswith(" =")
-                fits = [least <= given <= most and settable >= is_target for least, most, settable in known.get(name, [])]
+                fits = [least <= given <= most and settable >= is_target
+                        for least, most, settable in known.get(name, [])]
                 if name not in known or fits and not any(fits):
                     yield f"{line}: {name} {'=' if is_target else given}?"
 
@@ -90,6 +91,6 @@ class Guide(unittest.TestCase):
     def test_names_what_there_is(self):
         self.assertEqual(list(faults(GUIDE)), [])
         for line, wanted in (("mSocket.Bnd(1)", "bnd 1"), ("mSocket.Bind", "bind 0"), ("x = New Pong", "pong"),
-                             ("x.LocalPort = 1", "localport ="), ("Catch e As OutOfBondsException", "outofbondsexception"),
-                             ("If RAWSocketVYN.ProtocolUPD = 17 Then", "protocolupd 0")):
+                             ("x.LocalPort = 1", "localport ="), ("If RAWSocketVYN.ProtocolUPD Then", "protocolupd 0"),
+                             ("Catch e As OutOfBondsException", "outofbondsexception")):
             self.assertEqual(list(faults(f"```vb\n{line}\n```")), [f"{line.lower()}: {wanted}?"])

@@ -72,7 +72,7 @@ class Machines(unittest.TestCase):
         for machine in (self.near, self.far):
             machine.does("socket = UDPSocketVYN(); socket:Bind(5000); all = {}; return ''")
             machine.does("function socket:DataAvailable() all[#all + 1] = self:Read().Data end return ''")
-            machine.does("function got() host.run(0.1); local text = table.concat(all); all = {}; return text end return ''")
+            machine.does("function got() host.run(0.1); local a = table.concat(all); all = {}; return a end return ''")
 
     def send(self, what, to, error=0):
         """Sends from the near machine, with that Lasterror."""

@@ -77,7 +77,8 @@ class Peers(unittest.TestCase):
             self.assertEqual(client.returncode, 0)
 
     def test_connecting_ends_in_time(self):
-        with socket.create_server(("127.0.0.1", 0), backlog=0) as server, socket.socket() as first, socket.socket() as more:
+        with (socket.create_server(("127.0.0.1", 0), backlog=0) as server, socket.socket() as first,
+              socket.socket() as more):
             address = server.getsockname()
             output, _ = run("connect_limit.lua", *address, LIMIT)
             self.assertRegex(output, rf"\Aconnected to 127.0.0.1:{address[1]} from port \d+\n\Z")

@@ -13,8 +13,8 @@ HEAD = """
 #include "Source/Plugins/Network/Datagram.h"
 std::uint32_t Swap(std::uint32_t value);
 """
-# Rows, and what the compiler shows of what is wrong: nothing for a row that is right. It shows a line of the source once
-# where two rows in a row end at it.
+# Rows, and what the compiler shows of what is wrong: nothing for a row that is right. It shows a line of the source
+# once where two rows in a row end at it.
 ROWS = [
     ('METHOD("Bind(Port as Integer, IP as string = \\"\\")", Bind)', ""),
     ('METHOD("Bind(Port as String, IP as string = \\"\\")", Bind)', "another type than the declared one"),

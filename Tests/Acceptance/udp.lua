@@ -142,25 +142,16 @@ balanced("sends that are refused", function()
 end)
 
 balanced("a descriptor is closed once, and only when it is the socket's", function()
-  for _, raw in ipairs({ false, true }) do
-    local socket = raw and RAWSocketVYN(2, 2, 17) or UDPSocketVYN()
+  for method, make in pairs({ Destructor = UDPSocketVYN, Close = function() return RAWSocketVYN(2, 2, 17) end }) do
+    local socket = make()
     local handle = socket.Handle
-    if raw then
-      socket:Close()
-      equal(socket.Handle, 0)
-    else
-      socket = nil
-      host.collect()
-    end
-    assert(not host.isOpen(handle))
-    local file = host.open("/dev/null", "r")
-    equal(file, handle) -- the system gives the number away again
-    if socket then
-      socket:Close()
-      socket = nil
-    end
+    socket[method](socket)
+    equal(socket.Handle, 0)
+    equal(host.open("/dev/null", "r"), handle) -- the system gives the number away again
+    socket[method](socket)
+    socket = nil
     host.collect()
-    assert(host.isOpen(file))
-    host.close(file)
+    assert(host.isOpen(handle))
+    host.close(handle)
   end
 end)

@@ -1,4 +1,5 @@
-// The scenario with one thing of the system failing: every allocation, every system call.
+// The scenario with one thing failing, of the host or of the system: every entry missing in turn; every call of the
+// host, every allocation and every system call failing in turn.
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/Scenario.h"
 
@@ -10,6 +11,19 @@
 
 namespace {
 
+// A run in which a program may see anything. Result: what is not back in the end.
+std::string RunAnyhow(const host::Options &options)
+{
+    return scenario::Run(options, [] {}, [](auto &&...) { return ""; });
+}
+
+// A host without one of these has no counts, and no account of references can balance.
+bool CountsReferences(const std::string &entry)
+{
+    return entry.ends_with("lockString") || entry.ends_with("lockObject") || entry.ends_with("LockString") ||
+           entry.ends_with("LockObject");
+}
+
 // Calls whose failure a program does not see, by design: polls try again, and what is only looked at is looked
 // at again.
 bool ShowsToPrograms(const std::string &call, const std::string &step)
@@ -18,6 +32,54 @@ bool ShowsToPrograms(const std::string &call, const std::string &step)
 }
 
 } // namespace
+
+TEST(HostFault, EveryHostVersionSeesTheSame)
+{
+    for (double version : {2010.0, 2012.5, 2013.0, 2020.02, 2021.03, 3000.0}) {
+        for (const char *log : {"", "1"}) {
+            setenv("VYNDEBUG", log, 1);
+            EXPECT_EQ(program::InChild([&] { return scenario::RunAsExpected({.version = version}); }), "") << version;
+        }
+    }
+}
+
+TEST(HostFault, InstanceDataMayLieAnywhere)
+{
+    const host::Options options = {.offsets = {{"UDPSocketVYN", 64}, {"RAWSocketVYN", 112}, {"DatagramVYN", 80}}};
+    EXPECT_EQ(program::InChild([&] { return scenario::RunAsExpected(options); }), "");
+}
+
+TEST(HostFault, EveryEntryMissingInTurn)
+{
+    const host::Entries entries = host::AllEntries();
+    long removed = scenario::Sweep([&](long nth) -> std::string {
+        if (static_cast<std::size_t>(nth) > entries.size()) return scenario::kNoSuch;
+        std::string name(std::next(entries.begin(), nth - 1)->first);
+        std::string wrong = RunAnyhow({.without = {name}});
+        return wrong.empty() || CountsReferences(name) ? "" : name + ": " + wrong; // but it must not crash
+    });
+    EXPECT_EQ(program::InChild([] { return RunAnyhow({.bare = true}); }), "") << "all are missing";
+    std::printf("entries removed: %ld\n", removed);
+}
+
+// What is thrown must arrive as an exception of the host; Poll, which passes on what handlers throw, is not called by
+// hand here.
+TEST(HostFault, EveryHostCallFailingAndThrowingInTurn)
+{
+    for (bool throws : {false, true}) {
+        long calls = scenario::Sweep([&](long nth) {
+            const char *name = nullptr;
+            auto look = [&](const scenario::Step &step, const std::string &seen) {
+                name = program::Host().faults.Failed();
+                return name != nullptr && seen == name ? std::string(step.name) + ": came through\n" : "";
+            };
+            std::string wrong = scenario::Run({}, [&] { program::Host().faults.FailEntry(nth, throws); }, look);
+            return name != nullptr ? wrong : wrong + scenario::kNoSuch;
+        });
+        EXPECT_GT(calls, 10);
+        std::printf("host calls %s: %ld\n", throws ? "that threw" : "failed", calls);
+    }
+}
 
 TEST(SystemFault, EveryAllocationFailingInTurn)
 {

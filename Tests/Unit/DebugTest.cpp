@@ -96,9 +96,16 @@ TEST(Debug, LookUpsOfInstanceDataThatLookWrongAreTold)
     control.forSystemUse = -1;
     auto instance = reinterpret_cast<REALobjectStruct *>(&good);
     gDebugging = true;
-    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(instance, &good); }).size(), 0U);
-    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(nullptr, &bad); }).size(), 1U);
-    EXPECT_EQ(CaptureLog([&] { REALGetClassDataChecks(instance, &bad); }).size(), 2U);
-    EXPECT_EQ(CaptureLog([&] { REALGetControlDataChecks(nullptr, &control); }).size(), 1U);
-    EXPECT_EQ(CaptureLog([&] { REALGetControlDataChecks(instance, &control); }).size(), 2U);
+    EXPECT_EQ(
+        CaptureLog([&] {
+            REALGetClassDataChecks(instance, &good);
+            REALGetClassDataChecks(nullptr, &bad);
+            REALGetClassDataChecks(instance, &bad);
+            REALGetControlDataChecks(nullptr, &control);
+            REALGetControlDataChecks(instance, &control);
+        }),
+        Lines({"VYN Debug: REALGetClassData with nil instance (nil)", "VYN Debug: REALGetClassData with dataSize 0",
+               "VYN Debug: REALGetClassData with forSystemUse 8",
+               "VYN Debug: REALGetControlData with nil instance (nil)", "VYN Debug: REALGetControlData with dataSize 0",
+               "VYN Debug: REALGetControlData with forSystemUse -1"}));
 }

@@ -14,7 +14,8 @@ namespace {
 // A run in which a program may see anything. Result: what is not back in the end.
 std::string RunAnyhow(const host::Options &options)
 {
-    return scenario::Run(options, [] {}, [](auto &&...) { return ""; });
+    return scenario::Run(
+        options, [] {}, [](auto &&...) { return ""; });
 }
 
 // A host without one of these has no counts, and no account of references can balance.
@@ -73,7 +74,8 @@ TEST(HostFault, EveryHostCallFailingAndThrowingInTurn)
                 name = program::Host().faults.Failed();
                 return name != nullptr && seen == name ? std::string(step.name) + ": came through\n" : "";
             };
-            std::string wrong = scenario::Run({}, [&] { program::Host().faults.FailEntry(nth, throws); }, look);
+            std::string wrong = scenario::Run(
+                {}, [&] { program::Host().faults.FailEntry(nth, throws); }, look);
             return name != nullptr ? wrong : wrong + scenario::kNoSuch;
         });
         EXPECT_GT(calls, 10);

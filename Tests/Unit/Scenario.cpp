@@ -1,5 +1,6 @@
 #include "Tests/Unit/Scenario.h"
 
+#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "Tests/Unit/Faults.h"
 
@@ -59,15 +60,6 @@ std::string Bytes(REALobjectStruct *result)
     if (block.Get() == nullptr) return "nil";
     host::MemoryBlockView view = host::ViewOf(block.Get());
     return std::string(reinterpret_cast<char *>(view.data), static_cast<std::size_t>(view.size));
-}
-
-sockaddr_in Loopback(long port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
 }
 
 void WaitForData(const Object &socket, long bytes = 1)
@@ -148,9 +140,15 @@ std::string Options()
 {
     Object socket = Udp();
     Seen seen;
-    for (const char *name : {"TypeOfService", "TimeToLive", "MulticastTimeToLive", "MulticastLoop", "ReuseAddress",
-                             "ReusePort", "Broadcast", "SendBufferSize", "ReceiveBufferSize"}) {
-        long value = std::strstr(name, "Size") != nullptr ? 8192 : 1;
+    for (auto [name, value] : {std::pair("TypeOfService", 1L),
+                               {"TimeToLive", 1},
+                               {"MulticastTimeToLive", 1},
+                               {"MulticastLoop", 1},
+                               {"ReuseAddress", 1},
+                               {"ReusePort", 1},
+                               {"Broadcast", 1},
+                               {"SendBufferSize", 8192},
+                               {"ReceiveBufferSize", 8192}}) {
         Host().Set(socket.Get(), name, value);
         seen << name << Outcome(socket) << " " << Number(socket, name) << Outcome(socket) << " ";
     }
@@ -203,11 +201,13 @@ std::string RawAddresses()
     const char *sendTo = "SendTo(Data as Ptr, DataByteSize as Integer, Flags as Integer, DestAddr as Ptr, "
                          "DestAddrByteSize as Integer) as Integer";
     Object receiver = Bound(Raw()), sender = Raw();
-    sockaddr_in any = Loopback(0), to = Loopback(Port(receiver));
+    sockaddr_union any, to;
+    SetLoopbackSocketAddress(AF_INET, any, 0);
+    SetLoopbackSocketAddress(AF_INET, to, static_cast<int>(Port(receiver)));
     Seen seen;
-    seen << int{Call<HostBoolean>(sender, bind, &any, sizeof any)} << Outcome(sender);
-    seen << " " << int{Call<HostBoolean>(sender, connect, &to, sizeof to)} << Outcome(sender);
-    seen << " " << Call<long>(sender, sendTo, "data", 4, 0, &to, sizeof to) << Outcome(sender);
+    seen << int{Call<HostBoolean>(sender, bind, &any, sizeof any.v4)} << Outcome(sender);
+    seen << " " << int{Call<HostBoolean>(sender, connect, &to, sizeof to.v4)} << Outcome(sender);
+    seen << " " << Call<long>(sender, sendTo, "data", 4, 0, &to, sizeof to.v4) << Outcome(sender);
     WaitForData(receiver);
     return seen << " " << ReadWords(receiver);
 }

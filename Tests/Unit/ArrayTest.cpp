@@ -13,7 +13,7 @@ struct HostKind {
     double version;
     bool direct;
 };
-constexpr HostKind hostKinds[] = {{2020.99, true}, {2021.0, true}, {2021.03, false}};
+constexpr HostKind hostKinds[] = {{2020.999, true}, {2021.0, true}, {2021.03, false}};
 
 class Array : public testing::TestWithParam<HostKind> {
   protected:
@@ -253,13 +253,13 @@ TEST(ArrayLayout, DirectAccessNeedsEveryFieldInItsPlace)
     } const rows[] = {
         // clang-format off
         {2021.0, [] {}, nullptr},
-        {2020.99, [] {}, "ubound wrong 0"},
+        {2020.999, [] {}, "ubound wrong 0"},
         {2021.0, [] { fake.bound = 0; }, "Failed to allocate array"},
         {2021.0, [] { fake.bound = 1233; }, "ubound failed 1233"},
         {2021.0, [] { fake.elements[1] = 3; }, "Index 1 failed 3"},
         {2021.0, [] { Put(24, 2L); }, "refCount wrong 2"},
         {2021.0, [] { Put(64, 0x100000001L); }, "DimensionCount wrong 4294967297"},
-        {2020.99, [] { Put(64, 0x100000001L); Put(76, 1234); }, nullptr},
+        {2020.999, [] { Put(64, 0x100000001L); Put(76, 1234); }, nullptr},
         {2021.0, [] { Put(84, 1235); }, "ubound wrong 1235"},
         {2021.0, [] { Put(56, nullptr); }, "data is nil"},
         {2021.0, [] { Put(56, &fake.elements[1]); }, "Index 0 failed 0"},

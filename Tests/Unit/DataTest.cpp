@@ -102,6 +102,7 @@ TEST_F(Data, BlocksAreBuiltWithTheBytesGiven)
     EXPECT_EQ(MyREALMemoryBlockGetPtr(Block(block)), myREALMemoryBlockGetPtr(Block(block)));
     EXPECT_EQ(std::memcmp(MyREALMemoryBlockGetPtr(Block(block)), "payload", 7), 0);
 
+    EXPECT_EQ(MyREALMemoryBlockGetSize(Block(Object(AsObject(REALBuildMemoryblock(bytes, 1))))), 1);
     EXPECT_EQ(REALBuildMemoryblock(bytes, 0), nullptr);
     EXPECT_EQ(REALBuildMemoryblock(bytes, -1), nullptr);
     EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);

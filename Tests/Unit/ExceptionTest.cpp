@@ -103,10 +103,12 @@ TEST_F(Exceptions, WithoutMemoryTheMessageIsTheShortOne)
     EXPECT_EQ(withoutMemory([] { RaiseOutOfBoundsException(1, 0, 1, "index", "M"); }),
               "OutOfBoundsException: Out of Bounds");
     // What fits the stack needs no memory: the text is cut to 511 bytes.
-    const std::range_error error(std::string(600, 'r'));
     const std::string start = "OutOfBoundsException: C++ reports range error: ";
-    EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }), start + std::string(511 - 25, 'r'));
-    EXPECT_EQ(Raised([&] { RaiseRuntimeException(error); }), start + std::string(600, 'r'));
+    for (std::size_t length : {486U + 1, 600U}) {
+        const std::range_error error(std::string(length, 'r'));
+        EXPECT_EQ(withoutMemory([&] { RaiseRuntimeException(error); }), start + std::string(486, 'r'));
+        EXPECT_EQ(Raised([&] { RaiseRuntimeException(error); }), start + std::string(length, 'r'));
+    }
 }
 
 // The first thread raises, and a second one meets an exception meanwhile.

@@ -10,6 +10,9 @@ TEST(Memory, BlocksAreZeroFilledAndAbsurdSizesAreNull)
 {
     for (long size : {0L, -1L, -5L, LONG_MIN, LONG_MAX})
         EXPECT_EQ(AllocateClearMemory(size), nullptr) << size;
+    void *one = AllocateClearMemory(1);
+    EXPECT_NE(one, nullptr);
+    FreeMemoryNow(one);
     auto block = static_cast<unsigned char *>(AllocateClearMemory(300));
     for (int i = 0; i < 300; i++)
         ASSERT_EQ(block[i], 0);

@@ -9,9 +9,12 @@
 
 TEST(Registration, FlagsAreAdaptedToTheHost)
 {
-    struct { double hostVersion; std::uint32_t before, after; } const rows[] = {
-        {2020.0199, 0x30C, 0x4},    {2020.02, 0x30C, 0x30C},   {2019.9, 0x70C, 0x70C},      {2019.9, 0x208, 0x208},
-        {2019.9, 0x1328, 0x1024},   {2010.029, 0x40000, 0x4},  {2010.0289, 0x40000, 0x0},   {2010.0, 0x40308, 0x4},
+    struct {
+        double hostVersion;
+        std::uint32_t before, after;
+    } const rows[] = {
+        {2020.0199, 0x30C, 0x4},  {2020.02, 0x30C, 0x30C},  {2019.9, 0x70C, 0x70C},    {2019.9, 0x208, 0x208},
+        {2019.9, 0x1328, 0x1024}, {2010.029, 0x40000, 0x4}, {2010.0289, 0x40000, 0x0}, {2010.0, 0x40308, 0x4},
     };
     for (const auto &row : rows) {
         gHostVersion = row.hostVersion;

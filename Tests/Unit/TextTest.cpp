@@ -77,6 +77,11 @@ TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
     FakeHost::Start(); // which takes memory for its list of requests
     StartHost({.version = GetParam()});
     FakeHost::Replace(host::Resolve);
+    static bool takesUTF32 = false;
+    FakeHost::Provide("REALBuildStringWithEncoding", [](const char *bytes, int count, unsigned int encoding) {
+        takesUTF32 = takesUTF32 || encoding == kEncodingUTF32;
+        return host::entry::REALBuildStringWithEncoding(bytes, count, encoding);
+    });
     // Beyond the 16-bit plane, and long enough for the heap.
     std::wstring large;
     for (int i = 0; i < 300; i++)
@@ -96,10 +101,11 @@ TEST_P(TextOnHost, WideTextsArriveOnEveryHost)
     EXPECT_STREQ(read.GetUTF8(), "a\xE2\x82\xAC");
     EXPECT_EQ(Bytes(String(CString2RB("a", kEncodingUTF8))), "a");
     EXPECT_EQ(FakeHost::Asked("REALBuildString") != 0, GetParam() < 2012.0); // only the oldest hosts build in two steps
+    EXPECT_EQ(takesUTF32, GetParam() >= 2013.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2011.999, 2012.0, 2013.0, 2021.03),
-                         [](const auto &host) { return "In" + std::to_string(int(host.param)); });
+INSTANTIATE_TEST_SUITE_P(Versions, TextOnHost, testing::Values(2011.999, 2012.0, 2012.999, 2013.0),
+                         [](const auto &host) { return "In" + std::to_string(int(host.param * 1000)); });
 
 TEST_F(Text, AViewInEachEncodingOfASourceInEach)
 {
@@ -202,18 +208,19 @@ TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
     FakeHost::Replace(host::Resolve);
     FakeHost::Provide("PluginGetStringData", [](REALstringStruct *, unsigned int code, REALstringData *data) {
         data->data = code == kEncodingMacRoman ? nullptr : "ab!!";
-        data->length = 2;
+        data->length = code == kEncodingASCII ? 0 : 2;
         return 1UL;
     });
     FakeHost::Provide("PluginDisposeStringData", [](REALstringData *) {});
     String source(host::NewString("\xE9", kEncodingLatin1));
     rbText text(source.Get());
-    EXPECT_STREQ(text.GetWindows(), "ab");
-    EXPECT_EQ(text.LengthWindows(), 2);
+    EXPECT_EQ(std::string(text.GetWindows(), static_cast<std::size_t>(text.LengthWindows())), "ab");
+    EXPECT_EQ(text.GetWindows()[2], 0);
     EXPECT_EQ(text.GetUTF16()[0], 'a' + 256 * 'b');
     EXPECT_EQ(text.GetUTF16()[text.LengthUTF16()], 0);
-    EXPECT_STREQ(text.GetWChar(), L"");   // less than one unit
-    EXPECT_STREQ(text.GetMacRoman(), ""); // a length without bytes
+    EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
+    EXPECT_EQ(text.LengthMacRoman(), 0); // a length without bytes
+    EXPECT_EQ(text.LengthASCII(), 0);    // and bytes without a length
     if (faults::kAllocationsCanFail) {
         rbText without(source.Get());
         gDebugging = true;

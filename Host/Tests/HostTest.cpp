@@ -46,33 +46,6 @@ void *HandlerOf(REALobjectStruct *object, const void *token)
 
 } // namespace
 
-TEST(Declarations, AreReadInAllTheirForms)
-{
-    const struct {
-        const char *text, *name;
-        std::size_t parameters;
-        host::TypeKind result;
-        const char *extends;
-        bool assigns;
-    } rows[] = {
-        {"Read(peek as boolean = false) as DatagramVYN", "Read", 1, host::TypeKind::Object, "", false},
-        {"TOS(extends s as SocketCore, assigns value as Integer)", "TOS", 1, host::TypeKind::None, "SocketCore", true},
-        {"Foo(extends ref as SocketCore, ) as UINT16", "Foo", 0, host::TypeKind::UInt16, "SocketCore", false},
-        {"Find(byref a as String, b as String = \", )\") as UInt32", "Find", 2, host::TypeKind::UInt32, "", false},
-    };
-    for (const auto &row : rows) {
-        auto declaration = host::ParseDeclaration(row.text);
-        ASSERT_TRUE(declaration) << row.text;
-        EXPECT_EQ(declaration->name, row.name);
-        EXPECT_EQ(declaration->parameters.size(), row.parameters) << row.text;
-        EXPECT_EQ(declaration->result.kind, row.result) << row.text;
-        EXPECT_EQ(declaration->extends, row.extends);
-        EXPECT_EQ(declaration->assigns, row.assigns) << row.text;
-    }
-    for (const char *text : {"", "(", "Foo(", "Foo(a)", "Foo(a as)", "Foo as", "Foo() as Integer more"})
-        EXPECT_FALSE(host::ParseDeclaration(text)) << text;
-}
-
 // Each row does one thing wrong; the host goes on and says what it was.
 TEST(Ledger, NoticesEveryMisuseOfAHandle)
 {

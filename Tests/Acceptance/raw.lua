@@ -188,6 +188,19 @@ balanced("bytes through a datagram socket", function()
   equal(refused(sender, EFAULT, function() return sender:Send(nil, 5) end), -1)
 end)
 
+balanced("a peer with a long name is no more than a record", function()
+  local function named(name) -- in the abstract namespace: no file, and of this run's own
+    local socket, own = RAWSocketVYN(1, 2, 0), MemoryBlock(("\1\0\0%.9f%s"):format(host.time(), name):sub(1, 110))
+    outcome(socket, 0, socket:Bind(own, own.Size), true)
+    return socket, own
+  end
+  local receiver, to = named("")
+  equal(named(("n"):rep(110)):SendTo(MemoryBlock("x"), 1, 0, to, to.Size), 1)
+  equal(receiver.LocalPort, -1) -- of another family
+  equal(receiver.Lasterror, -1)
+  equal(receiver:ReadDatagram().rawAddress.Size, 28)
+end)
+
 balanced("a pending error costs no data", function()
   local closed, probe = RAWSocketVYN(2, 2, 17), RAWSocketVYN(2, 2, 17)
   closed:Bind(0, "127.0.0.1")

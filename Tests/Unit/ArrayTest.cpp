@@ -70,11 +70,15 @@ void ExpectKept(Handle *array, Element first, Element second)
         for (long index = 0; index < 5; index++)
             EXPECT_EQ(Get<Element>(array, index), wanted[index]) << index;
         REALGetArrayValue(array, 0, static_cast<Element *>(nullptr));
+        Element untouched = first;
+        REALGetArrayValue(static_cast<Handle *>(nullptr), 0, &untouched);
+        EXPECT_EQ(untouched, first);
     }
     ASSERT_EQ(GetArrayBasePointer(array) != nullptr, Array::GetParam().direct);
     for (long index = 0; index < 5 && Array::GetParam().direct; index++)
         EXPECT_EQ(GetArrayBasePointer(array)[index], wanted[index]) << index;
     ReleaseArray(array);
+    if constexpr (canSet) REALSetArrayValue(static_cast<Handle *>(nullptr), 0, second);
     REALAppendArrayValue(static_cast<Handle *>(nullptr), second);
     EXPECT_EQ(REALGetArrayUBound(static_cast<Handle *>(nullptr)), -1);
 }
@@ -194,19 +198,17 @@ TEST_P(Array, AnIndexOutOfRangeRaisesAndChangesNothing)
     ReleaseArray(integers);
 }
 
-TEST(ArrayNull, NullArraysDoNoHarm)
+TEST(ArrayNull, ResultsOfNullArraysAreNoneAndTold)
 {
-    _REALarrayInteger *none = nullptr;
-    long value = 7;
-    REALGetArrayValue(none, 0, &value);
-    EXPECT_EQ(value, 7);
-    REALSetArrayValue(none, 0, value);
     gDebugging = true;
-    EXPECT_EQ(CaptureLog([&] { EXPECT_EQ(REALGetArrayInt(none, 0), 0); }),
-              Lines{"VYN Debug: REALGetArrayInt Array is nil"});
-    EXPECT_EQ(REALGetArrayString(static_cast<_REALarrayString *>(nullptr), 0), nullptr);
-    EXPECT_EQ(REALGetArrayObject(static_cast<_REALarrayObject *>(nullptr), 0), nullptr);
-    EXPECT_EQ(REALGetArrayVariant(nullptr, 0), nullptr);
+    EXPECT_EQ(CaptureLog([] {
+                  EXPECT_EQ(REALGetArrayInt(static_cast<_REALarrayInteger *>(nullptr), 0), 0);
+                  EXPECT_EQ(REALGetArrayString(static_cast<_REALarrayString *>(nullptr), 0), nullptr);
+                  EXPECT_EQ(REALGetArrayObject(static_cast<_REALarrayObject *>(nullptr), 0), nullptr);
+                  EXPECT_EQ(REALGetArrayVariant(nullptr, 0), nullptr);
+              }),
+              Lines({"VYN Debug: REALGetArrayInt Array is nil", "VYN Debug: REALGetArrayString Array is nil",
+                     "VYN Debug: REALGetArrayObject Array is nil", "VYN Debug: REALGetArrayVariant Array is nil"}));
 }
 
 // A host that answers for one array, which lies in the test's own memory and can be spoilt.

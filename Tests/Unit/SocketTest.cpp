@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -317,30 +316,6 @@ TEST_F(Socket, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
         EXPECT_EQ(datagram.Get() == nullptr ? "" : Words(datagram, "Data"), wanted);
     }
     socket = Object();
-}
-
-TEST_F(Socket, APeerWithALongNameIsNoMoreThanARecord)
-{
-    sockaddr_un name = {AF_UNIX, {}};
-    std::memset(name.sun_path, 'n', sizeof name.sun_path); // in the abstract namespace: no file
-    name.sun_path[0] = 0;
-    int receiver = ::socket(AF_UNIX, SOCK_DGRAM, 0), sender = ::socket(AF_UNIX, SOCK_DGRAM, 0);
-    sockaddr_un automatic = {AF_UNIX, {}};
-    socklen_t length = sizeof(sa_family_t);
-    ASSERT_EQ(bind(receiver, reinterpret_cast<sockaddr *>(&automatic), length), 0);
-    ASSERT_EQ(bind(sender, reinterpret_cast<sockaddr *>(&name), sizeof name), 0);
-    length = sizeof automatic;
-    getsockname(receiver, reinterpret_cast<sockaddr *>(&automatic), &length);
-    ASSERT_EQ(sendto(sender, "x", 1, 0, reinterpret_cast<sockaddr *>(&automatic), length), 1);
-    Object socket = Raw();
-    SetHandle(socket, receiver);
-    EXPECT_EQ(Number(socket, "LocalPort"), -1); // of another family
-    EXPECT_EQ(Number(socket, "Lasterror"), -1);
-    Object datagram = Read(socket);
-    ASSERT_NE(datagram.Get(), nullptr);
-    Object address(running->Get<REALobjectStruct *>(datagram.Get(), "rawAddress"));
-    EXPECT_EQ(host::ViewOf(address.Get()).size, 28);
-    close(sender);
 }
 
 TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)

@@ -23,20 +23,7 @@ namespace {
 
 using namespace program;
 
-// Text that is put together in the order in which it is written.
-class Seen {
-  public:
-    template <typename Value>
-    Seen &operator<<(const Value &value)
-    {
-        text << value;
-        return *this;
-    }
-    operator std::string() const { return text.str(); }
-
-  private:
-    std::ostringstream text;
-};
+using Seen = std::ostringstream;
 
 // What an operation left in Lasterror.
 std::string Outcome(const Object &socket)
@@ -50,8 +37,9 @@ std::string ReadWords(const Object &socket, bool peek = false)
     Object datagram = Read(socket, peek);
     if (datagram.Get() == nullptr) return "nil" + Outcome(socket);
     Object rawAddress(Host().Get<REALobjectStruct *>(datagram.Get(), "rawAddress"));
-    return Seen() << Words(datagram, "Data") << " from " << Words(datagram, "Address") << ", "
-                  << host::ViewOf(rawAddress.Get()).size << " bytes of address" << Outcome(socket);
+    return (Seen() << Words(datagram, "Data") << " from " << Words(datagram, "Address") << ", "
+                   << host::ViewOf(rawAddress.Get()).size << " bytes of address" << Outcome(socket))
+        .str();
 }
 
 std::string Bytes(REALobjectStruct *result)
@@ -72,8 +60,9 @@ void WaitForData(const Object &socket, long bytes = 1)
 std::string NewSocket()
 {
     Object socket = Udp();
-    return Seen() << Number(socket, "AddressFamily") << " " << Number(socket, "SocketType") << " "
-                  << Number(socket, "Protocol") << (Number(socket, "Handle") > 0 ? " open" : " closed");
+    return (Seen() << Number(socket, "AddressFamily") << " " << Number(socket, "SocketType") << " "
+                   << Number(socket, "Protocol") << (Number(socket, "Handle") > 0 ? " open" : " closed"))
+        .str();
 }
 
 std::string BindAndName()
@@ -84,7 +73,8 @@ std::string BindAndName()
     seen << Words(socket, "BindAddress") << Outcome(socket) << " " << Words(socket, "LocalIP") << Outcome(socket);
     seen << (Number(socket, "LocalPort") > 0 ? " port" : " none") << Outcome(socket);
     Bind(socket, "not an address");
-    return seen << Outcome(socket);
+    seen << Outcome(socket);
+    return seen.str();
 }
 
 std::string SendAndRead()
@@ -94,7 +84,8 @@ std::string SendAndRead()
     seen << Send(sender, "hello", "127.0.0.1", Port(receiver)) << Outcome(sender);
     WaitForData(receiver);
     seen << " " << Number(receiver, "AvailableBytes") << Outcome(receiver);
-    return seen << " " << ReadWords(receiver, true) << " " << ReadWords(receiver) << " " << ReadWords(receiver);
+    seen << " " << ReadWords(receiver, true) << " " << ReadWords(receiver) << " " << ReadWords(receiver);
+    return seen.str();
 }
 
 std::string SendInOtherForms()
@@ -114,13 +105,14 @@ std::string SendInOtherForms()
         WaitForData(receiver);
         seen << " " << ReadWords(receiver);
     }
-    return seen << " " << ReadWords(receiver); // the empty one
+    seen << " " << ReadWords(receiver); // the empty one
+    return seen.str();
 }
 
 std::string SendOnce(const char *name, long port)
 {
     Object sender = Udp();
-    return Seen() << Send(sender, "x", name, port) << Outcome(sender);
+    return (Seen() << Send(sender, "x", name, port) << Outcome(sender)).str();
 }
 
 std::string EventsOf(bool raw)
@@ -133,7 +125,7 @@ std::string EventsOf(bool raw)
     Send(receiver, "event", "127.0.0.1", Port(receiver));
     for (int i = 0; i < 3; i++)
         Host().tasks.Step();
-    return seen;
+    return seen.str();
 }
 
 std::string Options()
@@ -154,7 +146,7 @@ std::string Options()
     }
     for (const char *name : {"Type", "SocketError"})
         seen << name << " " << Number(socket, name) << Outcome(socket) << " ";
-    return seen;
+    return seen.str();
 }
 
 std::string Multicast()
@@ -169,7 +161,7 @@ std::string Multicast()
         Call(socket, method, group, interface);
         seen << Outcome(socket);
     }
-    return seen;
+    return seen.str();
 }
 
 std::string Stream()
@@ -179,10 +171,10 @@ std::string Stream()
     seen << Outcome(listener);
     std::string failure = Connect(client, "localhost", Port(listener)), from;
     seen << " " << (failure.empty() ? "connected" : failure) << Outcome(client);
-    if (!failure.empty()) return seen;
+    if (!failure.empty()) return seen.str();
     Object peer = Accept(listener, &from);
     seen << " " << from << Outcome(listener);
-    if (peer.Get() == nullptr) return seen;
+    if (peer.Get() == nullptr) return seen.str();
 
     const char *read = "Read(ByteSize as Integer, peek as Boolean) as MemoryBlock";
     const char *readAll = "ReadAll(peek as Boolean) as MemoryBlock";
@@ -191,7 +183,7 @@ std::string Stream()
     seen << " " << Bytes(Call<REALobjectStruct *>(peer, read, 3, true)) << Outcome(peer);
     seen << " " << Bytes(Call<REALobjectStruct *>(peer, readAll, false)) << Outcome(peer);
     Call(client, "Close");
-    return seen;
+    return seen.str();
 }
 
 std::string RawAddresses()
@@ -209,7 +201,8 @@ std::string RawAddresses()
     seen << " " << int{Call<HostBoolean>(sender, connect, &to, sizeof to.v4)} << Outcome(sender);
     seen << " " << Call<long>(sender, sendTo, "data", 4, 0, &to, sizeof to.v4) << Outcome(sender);
     WaitForData(receiver);
-    return seen << " " << ReadWords(receiver);
+    seen << " " << ReadWords(receiver);
+    return seen.str();
 }
 
 std::string Helpers()
@@ -217,8 +210,9 @@ std::string Helpers()
     const char *toText = "inet_ntoa(IPv4 as UInt32) as String", *toNumber = "inet_addr(IPv4 as String) as UInt32";
     const char *checksum = "CalcChecksum(data as Ptr, ByteCount as Integer) as UInt16";
     String text(Host().CallShared<REALstringStruct *>(toText, 0x0100007FU)), number = Text("1.2.3.4");
-    return Seen() << host::BytesOf(text.Get()) << " " << Host().CallShared<std::uint32_t>(toNumber, number.Get()) << " "
-                  << Host().CallShared<std::uint16_t>(checksum, "\x01", 1);
+    return (Seen() << host::BytesOf(text.Get()) << " " << Host().CallShared<std::uint32_t>(toNumber, number.Get())
+                   << " " << Host().CallShared<std::uint16_t>(checksum, "\x01", 1))
+        .str();
 }
 
 std::string Extensions()
@@ -236,8 +230,9 @@ std::string Extensions()
     call("OptionTTLVYN(extends s as SocketCore, assigns value as Integer)", 9);
     call("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)", true);
     call("ClearOptionsVYN(extends s as SocketCore)");
-    return Seen() << call.operator()<long>("OptionTTLVYN(extends s as SocketCore) as Integer") << " "
-                  << int{call.operator()<HostBoolean>("OptionReusePortVYN(extends s as SocketCore) as Boolean")};
+    return (Seen() << call.operator()<long>("OptionTTLVYN(extends s as SocketCore) as Integer") << " "
+                   << int{call.operator()<HostBoolean>("OptionReusePortVYN(extends s as SocketCore) as Boolean")})
+        .str();
 }
 
 std::string Names()
@@ -250,7 +245,7 @@ std::string Names()
         String text = Text(argument), answer(Host().CallShared<REALstringStruct *>(function, text.Get()));
         seen << "'" << host::BytesOf(answer.Get()) << "' ";
     }
-    return seen;
+    return seen.str();
 }
 
 // clang-format off

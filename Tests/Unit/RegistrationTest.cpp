@@ -101,21 +101,16 @@ TEST(Registration, DatabaseRecordsOutOfRangeAreRejected)
     for (std::uint32_t version : {0U, 1U, 2U, 3U, 14U, 15U, 16U}) {
         REALdbCursorDefinition cursor = {version, nullptr, [](REALdbCursorStruct *) {}};
         REALdbEngineDefinition engine = {version, [](REALdbDatabaseStruct *) {}};
+        const bool isCursor = version == 15, isEngine = version == 1 || version == 2;
+        auto expected = [&](bool isTaken, const std::string &record) {
+            return isTaken
+                       ? Lines()
+                       : Lines{"VYN Debug: Error: " + record + ".version is out of range " + std::to_string(version)};
+        };
         registered.clear();
-        Lines told = CaptureLog([&] {
-            MyREALRegisterDBCursor(&cursor);
-            MyREALRegisterDBEngine(&engine);
-        });
-        Lines taken, expected;
-        for (auto [record, isTaken] : {std::pair("Cursor", version == 15), {"Engine", version == 1 || version == 2}}) {
-            if (isTaken)
-                taken.push_back(std::string("DB") + record);
-            else
-                expected.push_back(std::string("VYN Debug: Error: REALdb") + record +
-                                   "Definition.version is out of range " + std::to_string(version));
-        }
-        EXPECT_EQ(told, expected);
-        EXPECT_EQ(registered, taken);
+        EXPECT_EQ(CaptureLog([&] { MyREALRegisterDBCursor(&cursor); }), expected(isCursor, "REALdbCursorDefinition"));
+        EXPECT_EQ(CaptureLog([&] { MyREALRegisterDBEngine(&engine); }), expected(isEngine, "REALdbEngineDefinition"));
+        EXPECT_EQ(registered, isCursor ? Lines{"DBCursor"} : isEngine ? Lines{"DBEngine"} : Lines());
         EXPECT_EQ(cursor.version, version == 15 ? 12 : version);
         EXPECT_EQ(engine.version, version);
     }
@@ -145,10 +140,12 @@ TEST(Registration, ControlsOfTheNewKindHaveOtherEvents)
         EXPECT_EQ(names, wanted);
     }
     EXPECT_STREQ(events[4].declaration, "GotFocus");
-    sample.d.events = events.data();
-    sample.d.eventCount = 3; // fewer than are dropped
-    CaptureLog([&] { MyREALRegisterControl(&sample.control); });
-    EXPECT_EQ(sample.d.eventCount, 0U);
+    for (auto [count, left] : {std::pair(3U, 0U), {5, 0}, {6, 1}}) { // five are dropped
+        sample.d.events = events.data();
+        sample.d.eventCount = count;
+        CaptureLog([&] { MyREALRegisterControl(&sample.control); });
+        EXPECT_EQ(sample.d.eventCount, left);
+    }
     EXPECT_EQ(sample.d.dataSize, 0x50U);
 }
 

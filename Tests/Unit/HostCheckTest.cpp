@@ -6,20 +6,11 @@
 
 namespace {
 
-template <typename Function>
-Function *Entry(const char *name)
-{
-    return reinterpret_cast<Function *>(host::Resolve(name));
-}
-
-using SetInteger = unsigned long(REALobjectStruct *, const char *, long);
-using AddTask = int(void (*)(void *), unsigned int, void *);
-
 // Registers the class as the host does, but for what `spoil` does to its record afterwards.
 template <typename Spoil>
 void *Register(REALclassDefinition *definition, Spoil spoil)
 {
-    Entry<void *(REALclassDefinition *)>("PluginRegisterClass")(definition);
+    host::entry::REALRegisterClass(definition);
     spoil(*definition);
     return nullptr;
 }
@@ -81,7 +72,7 @@ TEST(HostCheck, NamesWhatIsBroken)
         Row("REALSetPropValueInteger", +[](REALobjectStruct *, const char *, long) { return 1UL; },
             "broken   properties are set and read: Number in the data: expected 42, seen 0"),
         Row("REALSetPropValueInteger", +[](REALobjectStruct *object, const char *name, long value) {
-                return std::strcmp(name, "Size") == 0 || Entry<SetInteger>("REALSetPropValueInteger")(object, name, value);
+                return std::strcmp(name, "Size") == 0 || host::entry::REALSetPropValueInteger(object, name, value);
             }, "broken   a memory block is resized: its size: expected 100000, seen 10"),
         Row("memoryBlockGetSize", +[](REALmemoryBlockStruct *) { return 5L; },
             "broken   memory blocks: one of 10 bytes is made: expected 1, seen 0"),
@@ -89,12 +80,12 @@ TEST(HostCheck, NamesWhatIsBroken)
             "broken   memory blocks: it has bytes: expected 1, seen 0"),
         Row("PluginNewInstance", +[](const char *name) {
                 bool known = std::strcmp(name, "NilObjectException") != 0;
-                return known ? Entry<REALobjectStruct *(const char *)>("PluginNewInstance")(name) : nullptr;
+                return known ? host::entry::REALnewInstance(name) : nullptr;
             }, "missing  NilObjectException: a RuntimeException is raised instead"),
         Row("RuntimeUBound", +[](void *) { return 7L; },
             "broken   arrays: by the host's own procedures: the upper bound: expected 1234, seen 7"),
         Row("PluginRegisterBackgroundTask", +[](void (*task)(void *), unsigned int period, void *) {
-                return Entry<AddTask>("PluginRegisterBackgroundTask")(task, period, nullptr);
+                return host::entry::REALRegisterBackgroundTask(task, period, nullptr);
             }, "broken   a background task runs and stops: it gets its data: expected 1, seen 0"),
         Row("PluginUnregisterBackgroundTask", +[](int) {},
             "broken   a background task runs and stops: its calls, taken back at the first: expected 1, seen 5"),

@@ -128,13 +128,10 @@ TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
 // As the program's own destructor may, when the poll gives back the last reference.
 TEST_F(OnHost, WhatADestructorRaisesInThePollIsTold)
 {
-    static void (*unlock)(REALobjectStruct *) = nullptr;
     static bool raises = false;
-    StartHost();
-    void *&entry = running->entries.at("REALUnlockObject"); // the library has not asked for it yet
-    unlock = reinterpret_cast<decltype(unlock)>(entry);
-    entry = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
-        unlock(object);
+    StartHost(); // the library has not asked for the entry yet
+    running->entries.at("REALUnlockObject") = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
+        host::entry::REALUnlockObject(object);
         if (raises) throw host::Exception{"RuntimeException", "from a destructor", 0};
     });
     int events = 0;

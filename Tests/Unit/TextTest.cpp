@@ -218,7 +218,7 @@ TEST_F(Text, DataOfTheHostThatDoesNotEndWithAZeroIsCopied)
     EXPECT_EQ(text.GetWindows()[2], 0);
     EXPECT_EQ(text.GetUTF16()[0], 'a' + 256 * 'b');
     EXPECT_EQ(text.GetUTF16()[text.LengthUTF16()], 0);
-    EXPECT_STREQ(text.GetWChar(), L""); // less than one unit
+    EXPECT_STREQ(text.GetWChar(), L"");  // less than one unit
     EXPECT_EQ(text.LengthMacRoman(), 0); // a length without bytes
     EXPECT_EQ(text.LengthASCII(), 0);    // and bytes without a length
     if (faults::kAllocationsCanFail) {

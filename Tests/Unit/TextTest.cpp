@@ -132,12 +132,11 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
         String source(host::NewString(row.source, row.encoding));
         rbText text(source.Get());
         source = String(); // the text keeps it
-        rbText copy(text); // has the same views of its own
-        for (rbText *one : {&text, &copy}) {
-            auto expect = [one](auto get, auto length, const auto &wanted) {
+        auto expectViews = [&row](rbText &one) {
+            auto expect = [&one](auto get, auto length, const auto &wanted) {
                 using Texts = std::remove_cvref_t<decltype(wanted)>;
-                auto units = reinterpret_cast<const typename Texts::value_type *>((one->*get)());
-                long count = (one->*length)();
+                auto units = reinterpret_cast<const typename Texts::value_type *>((one.*get)());
+                long count = (one.*length)();
                 EXPECT_TRUE(Texts(units, static_cast<std::size_t>(count)) == wanted);
                 EXPECT_EQ(units[count], 0U);
             };
@@ -153,13 +152,19 @@ TEST_F(Text, AViewInEachEncodingOfASourceInEach)
                 expect(&rbText::GetMacRoman, &rbText::LengthMacRoman, mac);
                 expect(&rbText::GetASCII, &rbText::LengthASCII, ascii);
             }
-            EXPECT_EQ(one->GetUTF8Nil(), one->GetUTF8());
-            EXPECT_EQ(one->GetUTF16Nil(), one->GetUTF16());
-            EXPECT_EQ(one->GetWCharNil(), one->GetWChar());
-            EXPECT_FALSE(one->hasFailed());
+            EXPECT_EQ(one.GetUTF8Nil(), one.GetUTF8());
+            EXPECT_EQ(one.GetUTF16Nil(), one.GetUTF16());
+            EXPECT_EQ(one.GetWCharNil(), one.GetWChar());
+            EXPECT_FALSE(one.hasFailed());
+        };
+        rbText early(text); // copies have the same views of their own, whenever they are made
+        expectViews(text);
+        rbText late(text);
+        for (rbText *copy : {&early, &late}) {
+            expectViews(*copy);
+            EXPECT_EQ(copy->getEncoding(), text.getEncoding());
+            EXPECT_EQ(copy->getASCIIOnlyState(), text.getASCIIOnlyState());
         }
-        EXPECT_EQ(copy.getEncoding(), text.getEncoding());
-        EXPECT_EQ(copy.getASCIIOnlyState(), text.getASCIIOnlyState());
     }
 }
 

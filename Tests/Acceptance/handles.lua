@@ -114,6 +114,10 @@ support.balanced("no socket", function()
   host.close(udp.Handle)
   udp.Handle = 0
   raw:Close()
+  for _, socket in ipairs({ udp, raw }) do
+    function socket:DataAvailable() error("an event of standard input") end
+    socket:Poll()
+  end
   for _, row in ipairs({ -- the method, what it answers, and what it is given
     { udp, "Bind", nil, 5000 },
     { udp, "SendMessage", 0, "x", "127.0.0.1", 9 },

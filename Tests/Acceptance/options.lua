@@ -78,6 +78,7 @@ balanced("options of a raw socket", function()
   equal(socket.SocketError, 0)
   -- Only raw IP sockets have the header option: ENOPROTOOPT.
   refused(socket, 92, function() socket.IPHeaderIncluded = true end)
+  equal(socket.IPHeaderIncluded, false)
   local ok, raw = pcall(RAWSocketVYN, 2, 3, 255)
   if not ok then return print("skipped: raw IP sockets need a privilege") end
   equal(raw.IPHeaderIncluded, true) -- protocol 255 means just that

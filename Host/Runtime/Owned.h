@@ -25,6 +25,7 @@ class Owned {
     }
 
     Handle *Get() const { return handle; }
+    Handle **Variable() { return &handle; } // to be handed over byref
     Handle *Leave() { return std::exchange(handle, nullptr); }
 
   private:

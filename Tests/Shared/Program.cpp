@@ -95,37 +95,20 @@ Object Listener()
     return listener;
 }
 
-namespace {
-
-// A string variable of the program, handed over by reference.
-struct Variable {
-    REALstringStruct *value = host::NewString("old");
-
-    Variable() = default;
-    Variable(const Variable &) = delete;
-    ~Variable()
-    {
-        if (value != nullptr) host::Release(value);
-    }
-    std::string Words() const { return std::string(host::BytesOf(value)); }
-};
-
-} // namespace
-
 Object Accept(const Object &listener, std::string *from, const Object &into)
 {
-    Variable address;
+    String address = Text("old");
     long port = 0;
-    Object peer(Call<REALobjectStruct *>(listener, kAccept, &address.value, &port, into));
-    if (from != nullptr) *from = address.Words();
+    Object peer(Call<REALobjectStruct *>(listener, kAccept, address.Variable(), &port, into));
+    if (from != nullptr) *from = host::BytesOf(address.Get());
     return peer;
 }
 
 std::string Connect(const Object &client, const char *address, long port)
 {
-    Variable message;
-    bool connected = Call<HostBoolean>(client, kConnect, Text(address), port, &message.value) != 0;
-    return connected ? message.Words() : "not connected: " + message.Words();
+    String message = Text("old");
+    bool connected = Call<HostBoolean>(client, kConnect, Text(address), port, message.Variable()) != 0;
+    return (connected ? "" : "not connected: ") + std::string(host::BytesOf(message.Get()));
 }
 
 std::string Raised(const std::function<void()> &body)

@@ -340,10 +340,10 @@ TEST_F(Socket, WhatTheProgramSharesWithAnOperationIsKept)
     // With nobody to accept, and without a socket, the variables lose what they had.
     Call(into, "Close");
     for (const Object *socket : {&listener, &into}) {
-        REALstringStruct *address = host::NewString("old");
+        String address = Text("old");
         long port = 7;
-        EXPECT_EQ(Call<REALobjectStruct *>(*socket, kAccept, &address, &port, nullptr), nullptr);
-        EXPECT_EQ(address, nullptr);
+        EXPECT_EQ(Call<REALobjectStruct *>(*socket, kAccept, address.Variable(), &port, nullptr), nullptr);
+        EXPECT_EQ(address.Get(), nullptr);
         EXPECT_EQ(port, 0);
     }
 

@@ -11,13 +11,16 @@
 #include <climits>
 #include <cstring>
 #include <cwchar>
+#include <utility>
 
 // Hosts before 2012.0 take the bytes alone, and the encoding afterwards.
 static REALstringStruct *BuildInTwoSteps(const char *bytes, int count, unsigned int encoding)
 {
     REALstringStruct *string = originalREALBuildString(bytes, count);
-    if (string != nullptr) REALSetStringEncoding(string, encoding);
-    return string;
+    if (string == nullptr) return nullptr;
+    rbFreeLater release(&string); // where the host throws
+    REALSetStringEncoding(string, encoding);
+    return std::exchange(string, nullptr);
 }
 
 // A new string, converted to UTF-8 by the host.

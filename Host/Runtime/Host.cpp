@@ -15,7 +15,7 @@ long LengthInBytes(REALstringStruct *string)
 constexpr char lengthName[] = "LenB";
 using Length = Provided<LengthInBytes, lengthName>;
 
-REALmethodDefinition framework[] = {
+SharedMethodRow framework[] = {
     UNGUARDED_SHARED_METHOD("LenB(s as String) as Integer", Length::Call),
 };
 

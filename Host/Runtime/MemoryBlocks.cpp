@@ -112,7 +112,7 @@ void SetByte(REALobjectStruct *object, long offset, long value)
 constexpr char constructorName[] = "MemoryBlock.Constructor";
 using Constructor = Provided<Construct, constructorName, true>;
 
-REALmethodDefinition methods[] = {
+MethodRow methods[] = {
     UNGUARDED_METHOD("Constructor(bytes as Integer)", Constructor::Call),
     UNGUARDED_METHOD("Constructor(content as String)", ConstructFromString),
     UNGUARDED_METHOD("Operator_Convert() As Ptr", ToPointer),

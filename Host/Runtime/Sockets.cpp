@@ -39,7 +39,7 @@ REALproperty properties[] = {
     UnguardedProperty<GetLocalPort>("LocalPort", "Integer"),
 };
 
-REALmethodDefinition methods[] = {
+MethodRow methods[] = {
     UNGUARDED_METHOD("Close", Close),
 };
 

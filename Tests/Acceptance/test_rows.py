@@ -14,7 +14,7 @@ HEAD = """
 std::uint32_t Swap(std::uint32_t value);
 """
 # Rows, and what the compiler shows of what is wrong: nothing for a row that is right. It shows a line of the source
-# once where two rows in a row end at it.
+# once where two rows in a row end at it. Two rows are in the wrong table.
 ROWS = [
     ('METHOD("Bind(Port as Integer, IP as string = \\"\\")", Bind)', ""),
     ('METHOD("Bind(Port as String, IP as string = \\"\\")", Bind)', "another type than the declared one"),
@@ -30,6 +30,8 @@ ROWS = [
     ('SHARED_METHOD("Swap(value as UInt16) as UInt32", Swap)', "another type than the declared one"),
     ('SHARED_METHOD("Swap(extends value as UInt32) as UInt32", Swap)', "belongs to the first parameter"),
     ('METHOD("Bind(assigns Port as Integer, IP as string)", Bind)', "belongs to the last parameter"),
+    ('MethodRow table = SHARED_METHOD("Swap(value as UInt32) as UInt32", Swap)', "METHOD"),
+    ('SharedMethodRow table = METHOD("Bind(Port as Integer, IP as string)", Bind)', "METHOD"),
     ('FIELD("Port", "Integer", DatagramRecord, Port)', ""),
     ('FIELD("Port", "String", DatagramRecord, Port)', "another type than the declared one"),
     ('COMPUTED("LocalIP", "Integer", GetLocalIP)', "another type than the declared one"),
@@ -43,8 +45,8 @@ class Rows(unittest.TestCase):
     def test_a_row_is_held_against_its_function(self):
         source = HEAD
         for number, (row, _) in enumerate(ROWS):
-            record = "REALmethodDefinition" if "METHOD" in row else "REALproperty"
-            source += f'#line 1 "row {number}"\n{record} row{number} = {row};\n'
+            record = "const auto record = " if " = " not in row.split("(")[0] else ""
+            source += f'#line 1 "row {number}"\nnamespace row{number} {{ {record}{row}; }}\n'
         run = subprocess.run([os.environ["VYN_CXX"], "-std=c++20", "-fsyntax-only", f"-I{ROOT}", "-xc++", "-"],
                              input=source, capture_output=True, text=True)
         said = ["" for _ in ROWS]

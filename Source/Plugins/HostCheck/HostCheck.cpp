@@ -87,7 +87,7 @@ BooleanWord Fire(REALobjectStruct *object)
 }
 
 // clang-format off
-REALmethodDefinition methods[] = {
+MethodRow methods[] = {
     METHOD("Destructor",        Destructor),
     METHOD("Fire() as Boolean", Fire),
 };
@@ -293,7 +293,7 @@ REALstringStruct *VYNHostCheck()
     return CString2RB(NewReport(), kEncodingUTF8);
 }
 
-REALmethodDefinition functions[] = {SHARED_METHOD("VYNHostCheck() as String", VYNHostCheck)};
+SharedMethodRow functions[] = {SHARED_METHOD("VYNHostCheck() as String", VYNHostCheck)};
 
 } // namespace
 

@@ -54,7 +54,7 @@ constexpr auto &DNSAddressToName6 = AddressToName<AF_INET6>;
 
 // The host writes into the records when they are registered.
 // clang-format off
-static REALmethodDefinition methods[] = {
+static SharedMethodRow methods[] = {
     SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                            GetReusePortVYN),
     SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore, assigns value as Boolean)",             SetReusePortVYN),
     SHARED_METHOD("OptionReuseAddressVYN(extends s as SocketCore) as Boolean",                         GetReuseAddressVYN),

@@ -32,7 +32,7 @@ static constinit REALproperty properties[] = {
     FIELD   ("Protocol",            "Integer", SocketRecord, Protocol),
 };
 
-static REALmethodDefinition methods[] = {
+static MethodRow methods[] = {
     METHOD("Listen(BackLog as Integer = 2)", Listen),
     METHOD("Accept(byref RemoteAddress as String, byref RemotePort as Integer, "
            "NewSocket as RAWSocketVYN) as RAWSocketVYN",
@@ -76,7 +76,7 @@ static constinit REALconstant constants[] = {
     Constant("ProtocolRaw = 255"),
 };
 
-static REALmethodDefinition sharedMethods[] = {
+static SharedMethodRow sharedMethods[] = {
     SHARED_METHOD("AddressFamilyINet6 as Integer", AddressFamilyINet6),
     SHARED_METHOD("CalcChecksum(data as ptr, ByteCount as Integer) as UInt16", CalcChecksum),
     SHARED_METHOD("htons(value as UInt16) as UInt16", xojo_htons),

@@ -18,7 +18,7 @@ static void Constructor(REALobjectStruct *object);
 
 // The host writes into the records when they are registered.
 // clang-format off
-static REALmethodDefinition methods[] = {
+static MethodRow methods[] = {
     METHOD("AddMembership(MultiAddress as string, InterfaceAddress as string = \"\")",    AddMembership),
     METHOD("DropMembership(MultiAddress as string, InterfaceAddress as string = \"\")",   DropMembership),
     METHOD("Read(peek as boolean = false) as DatagramVYN",                                ReadMessage),

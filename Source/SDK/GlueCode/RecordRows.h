@@ -2,7 +2,7 @@
 // its function, accessors or field have the declared types.
 //
 // The host gets the functions of these rows as they are. The library's tables use the rows of GuardedRows.h, but for
-// Poll, which passes native exceptions on.
+// Poll, which passes on what handlers throw and is no std::exception.
 #pragma once
 
 #include "DeclarationCheck.h"
@@ -10,15 +10,23 @@
 
 #include <cstddef>
 
+// The rows of methods, and of shared methods and global functions. They have types of their own, so that one in the
+// wrong table does not build.
+struct MethodRow : REALmethodDefinition {};
+struct SharedMethodRow : REALmethodDefinition {};
+
 // The function of a method gets the object first and then the declared parameters. That of a shared method, or a global
 // function, gets the parameters alone. Both rows are initialisers: if a function made the record, GCC would fill the
 // table when the library is loaded.
-#define UNGUARDED_METHOD(text, function) RECORD_OF_METHOD(CompareMethod, text, function)
-#define UNGUARDED_SHARED_METHOD(text, function) RECORD_OF_METHOD(CompareShared, text, function)
-#define RECORD_OF_METHOD(compare, text, function)                                                                      \
+#define UNGUARDED_METHOD(text, function) RECORD_OF_METHOD(MethodRow, CompareMethod, text, function)
+#define UNGUARDED_SHARED_METHOD(text, function) RECORD_OF_METHOD(SharedMethodRow, CompareShared, text, function)
+#define RECORD_OF_METHOD(row, compare, text, function)                                                                 \
+    row                                                                                                                \
     {                                                                                                                  \
-        reinterpret_cast<void *>(function), nullptr, text,                                                             \
-            (declaration::Shape<std::decay_t<decltype(function)>>::compare(text), kMethodFlags), 0, nullptr            \
+        {                                                                                                              \
+            reinterpret_cast<void *>(function), nullptr, text,                                                         \
+                (declaration::Shape<std::decay_t<decltype(function)>>::compare(text), kMethodFlags), 0, nullptr        \
+        }                                                                                                              \
     }
 
 // A property that the host reads and writes in the instance data itself.

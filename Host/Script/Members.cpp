@@ -192,7 +192,7 @@ int Construct(lua_State *state)
     try {
         if (constructor != nullptr) CallFunction(state, *constructor, constructor->methods, object.Get(), 2);
     } catch (Exception &failure) {
-        // The library's message is the same for every reason.
+        // The library's messages don't have the system's number and text.
         if (int reason = errno; reason != 0)
             failure.message += " (" + ErrorText(reason) + (reason == EPERM ? "; root or CAP_NET_RAW is needed)" : ")");
         throw;

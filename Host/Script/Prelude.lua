@@ -62,6 +62,8 @@ function prelude.explain(owner, name, assigns)
     names[member.name] = true
     if member.name == name and assigns and (member.section == "Methods" or member.extends) then
       return what .. " is a method, which is called and not assigned"
+    elseif member.name == name and assigns and member.section == "Constants" then
+      return what .. " is a constant"
     elseif member.name == name then
       return what .. " belongs to objects: local s = " .. owner .. "(...), then s." .. name
     end
@@ -70,7 +72,8 @@ function prelude.explain(owner, name, assigns)
     return what .. ": it closes when it is destroyed: call Destructor(), declare it <close>, or let nothing hold it"
   end
   local meant = suggestion(name, names)
-  return "there is no member " .. what .. (meant ~= "" and meant or "; help(" .. owner .. ") lists those there are")
+  return "there is no member " .. what .. (meant ~= "" and meant or "; help(" .. owner .. ") lists those there are" ..
+    (assigns and ", and an object's own field is called tag" or ""))
 end
 
 -- The text of a function says how it is called: a program that took it for a property prints this.
@@ -161,7 +164,7 @@ local function wordsOf(name)
 end
 
 function globals.help(...)
-  local value = select("#", ...) == 0 and "vynhost" or ... -- the part of the reference about it
+  local value = (select("#", ...) == 0 or ... == host or ... == "host") and "vynhost" or ... -- the part of the reference about it
   local name = type(value) == "string" and value or (native.nameOf(value) or type(value)):gsub("^global%.", "")
   local words, names = wordsOf(name)
   if words == "" then words = wordsOf(name:match("%.(.+)") or "") end -- an extension has the name of its module there

@@ -27,6 +27,7 @@ class Mistakes(unittest.TestCase):
             ([], "UDPSocketVYN():Close()", "call Destructor(), declare"),
             ([], "UDPSocketVYN().Bind = print", "is a method"),
             ([], "UDPSocketVYN.LocalPort = 5", "belongs to objects"),
+            ([], "RAWSocketVYN.ProtocolTCP = 5", "is a constant"),
             ([], "host.onErorr = print", "did you mean onError?"),
             ([], "host.after(1)", ".lua:1: argument 2 must be a function"),
             ([], "RAWSocketVYN(99, 1, 6)", "EAFNOSUPPORT: "),

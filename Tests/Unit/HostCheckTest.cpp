@@ -58,13 +58,13 @@ TEST(HostCheck, NamesWhatIsBroken)
         Row("REALGetStringEncoding", +[](REALstringStruct *) { return 0x600U; },
             "broken   text in UTF-16: its code: expected 256, seen 1536"),
         Row("StringGetCString", +[](REALstringStruct *) { return "another text"; },
-            "broken   text in Latin-1: its bytes are the same: expected 1, seen 0"),
+            "broken   text in Latin-1: its bytes are the same: expected yes, seen no"),
         Row("PluginRegisterClass", +[](REALclassDefinition *record) {
                 return Register(record, [](auto &type) { type.forSystemUse = 0; });
             }, "broken   instance data are cleared, at the offset that the host wrote: its data are zero"),
         Row("PluginRegisterClass", +[](REALclassDefinition *record) {
                 return Register(record, [](auto &type) { type.events[1].token = type.events[0].token; });
-            }, "broken   events have tokens: the second differs: expected 1, seen 0"),
+            }, "broken   events have tokens: the second differs: expected yes, seen no"),
         Row("REALLockObject", +[](REALobjectStruct *) {},
             "broken   an object that is locked and unlocked stays: steps of its end: expected 0, seen 12"),
         Row("REALUnlockObject", +[](REALobjectStruct *) {},
@@ -75,9 +75,9 @@ TEST(HostCheck, NamesWhatIsBroken)
                 return std::strcmp(name, "Size") == 0 || host::entry::REALSetPropValueInteger(object, name, value);
             }, "broken   a memory block is resized: its size: expected 100000, seen 10"),
         Row("memoryBlockGetSize", +[](REALmemoryBlockStruct *) { return 5L; },
-            "broken   memory blocks: one of 10 bytes is made: expected 1, seen 0"),
+            "broken   memory blocks: one of 10 bytes is made: expected yes, seen no"),
         Row("memoryBlockGetPtr", +[](REALmemoryBlockStruct *) -> void * { return nullptr; },
-            "broken   memory blocks: it has bytes: expected 1, seen 0"),
+            "broken   memory blocks: it has bytes: expected yes, seen no"),
         Row("PluginNewInstance", +[](const char *name) {
                 bool known = std::strcmp(name, "NilObjectException") != 0;
                 return known ? host::entry::REALnewInstance(name) : nullptr;
@@ -86,7 +86,7 @@ TEST(HostCheck, NamesWhatIsBroken)
             "broken   arrays: by the host's own procedures: the upper bound: expected 1234, seen 7"),
         Row("PluginRegisterBackgroundTask", +[](void (*task)(void *), unsigned int period, void *) {
                 return host::entry::REALRegisterBackgroundTask(task, period, nullptr);
-            }, "broken   a background task runs and stops: it gets its data: expected 1, seen 0"),
+            }, "broken   a background task runs and stops: it gets its data: expected yes, seen no"),
         Row("PluginUnregisterBackgroundTask", +[](int) {},
             "broken   a background task runs and stops: its calls, taken back at the first: expected 1, seen 5"),
     };

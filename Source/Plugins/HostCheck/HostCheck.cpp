@@ -1,4 +1,4 @@
-// VYNHostCheck: a plugin of its own that tries whether a host does what the network plugin takes for granted.
+// VYNHostCheck: a plugin of its own that checks whether a host does what the network plugin takes for granted.
 //
 // Docs/host.md has the rules. Nothing is raised, and all that is made is given back.
 #include "Source/SDK/GlueCode/HostOperations.h"
@@ -31,8 +31,17 @@ void Tell(const char *verdict, const std::string &check, const std::string &more
     lines += verdict + ("  " + check) + (more.empty() ? "" : ": ") + more + "\n";
 }
 
+// A number, or a yes or no, by the type of what is expected.
 struct Fact {
+    template <typename Expected>
+    Fact(const char *fact, Expected wanted, long found)
+        : what(fact), isYesOrNo(std::is_same_v<Expected, bool>), expected(wanted), seen(found)
+    {
+    }
+    std::string Shown(long number) const { return !isYesOrNo ? std::to_string(number) : number != 0 ? "yes" : "no"; }
+
     const char *what;
+    bool isYesOrNo;
     long expected, seen;
 };
 
@@ -41,7 +50,7 @@ bool Verdict(const char *check, std::initializer_list<Fact> facts)
 {
     for (const Fact &fact : facts) {
         if (fact.expected == fact.seen) continue;
-        std::string seen = std::to_string(fact.expected) + ", seen " + std::to_string(fact.seen);
+        std::string seen = fact.Shown(fact.expected) + ", seen " + fact.Shown(fact.seen);
         Tell("broken ", check, fact.what + (": expected " + seen));
         return false;
     }

@@ -50,16 +50,16 @@ class Library(unittest.TestCase):
         self.assertEqual((run.stdout, run.returncode), ("VYN Plugin, version 23.5, built Nov 19 2023\n", 0))
 
     @of_what_ships
-    def test_every_system_call_is_made_to_fail_by_a_test(self):
-        faults = pathlib.Path(__file__).resolve().parents[1] / "Unit/Faults.cpp"
+    def test_every_system_call_can_be_made_to_fail_by_a_test(self):
+        faults = (pathlib.Path(__file__).resolve().parents[1] / "Unit/Faults.cpp").read_text(encoding="utf-8")
         others = set("""
             _exit abort calloc fflush free freeaddrinfo gai_strerror getaddrinfo getenv gethostbyname_r getnameinfo
             in6addr_loopback inet_addr inet_ntoa inet_ntop inet_pton memcpy memmove memset pthread_mutex_lock
             pthread_mutex_unlock pthread_self pthread_setcancelstate realloc stderr strcasecmp strcmp strdup strerror
             strlen strstr write""".split())
         imported = re.findall(r" UND ([a-z]\w+)", SYMBOLS)
-        for name in sorted(set(imported) - others):
-            self.assertRegex(faults.read_text(encoding="utf-8"), rf"\b{name}\b", "it wants a row in Faults.cpp")
+        lacking = [name for name in sorted(set(imported) - others) if not re.search(rf"\b{name}\b", faults)]
+        self.assertEqual(lacking, [], "each wants a row in Tests/Unit/Faults.cpp")
 
     def test_is_hardened(self):
         self.assertNotRegex(DYNAMIC, "RPATH|RUNPATH|TEXTREL")

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Makes the files for authors of hosts: the header vynhost.h, and Docs/host.md with the output of a small host.
+"""Makes the files for authors of hosts: the header vynhost.h, Docs/host.md with the output of a small host, and what the
+check for hosts says of missing entries, EntryLosses.inc.
 
     Tools/host_page.py [--check] [RUN...] HOST LIBRARY
 
@@ -8,7 +9,7 @@ HOST is the program of Examples/host_main.c, LIBRARY the built plugin; RUN is an
 
 Docs/host.txt: "@@ NAME" is the place of a made part of the page. After the last part come the texts of the entries:
 "@ NAME [thread]", what the host and the library owe each other, and after "Without: " what is lost on a host that
-lacks the entry. The library never asks for an entry that has no text.
+lacks the entry. An entry that the small host is asked for must have a text; one without is listed as not asked for.
 """
 import os
 import pathlib

@@ -324,13 +324,15 @@ void *REALLoadObjectMethod(REALobjectStruct *object, const char *prototype);
 // string ) as integer.
 void *REALLoadGlobalMethod(void *object, const char *prototype);
 
-// [any] Sets the property Message of an exception. The host takes a reference of its own. The answer is not used.
+// [any] Yes or no: sets a String property of the object by its name, and takes a reference of its own; no for a
+// property that the class lacks. The library sets Message of exceptions.
 unsigned long REALSetPropValueString(REALobjectStruct *object, const char *name, REALstringStruct *value);
 
-// [any] The same for ErrorNumber.
+// [any] The same for an Integer property. The library sets ErrorNumber of exceptions.
 unsigned long REALSetPropValueInteger(REALobjectStruct *object, const char *name, long value);
 
-// [any] Yes or no: stores the value of Handle of a SocketCore.
+// [any] Yes or no: stores the value of an Integer property of the object by its name; no for a property that the class
+// lacks. The library reads Handle of a SocketCore.
 unsigned long REALGetPropValueInteger(REALobjectStruct *object, const char *name, long *value);
 
 // [any] A new string from count bytes, with one reference. The bytes are copied. Asked for by hosts before 2012 alone.

@@ -17,7 +17,7 @@ using Handler = std::function<void(REALobjectStruct *)>;
 
 class Events {
   public:
-    // An empty handler takes the old one away. Throws std::invalid_argument for an event that the object has not.
+    // An empty handler takes the old one away. Throws std::invalid_argument for an event that the object does not have.
     void SetHandler(REALobjectStruct *object, const std::string &event, Handler handler);
 
     // The function that fires the event on the object; null when the program does not handle it.

@@ -49,7 +49,7 @@ const char *NameOf(const REALproperty &property)
     return property.name;
 }
 
-// The debug switch goes with every owner, whatever its targets.
+// The debug switch is on every target, whatever those of its owner are.
 bool IsDebugSwitch(const REALproperty &property)
 {
     return property.name != nullptr && std::strcmp(property.name, "Debugging") == 0;

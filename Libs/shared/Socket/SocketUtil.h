@@ -1,6 +1,7 @@
 // Socket addresses, descriptor flags, and connecting to a name.
 //
-// Nothing here keeps state or raises, and one function alone needs the host. Ports are in host byte order. Their low 16
+// Nothing here keeps state or raises, and one function alone needs the host. MarkBlocking, MarkIPv6andIPv4, SetKeepAlive
+// and ConvertWCharToUTF8 have no caller in the library: they are part of the layer that plugin code may count on. Ports are in host byte order. Their low 16
 // bits count: callers check the range. Traces go to the debug log.
 #pragma once
 

@@ -60,7 +60,7 @@ class DescriptorSets {
     static constexpr std::size_t kKeptWords = 256;
     static unsigned long keptSets[3 * kKeptWords];
 
-    // Few numbers as large as that are descriptors. Memory is taken for those alone.
+    // A number as large as that is seldom an open descriptor. Only one that is gets memory.
     void AllocateSets()
     {
         stride = word + 1;
@@ -170,7 +170,7 @@ class EventsOfPoll {
 void DoPoll(REALobjectStruct *object, SocketRecord &socket)
 {
     int fd = Descriptor(socket);
-    if (fd < 0 || fd == INT_MAX) return;
+    if (fd < 0 || fd == INT_MAX) return; // select gets fd + 1
     bool readable, writable, exceptional;
     {
         DescriptorSets sets(fd);

@@ -47,7 +47,7 @@ static MethodRow methods[] = {
            "DestAddr as Ptr, DestAddrByteSize as Integer) as Integer",
            xojo_sendto),
     METHOD("Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)", Constructor),
-    UNGUARDED_METHOD("Poll", Poll), // passes on what handlers throw
+    UNGUARDED_METHOD("Poll", Poll), // passes on most of what handlers throw
     METHOD("Destructor", Destructor),
     METHOD("Close", Destructor),
     METHOD("SendMessage(Data as string, IP as String, Port as Integer) as Integer", SendMessageS),

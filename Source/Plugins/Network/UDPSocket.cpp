@@ -27,7 +27,7 @@ static MethodRow methods[] = {
     METHOD("SendMessage(Data as DatagramVYN) as Integer",                                 SendMessageD),
     METHOD("Constructor",                                                                 Constructor),
     METHOD("Destructor",                                                                  Destructor),
-    UNGUARDED_METHOD("Poll",                                                              Poll), // passes on what handlers throw
+    UNGUARDED_METHOD("Poll",                                                              Poll), // passes on most of what handlers throw
     METHOD("Bind(Port as Integer, IP as string = \"\")",                                  Bind),
 };
 

@@ -50,7 +50,7 @@ constexpr Type TypeOfName(std::string_view name)
     for (std::string_view className : kClasses) {
         if (IsSameWord(className, name)) return Type::kObject;
     }
-    throw "There is no type of that name.";
+    throw "There is no type of that name; a class must be in kClasses.";
 }
 
 // The declared type of a C++ type. Arguments and results have different Booleans, which the callers know.

@@ -151,7 +151,10 @@ std::string ReportOfTop(lua_State *state)
 
 std::string ErrorText(int number)
 {
-    if (number <= 0) return number == 0 ? "success" : "no system call failed: there is no socket, or an argument was refused; VYNDEBUG=1 shows which";
+    if (number <= 0)
+        return number == 0
+                   ? "success"
+                   : "no system call failed: there is no socket, or an argument was refused; VYNDEBUG=1 shows which";
     const char *name = strerrorname_np(number);
     return (name != nullptr ? name : std::to_string(number)) + std::string(": ") + std::strerror(number);
 }

@@ -1,8 +1,8 @@
 // Socket addresses, descriptor flags, and connecting to a name.
 //
-// Nothing here keeps state or raises, and one function alone needs the host. MarkBlocking, MarkIPv6andIPv4, SetKeepAlive
-// and ConvertWCharToUTF8 have no caller in the library: they are part of the layer that plugin code may count on. Ports are in host byte order. Their low 16
-// bits count: callers check the range. Traces go to the debug log.
+// Nothing here keeps state or raises, and one function alone needs the host. Ports are in host byte order. Their low 16
+// bits count: callers check the range. Traces go to the debug log. MarkBlocking, MarkIPv6andIPv4, SetKeepAlive and
+// ConvertWCharToUTF8 have no caller here. They are part of the layer that plugin code may count on.
 #pragma once
 
 #include <climits>

@@ -164,7 +164,8 @@ local function wordsOf(name)
 end
 
 function globals.help(...)
-  local value = (select("#", ...) == 0 or ... == host or ... == "host") and "vynhost" or ... -- the part of the reference about it
+  local isAll = select("#", ...) == 0 or ... == host or ... == "host"
+  local value = isAll and "vynhost" or ... -- the part of the reference about it
   local name = type(value) == "string" and value or (native.nameOf(value) or type(value)):gsub("^global%.", "")
   local words, names = wordsOf(name)
   if words == "" then words = wordsOf(name:match("%.(.+)") or "") end -- an extension has the name of its module there

@@ -67,8 +67,11 @@ TEST(HostFault, EveryEntryMissingInTurn)
 // hand here.
 TEST(HostFault, EveryHostCallFailingAndThrowingInTurn)
 {
-    // An older host builds texts by other calls.
-    for (auto [throws, version] : {std::pair(false, 2021.03), {true, 2021.03}, {true, 2011.0}}) {
+    struct {
+        bool throws;
+        double version;
+    } const rows[] = {{false, 2021.03}, {true, 2021.03}, {true, 2011.0}}; // an older host builds texts by other calls
+    for (const auto &row : rows) {
         long calls = scenario::Sweep([&](long nth) {
             const char *name = nullptr;
             auto look = [&](const scenario::Step &step, const std::string &seen) {
@@ -76,11 +79,11 @@ TEST(HostFault, EveryHostCallFailingAndThrowingInTurn)
                 return name != nullptr && seen == name ? std::string(step.name) + ": came through\n" : "";
             };
             std::string wrong = scenario::Run(
-                {.version = version}, [&] { program::Host().faults.FailEntry(nth, throws); }, look);
+                {.version = row.version}, [&] { program::Host().faults.FailEntry(nth, row.throws); }, look);
             return name != nullptr ? wrong : wrong + scenario::kNoSuch;
         });
         EXPECT_GT(calls, 10);
-        std::printf("host calls %s: %ld\n", throws ? "that threw" : "failed", calls);
+        std::printf("host calls %s: %ld\n", row.throws ? "that threw" : "failed", calls);
     }
 }
 

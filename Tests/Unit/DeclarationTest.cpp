@@ -151,11 +151,17 @@ TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
     for (auto registration : registrations) {
         for (long nth = 1, failed = true; failed; nth++) {
             StartHost(2013.0);
-            faults::FailAllocation(nth);
-            registration(extension);
-            failed = faults::AllocationFailed();
-            faults::FailAllocation(0);
+            Lines log = CaptureLog([&] {
+                faults::FailAllocation(nth);
+                registration(extension);
+                failed = faults::AllocationFailed();
+                faults::FailAllocation(0);
+            });
             EXPECT_EQ(registered == nullptr, failed) << "allocation " << nth;
+            if (nth <= 2) {
+                std::string what = nth == 1 ? "module definition." : "method definitions.";
+                EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for " + what);
+            }
             built.push_back(gGeneratedModule);
         }
     }

@@ -242,7 +242,7 @@ balanced("ReadDatagram where none can be is no error of the system", function()
     outcome(socket, -1, socket:ReadDatagram(), nil)
   end
   for _, handle in ipairs({ pipe, writeEnd, unix, packets }) do host.close(handle) end
-  -- The error of a refused connect is left for who asks for it.
+  -- The error of a refused connect is left for whoever asks for it.
   socket.Handle = own
   socket:Connect(address(deaf()), 16)
   outcome(socket, -1, socket:ReadDatagram(), nil)

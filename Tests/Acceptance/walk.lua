@@ -73,7 +73,7 @@ local actions = {
   end,
 }
 
--- What a port that is none brings, and what some handlers do. What else fails is a fault.
+-- Most numbers are not valid ports, and some handlers raise. Any other failure is a fault.
 local EXPECTED = { ["Invalid port number."] = true, ["from the handler"] = true }
 local surprises = {}
 

@@ -28,10 +28,10 @@ struct SocketOption {
     OptionType type;
     int level;
     int number;
-    int initialValue;  // what the value is before it is read
-    int failureResult; // what the getter answers when the call fails
-    const char *errorLabel;
-    unsigned int lines; // OptionLines
+    int initialValue;       // what the value is before it is read
+    int failureResult;      // what the getter answers when the call fails
+    const char *errorLabel; // what errno is logged as; null: not at all
+    unsigned int lines;     // OptionLines
     const char *getterName;
     const char *setterName;
     const char *numberName;

@@ -27,7 +27,9 @@ REALstringStruct *NameToAddress(REALstringStruct *name)
     addrinfo *found = nullptr;
     if (getaddrinfo(text.GetUTF8(), nullptr, &hints, &found) != 0) return nullptr;
     std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
-    return CString2RB(sockaddr_to_text(list->ai_addr).c_str(), kEncodingASCII);
+    char address[INET6_ADDRSTRLEN]; // a std::string might find no memory, and raise
+    sockaddr_to_text(list->ai_addr, address);
+    return CString2RB(address, kEncodingASCII);
 }
 
 // The name of a numeric address. An address without a name yields nil, never the number itself.

@@ -60,7 +60,7 @@ class DescriptorSets {
     static constexpr std::size_t kKeptWords = 256;
     static unsigned long keptSets[3 * kKeptWords];
 
-    // A number as large as that is seldom an open descriptor. Only one that is gets memory.
+    // A number as large as that is seldom an open descriptor. Only an open one gets memory.
     void AllocateSets()
     {
         stride = word + 1;

@@ -43,7 +43,7 @@ void SetExtension(REALobjectStruct *socket, std::conditional_t<option.isBoolean,
 }
 
 // How to read a row: the names of the accessors follow Get and Set; whether programs see a Boolean; the option's
-// numbers.
+// numbers. The table of members has no setter of the type.
 #define EXTENSION_OPTION(name, isBoolean, level, number)                                                               \
     inline constexpr ExtensionOption k##name = {isBoolean, level, number};                                             \
     inline constexpr auto &Get##name = GetExtension<k##name>;                                                          \

@@ -1,62 +1,36 @@
 #!/usr/bin/env python3
-"""Checks and draws which layer of the project includes which.
+"""Holds every include against the table of layers in Docs/architecture.md. Prints the faults, and fails if there is one.
 
-    Tools/layers.py            draws Docs/layers.svg, which needs Graphviz
-    Tools/layers.py --check    fails when an include breaks the rules below, or the picture is stale
-
-A layer is a folder, or a single file of one. LAYERS says what a layer may include.
+A row of the table has a layer, its contents, what it may include of this project, and which headers in angle brackets.
+A layer is a folder, or a single file of one. If several rows fit a file, the last one counts.
 """
-import hashlib
 import os
 import pathlib
 import re
-import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-SVG = ROOT / "Docs/layers.svg"
-
-GLUE, UTILITY, LIBS = "Source/SDK/GlueCode", "Source/Utility", "Libs/shared/Socket"
-NETWORK, CHECK = "Source/Plugins/Network", "Source/Plugins/HostCheck"
-RECORDS = tuple(f"{GLUE}/{name}" for name in
-                ("HostTypes.h", "HostRecords.h", "RecordRows.h", "HostOperations.inc"))
-EVERYTHING = ("",)
-
-# Headers in angle brackets: those of C++ have no ending, those of the system may have any name but these.
-STANDARD, SYSTEM, ANY = r"[a-z_]+", r"(?!(lua|ffi|gtest|gmock|benchmark)\b).+", r".+"
-SCRIPT = rf"lua\.hpp|ffi\.h|{SYSTEM}"
-
-# How to read a row: the layer; the files of this project that it may include, as beginnings of paths; the headers that
-# it may include in angle brackets. If several rows fit a file, the last one counts.
-LAYERS = [
-    # layer                         of this project                                         in angle brackets
-    (GLUE,                         (f"{GLUE}/",),                                          STANDARD),
-    (UTILITY,                      (f"{GLUE}/", f"{UTILITY}/"),                            SYSTEM),
-    (LIBS,                         (f"{LIBS}/", f"{UTILITY}/rbDebug.h"),                   SYSTEM),
-    (f"{LIBS}/SocketUtilText.cpp", (f"{LIBS}/", f"{UTILITY}/"),                            SYSTEM),
-    (NETWORK,                      (f"{GLUE}/", f"{UTILITY}/", f"{LIBS}/", f"{NETWORK}/"), SYSTEM),
-    (CHECK,                        (f"{GLUE}/", f"{UTILITY}/", f"{CHECK}/"),               SYSTEM),
-    ("Examples",                   ("Examples/",),                                         SYSTEM),
-    ("Host/Runtime",               ("Host/Runtime/", *RECORDS),                            SYSTEM),
-    ("Host/Script",                ("Host/Runtime/", "Host/Script/"),                      SCRIPT),
-    ("Host/Program",               ("Host/",),                                             SYSTEM),
-    ("Host/Tests",                 ("Host/",),                                             ANY),
-    ("Tests",                      EVERYTHING,                                             ANY),
-    ("Benchmarks",                 EVERYTHING,                                             ANY),
-]
-
+ROW = re.compile(r"^\| (`[^|]*`) \| [^|]* \| ([^|]*) \| (C\+\+|system|Lua|any) \|$", re.MULTILINE)
 INCLUDE = re.compile(r'^\s*#\s*include\b\s*(?:"([^"]+)"|<([^>]+)>|.*)', re.MULTILINE)
 
-
-def row_of(path):
-    """The row of LAYERS for a file, or None for a file that is in no layer."""
-    rows = [row for row in LAYERS if path == row[0] or path.startswith(row[0] + "/")]
-    return rows[-1] if rows else None
+# Headers in angle brackets. Those of C++ have no ending, those of the system any name but these.
+SYSTEM = r"(?!(lua|gtest|gmock|benchmark)\b).+"
+HEADERS = {"C++": r"[a-z_]+", "system": SYSTEM, "Lua": rf"lua\.hpp|{SYSTEM}", "any": ".+"}
 
 
-def sources():
-    for top in ("Source", "Libs", "Examples", "Host", "Tests", "Benchmarks"):
-        yield from sorted(p for p in (ROOT / top).rglob("*") if p.suffix in (".c", ".cpp", ".h", ".inc"))
+def read_layers():
+    """The rows: the layer, the beginnings of paths that it may include, and the headers in angle brackets."""
+    page = (ROOT / "Docs/architecture.md").read_text(encoding="utf-8")
+    for layers, allowed, headers in ROW.findall(page):
+        for layer in re.findall("`(.*?)`", layers):
+            own = re.findall("`(.*?)`", allowed)
+            yield layer, ("",) if allowed == "everything" else (layer, *own), HEADERS[headers]
+
+
+def row_of(path, rows):
+    """The row for a file, or None for a file that is in no layer."""
+    fitting = [row for row in rows if path == row[0] or path.startswith(row[0] + "/")]
+    return fitting[-1] if fitting else None
 
 
 def find_header(path, header):
@@ -65,64 +39,34 @@ def find_header(path, header):
     return os.path.relpath(found[0], ROOT) if found else None
 
 
-def fault_of(row, path, own, angled):
-    """The fault of one include, or None."""
-    layer, allowed, brackets = row
-    if angled:
-        return None if re.fullmatch(brackets, angled) else f"{layer} may not include <{angled}>"
-    target = find_header(path, own) if own else None
-    if target is None:
-        return f"an include of '{own}', which is no file here"
-    return None if target.startswith(allowed) else f"{layer} may not include {target}"
-
-
-def walk():
-    """The pairs of layers of which the first includes the second, and the faults as lines of text."""
-    edges, faults = set(), []
-    for path in sources():
-        name = os.path.relpath(path, ROOT)
-        row = row_of(name)
-        if row is None:
-            faults.append(f"{name} is in no layer")
+def faults(path, rows):
+    """What is wrong with the includes of a file."""
+    row = row_of(os.path.relpath(path, ROOT), rows)
+    if row is None:
+        yield "it is in no layer"
+        return
+    layer, allowed, headers = row
+    for own, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
+        if angled:
+            if not re.fullmatch(headers, angled):
+                yield f"{layer} may not include <{angled}>"
             continue
-        for own, angled in INCLUDE.findall(path.read_text(encoding="utf-8")):
-            fault = fault_of(row, path, own, angled)
-            if fault is not None:
-                faults.append(f"{name}: {fault}")
-            elif own:
-                edges.add((row[0], row_of(find_header(path, own))[0]))
-    return {(source, target) for source, target in edges if source != target}, faults
+        target = find_header(path, own) if own else None
+        if target is None:
+            yield f"an include of '{own}', which is no file here"
+        elif not target.startswith(allowed):
+            yield f"{layer} may not include {target}"
 
 
-def draw(edges):
-    """The text that Graphviz draws: an arrow points from the including layer to the other."""
-    lines = ["digraph layers {", '    graph [rankdir=TB, fontname="sans-serif"];',
-             '    node [shape=box, style=filled, fillcolor=white, fontname="sans-serif", fontsize=11];']
-    groups = [("the library", (GLUE, UTILITY, LIBS, NETWORK)), ("the stand-in host", ("Host/",)),
-              ("checks and examples", (CHECK, "Examples", "Tests", "Benchmarks"))]
-    for number, (label, beginnings) in enumerate(groups):
-        lines += [f"    subgraph cluster_{number} {{", f'        label="{label}";']
-        lines += [f'        "{row[0]}";' for row in LAYERS if row[0].startswith(beginnings)]
-        lines.append("    }")
-    lines += [f'    "{source}" -> "{target}";' for source, target in sorted(edges)]
-    return "\n".join(lines + ["}", ""])
-
-
-def main(arguments):
-    if arguments not in ([], ["--check"]):
-        sys.exit("usage: Tools/layers.py [--check]")
-    edges, faults = walk()
-    dot = draw(edges)
-    # The last line of the picture names the text that it was drawn from: another Graphviz draws it in another way.
-    mark = f"<!-- drawn by Tools/layers.py, SHA-256 of the text {hashlib.sha256(dot.encode()).hexdigest()} -->\n"
-    if not arguments:
-        svg = subprocess.run(["dot", "-Tsvg"], input=dot, check=True, capture_output=True, text=True).stdout
-        SVG.write_text(svg + mark, encoding="utf-8")
-    elif not SVG.read_text(encoding="utf-8").endswith(mark):
-        faults.append("Docs/layers.svg is stale: run Tools/layers.py where Graphviz is installed")
-    if faults:
-        sys.exit("\n".join(faults))
+def main():
+    rows = list(read_layers())
+    tops = ("Source", "Libs", "Examples", "Host", "Tests", "Benchmarks")
+    sources = [path for top in tops for path in sorted((ROOT / top).rglob("*.*"))
+               if path.suffix in (".c", ".cpp", ".h", ".inc")]
+    found = [f"{os.path.relpath(path, ROOT)}: {fault}" for path in sources for fault in faults(path, rows)]
+    if found:
+        sys.exit("\n".join(found))
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    main()

@@ -1,4 +1,4 @@
-"""The pages say what is there: the page for hosts, the picture of the layers, and the guide with its examples."""
+"""The pages say what is there: the page for hosts, the table of layers, and the guide with its examples."""
 import os
 import pathlib
 import re
@@ -21,8 +21,8 @@ MEMBER = re.compile(r"    (\w+)(?:\((.*)\))?( as \w+)?( \(read-only\))?")
 class Pages(unittest.TestCase):
     def test_are_fresh_and_includes_point_down(self):
         hosts = [*EMULATOR, os.environ["VYN_SMALL_HOST"], os.environ["VYN_LIBRARY"]]
-        for tool, *arguments in ("host_page.py", *hosts), ("layers.py",):
-            command = [sys.executable, "-B", ROOT / "Tools" / tool, "--check", *arguments]
+        for tool, *arguments in ("host_page.py", "--check", *hosts), ("layers.py",):
+            command = [sys.executable, "-B", ROOT / "Tools" / tool, *arguments]
             run = subprocess.run(command, capture_output=True, text=True)
             self.assertEqual((run.returncode, run.stderr), (0, ""), tool)
 

@@ -153,10 +153,10 @@ local function wordsOf(name)
     if isMeant and line == "```" then
       isCode = not isCode
       start()
-    elseif isMeant and (isCode or heading or line:find("^[-|]") or line == "" or paragraph == "") then
+    elseif isMeant and (isCode or heading or line:find("^-") or line == "" or paragraph == "") then
       start(line ~= "" and line or paragraph ~= "" and "" or nil)
     elseif isMeant then
-      paragraph = paragraph and paragraph .. " " .. line or line
+      paragraph = paragraph and paragraph .. line:gsub("^%s*", " ") or line
     end
   end
   start()

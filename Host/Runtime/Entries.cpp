@@ -6,20 +6,11 @@
 
 namespace host {
 
-// A function that is declared weak and defined nowhere has a null address.
-namespace entry {
-#define HOST_CALL_AS(result, operation, parameters, arguments, entryName) [[gnu::weak]] result operation parameters;
-#include "Host/Runtime/EntryRows.inc"
-} // namespace entry
-
 Entries AllEntries()
 {
     Entries entries;
 #define HOST_CALL_AS(result, operation, parameters, arguments, entryName)                                              \
-    if (&entry::operation != nullptr) {                                                                                \
-        auto call = Provided<entry::operation, entry::operation##Name>::Call;                                          \
-        entries[entryName] = reinterpret_cast<void *>(call);                                                           \
-    }
+    entries[entryName] = reinterpret_cast<void *>(Provided<entry::operation, entry::operation##Name>::Call);
 #include "Host/Runtime/EntryRows.inc"
     return entries;
 }

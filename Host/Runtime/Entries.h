@@ -1,7 +1,7 @@
 // The entries of the host: what the resolver hands out by name.
 //
 // The prototypes come from the library's own table of host operations, so a definition of another type does not
-// compile. What this host has is what it defines: host::entry::<operation>, in the file of its subject.
+// compile. Each is defined as host::entry::<operation>, in the file of its subject; without one the host does not link.
 #pragma once
 
 #include "Source/SDK/GlueCode/HostRecords.h"

@@ -1,7 +1,7 @@
 // Registration of class extensions, which add methods, and nothing else, to a class of the host's.
 #include "rbclassutil.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/FurtherHostOperations.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "rbclassutilChecks.h"
 

@@ -1,7 +1,7 @@
 // Registration of interfaces, controls and database records, of which this plugin has none.
 #include "rbclassutil.h"
 
-#include "Source/SDK/GlueCode/HostOperations.h"
+#include "Source/SDK/GlueCode/FurtherHostOperations.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
 #include "rbclassutilChecks.h"
 

@@ -1,4 +1,4 @@
-// The host operations that nothing calls yet. They are part of the layer that plugin code may count on.
+// The host operations that this plugin does not use. They are part of the layer that plugin code may count on.
 #pragma once
 
 #include "HostOperations.h"

@@ -2,7 +2,7 @@
 //
 // Each finds its entry by name on first use and keeps it. On a host without the entry nothing is called, and the
 // caller gets the missing value: null, 0, false. No operation logs or raises. The rows are in HostOperations.inc; the
-// operations with logic of their own follow here. Those that nothing calls yet are in FurtherHostOperations.h.
+// operations with logic of their own follow here. Those that this plugin does not use are in FurtherHostOperations.h.
 #pragma once
 
 #include "HostRecords.h"

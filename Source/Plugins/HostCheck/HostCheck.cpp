@@ -188,6 +188,7 @@ void CheckObjects()
             {{"a HostCheckVYN is made", true, object != nullptr}, {"its data are zero", true, cleared}});
     if (!cleared) return; // it is not known where they are
     CheckProperties(object);
+    RecordOf(object).Number = 42; // whatever the setter did
     Keep(object);
     ReleaseKept(object);
     if (!Verdict("an object that is locked and unlocked stays", {{"steps of its end", 0, steps}})) return;

@@ -249,39 +249,10 @@ std::string sockaddr_to_text(const sockaddr *address)
     return std::string(text, length);
 }
 
-// Reads a decimal number of up to three digits, without the leading zero that makes a number octal for inet_addr, and
-// advances past it. Result: the number, or one above 255 if the text does not start with a digit.
-static unsigned int ReadDecimal(const char *&text)
-{
-    unsigned int number = static_cast<unsigned int>(*text++) - '0';
-    if (number == 0) return 0;
-    if (number > 9) return 256;
-    for (int i = 0; i < 2; i++) {
-        unsigned int digit = static_cast<unsigned int>(*text) - '0';
-        if (digit > 9) break;
-        number = number * 10 + digit;
-        text++;
-    }
-    return number;
-}
-
-// Reads four such numbers up to 255 with points between them. Result: whether the text is just that.
-static bool ReadDottedQuad(const char *text, in_addr_t &address)
-{
-    in_addr_t value = 0;
-    for (int i = 0; i < 4; i++) {
-        unsigned int number = ReadDecimal(text);
-        if (number > 255 || *text++ != (i < 3 ? '.' : 0)) return false;
-        value = value << 8 | number;
-    }
-    address = htonl(value);
-    return true;
-}
-
 in_addr_t text_to_ipv4(const char *text)
 {
-    in_addr_t address;
-    return ReadDottedQuad(text, address) ? address : inet_addr(text);
+    in_addr address;
+    return inet_pton(AF_INET, text, &address) == 1 ? address.s_addr : inet_addr(text);
 }
 
 std::string gai_errorstring(int code)

@@ -115,7 +115,7 @@ std::string sockaddr_to_text(const sockaddr *address);
 std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN]);
 
 // The address of an IPv4 text in network byte order, as inet_addr reads it: INADDR_NONE for anything else.
-// The usual form of four decimal numbers is read here, at a fraction of inet_addr's cost.
+// The usual form of four decimal numbers is left to inet_pton, which reads it at less than half of inet_addr's cost.
 in_addr_t text_to_ipv4(const char *text);
 
 // The system's text for a result of getaddrinfo; empty when it has none.

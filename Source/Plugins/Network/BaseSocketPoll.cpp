@@ -22,71 +22,39 @@ namespace {
 
 bool polling = false; // one poll at a time, of all sockets together
 
-constexpr std::size_t kWordBits = CHAR_BIT * sizeof(unsigned long);
-
-// The three sets of a select call on one descriptor. They are as long as the descriptor needs, whatever
-// FD_SETSIZE says; those for descriptors below 16,384 are kept, and empty between two polls.
-class DescriptorSets {
-  public:
-    explicit DescriptorSets(int descriptor)
-        : fd(descriptor), word(static_cast<unsigned int>(fd) / kWordBits),
-          bit(1UL << (static_cast<unsigned int>(fd) % kWordBits)), stride(kKeptWords), sets(keptSets)
-    {
-        if (word >= kKeptWords) [[unlikely]]
-            AllocateSets();
-    }
-    DescriptorSets(const DescriptorSets &) = delete;
-    DescriptorSets &operator=(const DescriptorSets &) = delete;
-    ~DescriptorSets()
-    {
-        if (sets != nullptr) Fill(0);
-    }
-
-    // Whether the descriptor is ready for anything now.
-    bool Select()
-    {
-        if (sets == nullptr) return false;
-        Fill(bit);
-        timeval noTime = {0, 0};
-        return select(fd + 1, Set(kRead), Set(kWrite), Set(kException), &noTime) > 0;
-    }
-
-    bool IsReadable() const { return (Word(kRead) & bit) != 0; }
-    bool IsWritable() const { return (Word(kWrite) & bit) != 0; }
-    bool IsExceptional() const { return (Word(kException) & bit) != 0; }
-
-  private:
-    enum Kind : std::size_t { kRead, kWrite, kException };
-    static constexpr std::size_t kKeptWords = 256;
-    static unsigned long keptSets[3 * kKeptWords];
-
-    // A number as large as that is seldom an open descriptor. Only an open one gets memory.
-    void AllocateSets()
-    {
-        stride = word + 1;
-        if (fcntl(fd, F_GETFD) != -1)
-            ownSets = AllocateOwned<unsigned long>(static_cast<std::int64_t>(3 * stride * sizeof *sets));
-        sets = ownSets.get();
-    }
-
-    unsigned long &Word(Kind kind) const { return sets[kind * stride + word]; }
-    fd_set *Set(Kind kind) const { return reinterpret_cast<fd_set *>(sets + kind * stride); }
-    void Fill(unsigned long value)
-    {
-        Word(kRead) = value;
-        Word(kWrite) = value;
-        Word(kException) = value;
-    }
-
-    int fd;
-    std::size_t word; // where the descriptor's bit is in each set
-    unsigned long bit;
-    std::size_t stride; // from one set to the next, in words
-    MemoryOwner<unsigned long> ownSets;
-    unsigned long *sets;
+struct Readiness {
+    bool readable = false, writable = false, exceptional = false;
 };
 
-constinit unsigned long DescriptorSets::keptSets[3 * kKeptWords] = {};
+// What the descriptor is ready for now; nothing where it can't be asked. The three sets are as long as the descriptor
+// needs, whatever FD_SETSIZE says; those for descriptors below 16,384 are kept, and empty between two polls.
+Readiness Select(int fd)
+{
+    constexpr std::size_t kWordBits = CHAR_BIT * sizeof(unsigned long), kKeptWords = 256;
+    static constinit unsigned long keptSets[3 * kKeptWords] = {};
+    std::size_t word = static_cast<unsigned int>(fd) / kWordBits; // where the descriptor's bit is in each set
+    unsigned long bit = 1UL << (static_cast<unsigned int>(fd) % kWordBits);
+    std::size_t stride = kKeptWords; // from one set to the next, in words
+    unsigned long *sets = keptSets;
+    MemoryOwner<unsigned long> largeSets;
+    if (word >= kKeptWords) [[unlikely]] {
+        // A number as large as that is seldom an open descriptor. Only an open one gets memory.
+        if (fcntl(fd, F_GETFD) == -1) return {};
+        stride = word + 1;
+        largeSets = AllocateOwned<unsigned long>(static_cast<std::int64_t>(3 * stride * sizeof *sets));
+        if (largeSets == nullptr) return {};
+        sets = largeSets.get();
+    }
+    unsigned long *read = sets, *write = read + stride, *exception = write + stride;
+    read[word] = write[word] = exception[word] = bit;
+    auto set = [](unsigned long *words) { return reinterpret_cast<fd_set *>(words); };
+    timeval noTime = {0, 0};
+    Readiness ready;
+    if (select(fd + 1, set(read), set(write), set(exception), &noTime) > 0)
+        ready = {(read[word] & bit) != 0, (write[word] & bit) != 0, (exception[word] & bit) != 0};
+    read[word] = write[word] = exception[word] = 0;
+    return ready;
+}
 
 // What is traced of each event: when the handler is looked up, and when it is called.
 struct EventLabels {
@@ -154,16 +122,15 @@ class EventsOfPoll {
 };
 
 // Out of line so that a quiet poll needs no stack frame.
-[[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, bool readable, bool writable,
-                                  bool exceptional)
+[[gnu::noinline]] void FireEvents(REALobjectStruct *object, SocketRecord &socket, Readiness ready)
 {
     EventsOfPoll events(object, socket);
-    if (readable) events.Fire(kDataAvailable);
-    if (writable && events.IsStillPolled() && socket.sendPending) {
+    if (ready.readable) events.Fire(kDataAvailable);
+    if (ready.writable && events.IsStillPolled() && socket.sendPending) {
         socket.sendPending = false;
         events.Fire(kSendComplete);
     }
-    if (exceptional && events.IsStillPolled()) events.Fire(kError);
+    if (ready.exceptional && events.IsStillPolled()) events.Fire(kError);
 }
 
 // Looks once and fires what there is.
@@ -171,16 +138,9 @@ void DoPoll(REALobjectStruct *object, SocketRecord &socket)
 {
     int fd = Descriptor(socket);
     if (fd < 0 || fd == INT_MAX) return; // select gets fd + 1
-    bool readable, writable, exceptional;
-    {
-        DescriptorSets sets(fd);
-        if (!sets.Select()) return;
-        readable = sets.IsReadable();
-        writable = sets.IsWritable();
-        exceptional = sets.IsExceptional();
-    }
-    if (readable || exceptional || (writable && socket.sendPending))
-        FireEvents(object, socket, readable, writable, exceptional);
+    Readiness ready = Select(fd);
+    if (ready.readable || ready.exceptional || (ready.writable && socket.sendPending))
+        FireEvents(object, socket, ready);
 }
 
 } // namespace

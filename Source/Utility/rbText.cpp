@@ -1,14 +1,28 @@
-// The source of a text and its byte views. The wide views are in rbTextUnicode.cpp.
 #include "rbText.h"
 
-#include "MyMemory.h"
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "rbData.h"
 #include "rbDebug.h"
-#include "rbTextViews.h"
+#include "rbTextDecode.h"
 #include "rbUtil.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
+
+template <typename Unit>
+static const Unit *EmptyText()
+{
+    static constexpr Unit zero = 0;
+    return &zero;
+}
+
+template <typename Unit>
+void rbText::MakeEmpty(View<Unit> &view)
+{
+    view.length = 0;
+    view.text = EmptyText<Unit>();
+}
 
 template <typename Visit>
 void rbText::ForEachView(Visit visit)
@@ -30,7 +44,8 @@ rbText::rbText(REALstringStruct *string) : rbText()
         MakeAllEmpty();
         return;
     }
-    TakeSource(string);
+    source = string;
+    held = AddReference(string);
     encoding = REALGetStringEncoding(string);
     Classify();
 }
@@ -41,7 +56,8 @@ rbText::rbText(const rbText &other) : rbText()
         MakeAllEmpty();
         return;
     }
-    TakeSource(other.source);
+    source = other.source;
+    held = AddReference(source);
     encoding = other.encoding;
     asciiState = other.asciiState;
     // The byte views of a 7-bit source are never converted one by one: they are its bytes.
@@ -56,38 +72,13 @@ void rbText::MakeAllEmpty()
     ForEachView([](auto &view) { MakeEmpty(view); });
 }
 
-// Takes a reference on the string, of which no view is converted yet.
-void rbText::TakeSource(REALstringStruct *string)
-{
-    ForEachView([](auto &view) { view.length = -1; });
-    source = string;
-    held = AddReference(string);
-}
-
 rbText::~rbText() noexcept(false)
 {
     if (guard1 != kGuard) TRACE("Check1 in rbText invalid", guard1);
     if (guard2 != kGuard) TRACE("Check2 in rbText invalid", guard2);
     Release(held);
-    if (ownsViews) ReleaseViews();
-}
-
-// No view owns anything before the first one is about to.
-void rbText::BeginOwning()
-{
-    if (ownsViews) return;
-    ForEachView([](auto &view) {
-        view.owned = nullptr;
-        view.held = false;
-    });
-    ownsViews = true;
-}
-
-void rbText::ReleaseViews()
-{
     ForEachView([](auto &view) {
         if (view.held) Releasing([&] { REALDisposeStringData(&view.data); });
-        FreeMemoryNow(view.owned);
     });
 }
 
@@ -120,10 +111,8 @@ void rbText::Classify()
     case kEncodingASCII:
         asciiState = kToBeTested;
         PointAtSource(ascii);
-        if (ascii.length >= 0) {
-            utf8.length = ascii.length;
-            utf8.text = ascii.text;
-        }
+        utf8.length = ascii.length;
+        utf8.text = ascii.text;
         break;
     case kEncodingUTF8:
         asciiState = kToBeTested;
@@ -204,6 +193,68 @@ void rbText::AdoptTextWithoutEncoding()
     Release(std::exchange(held, latin));
 }
 
+// --- views: what all of them share ----------------------------------------------------------------------
+
+// Asks the host for its data in this encoding, to be given back when the text ends.
+template <typename Unit>
+bool rbText::FetchHostData(View<Unit> &view, unsigned int code)
+{
+    view.data = {};
+    view.held = REALGetStringData(source, code, &view.data);
+    return view.held;
+}
+
+// Data of less than one unit is no text, for no zero need follow it. Data at an address where no unit may lie is
+// copied.
+template <typename Unit>
+void rbText::UseHostData(View<Unit> &view)
+{
+    const void *data = view.data.data;
+    long length = view.data.length / static_cast<long>(sizeof(Unit));
+    if (data == nullptr || length <= 0) return;
+    view.length = length;
+    view.text = static_cast<const Unit *>(data);
+    if (reinterpret_cast<std::uintptr_t>(data) % alignof(Unit) != 0) CopyText(view);
+}
+
+template <typename Unit>
+void rbText::Fail(const char *message, View<Unit> &view)
+{
+    TRACE(message);
+    failed = true;
+    MakeEmpty(view);
+}
+
+// A zero-filled buffer for `units` units and a terminating zero, which replaces the view's own; null without memory.
+template <typename Unit>
+Unit *rbText::Own(View<Unit> &view, long units)
+{
+    MemoryOwner<Unit> buffer = AllocateOwned<Unit>(units * static_cast<long>(sizeof(Unit)) + 4);
+    if (buffer == nullptr) return nullptr;
+    view.buffer = std::move(buffer);
+    return view.buffer.get();
+}
+
+// Puts a copy of the view's text, with a zero after it, in its place.
+template <typename Unit>
+void rbText::CopyText(View<Unit> &view)
+{
+    const void *text = view.text;
+    Unit *copy = Own(view, view.length);
+    if (copy == nullptr) return Fail("Out of memory", view);
+    std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
+    view.text = copy;
+}
+
+// A host may hand out text without a zero after it.
+template <typename Unit>
+void rbText::Terminate(View<Unit> &view)
+{
+    if (view.length < 1 || view.text[view.length] == 0) return;
+    TRACE("String is not zero terminated. Fixed.");
+    CopyText(view);
+}
+
 const rbText::View<char> &rbText::ConvertBytes(View<char> &view, unsigned int code)
 {
     MakeEmpty(view);
@@ -217,4 +268,106 @@ const rbText::View<char> &rbText::ConvertBytes(View<char> &view, unsigned int co
     UseHostData(view);
     Terminate(view);
     return view;
+}
+
+// --- UTF-16 and UTF-32 -----------------------------------------------------------------------------------
+
+// One unit for each byte of a 7-bit source.
+template <typename Unit>
+void rbText::Widen(View<Unit> &view)
+{
+    Unit *units = Own(view, utf8.length);
+    if (units == nullptr) return Fail("Out of memory", view);
+    auto bytes = reinterpret_cast<const unsigned char *>(utf8.text);
+    std::copy_n(bytes, utf8.length, units);
+    view.text = units;
+    view.length = utf8.length;
+}
+
+// From the UTF-8 view. An illegal sequence ends the text there; what came before it stays.
+template <typename Unit>
+void rbText::Decode(View<Unit> &view)
+{
+    TRACE(sizeof(Unit) == 2 ? "Try UTF8 to UTF16 conversion..." : "Try UTF8 to UTF32 conversion...");
+    const View<char> &bytes = ByteView(utf8, kEncodingUTF8);
+    if (bytes.length == 0) return;
+    Unit *units = Own(view, bytes.length + 8);
+    if (units == nullptr) return Fail("Out of memory", view);
+    long illegalOffset = -1;
+    auto text = reinterpret_cast<const unsigned char *>(bytes.text);
+    view.length = DecodeUTF8(text, bytes.length, units, &illegalOffset);
+    view.text = units;
+    if (illegalOffset >= 0) TRACE("Illegal UTF-8 sequence!", illegalOffset);
+    failed = false;
+}
+
+static unsigned short SwapBytes(unsigned short unit)
+{
+    return __builtin_bswap16(unit);
+}
+static unsigned int SwapBytes(unsigned int unit)
+{
+    return __builtin_bswap32(unit);
+}
+
+// Swaps the bytes of a text in the other byte order, and skips leading byte order
+// marks.
+template <typename Unit>
+void rbText::FixByteOrder(View<Unit> &view, Unit swappedMark)
+{
+    if (view.length > 0 && view.text[0] == swappedMark) {
+        TRACE("String is Little Endian. Swap.");
+        if (view.buffer == nullptr) CopyText(view);
+        std::transform(view.text, view.text + view.length, view.buffer.get(),
+                       [](Unit unit) { return SwapBytes(unit); });
+    }
+    for (Unit mark : {Unit{0xFEFF}, Unit{0xFFFE}}) {
+        if (view.length == 0 || view.text[0] != mark) return;
+        view.text++;
+        view.length--;
+    }
+}
+
+void rbText::ConvertToUTF16()
+{
+    TestASCII();
+    if (asciiState == kASCII) return Widen(utf16);
+    if (IsDecodedHere()) return Decode(utf16);
+    if (!FetchHostData(utf16, kEncodingUTF16)) return Fail("REALGetStringData failed.", utf16);
+    UseHostData(utf16);
+}
+
+const rbText::View<unsigned short> &rbText::UTF16View()
+{
+    if (utf16.length >= 0) return utf16;
+    MakeEmpty(utf16);
+    ConvertToUTF16();
+    Terminate(utf16);
+    FixByteOrder<unsigned short>(utf16, 0xFFFE);
+    return utf16;
+}
+
+void rbText::ConvertToUTF32()
+{
+    TestASCII();
+    if (asciiState == kASCII) return Widen(utf32);
+    if (IsDecodedHere()) return Decode(utf32);
+    if (encoding != kEncodingUTF16 && FetchHostData(utf32, kEncodingUTF32)) return UseHostData(utf32);
+
+    TRACE("Try UTF16 to UTF32 conversion...");
+    const View<unsigned short> &units16 = UTF16View();
+    unsigned int *units = Own(utf32, units16.length);
+    if (units == nullptr) return Fail("Out of memory", utf32);
+    utf32.length = DecodeUTF16(units16.text, units16.length, units);
+    utf32.text = units;
+}
+
+const rbText::View<unsigned int> &rbText::UTF32View()
+{
+    if (utf32.length >= 0) return utf32;
+    MakeEmpty(utf32);
+    ConvertToUTF32();
+    Terminate(utf32);
+    FixByteOrder<unsigned int>(utf32, 0xFFFE0000);
+    return utf32;
 }

@@ -5,6 +5,7 @@
 // serves all byte views without a copy. An object belongs to one thread.
 #pragma once
 
+#include "MyMemory.h"
 #include "Source/SDK/GlueCode/HostTypes.h"
 
 static_assert(sizeof(wchar_t) == sizeof(unsigned int));
@@ -62,15 +63,13 @@ class rbText {
   private:
     enum ASCIIState : unsigned int { kNotTested = 0, kASCII = 1, kToBeTested = 2, kNotASCII = 3 };
 
-    // Only the length has a value from the start. The text has one once the view is converted, and the fields from
-    // `owned` on once this object owns views.
     template <typename Unit>
     struct View {
-        long length;      // in units; -1: not converted yet
-        const Unit *text; // never null once converted
-        void *owned;      // a heap block of this object's, or null
+        long length = -1;           // in units; -1: not converted yet
+        const Unit *text = nullptr; // never null once converted
+        MemoryOwner<Unit> buffer;   // of the text, if it is not the host's
         REALstringData data;
-        bool held; // data is to be given back to the host
+        bool held = false; // data is to be given back to the host
     };
     template <typename Unit>
     static const Unit *NilIfEmpty(const View<Unit> &view)
@@ -84,13 +83,10 @@ class rbText {
 
     rbText() {} // not defaulted, which would clear the views as well
     void MakeAllEmpty();
-    void TakeSource(REALstringStruct *string);
     void Classify();
     void PointAtSource(View<char> &view);
     void TestASCII();
     void AdoptTextWithoutEncoding();
-    void BeginOwning();
-    void ReleaseViews();
 
     const View<char> &ByteView(View<char> &view, unsigned int code)
     {
@@ -134,7 +130,6 @@ class rbText {
     View<char> latin1;
     View<unsigned short> utf16;
     View<unsigned int> utf32;
-    bool ownsViews = false; // some view has a heap block or the host's data
     bool failed = false;
     unsigned int encoding = kEncodingASCII; // the source's code
     unsigned int asciiState = kASCII;

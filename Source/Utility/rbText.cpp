@@ -310,8 +310,7 @@ static unsigned int SwapBytes(unsigned int unit)
     return __builtin_bswap32(unit);
 }
 
-// Swaps the bytes of a text in the other byte order, and skips leading byte order
-// marks.
+// Swaps the bytes of a text in the other byte order, and skips leading byte order marks.
 template <typename Unit>
 void rbText::FixByteOrder(View<Unit> &view, Unit swappedMark)
 {

@@ -15,41 +15,22 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-namespace {
-
-// A look-up of a host name. It has its own record, since threads may resolve names at the same time.
-class HostLookup {
-  public:
-    // The resolver's answer, which lives as long as this object; null without an answer or memory.
-    const hostent *Find(const char *name)
-    {
-        char *buffer = small;
-        std::size_t size = sizeof small;
-        hostent *found = nullptr;
-        int reason;
-        while (gethostbyname_r(name, &record, buffer, size, &found, &reason) == ERANGE) {
-            size *= 2;
-            large = AllocateOwned<char>(static_cast<std::int64_t>(size));
-            if (large == nullptr) return nullptr;
-            buffer = large.get();
-        }
-        return found;
-    }
-
-  private:
-    hostent record;
-    char small[1024]; // enough for a name with a few addresses
-    MemoryOwner<char> large;
-};
-
-} // namespace
-
 // The first IPv4 address of a host name. Result: whether there is one that can be sent to. Out of line, since a dotted
 // address needs no buffer.
 [[gnu::noinline]] static bool ResolveName(const char *name, in_addr &address)
 {
-    HostLookup lookup;
-    const hostent *host = lookup.Find(name);
+    hostent record; // its own, since threads may resolve names at the same time
+    hostent *host = nullptr;
+    char small[1024]; // enough for a name with a few addresses
+    MemoryOwner<char> large;
+    char *buffer = small;
+    std::size_t size = sizeof small;
+    int reason;
+    while (buffer != nullptr && gethostbyname_r(name, &record, buffer, size, &host, &reason) == ERANGE) {
+        size *= 2;
+        large = AllocateOwned<char>(static_cast<std::int64_t>(size));
+        buffer = large.get();
+    }
     if (host == nullptr || host->h_addrtype != AF_INET || host->h_addr_list[0] == nullptr) {
         TRACE("Failed to query IP for that domain.");
         return false;

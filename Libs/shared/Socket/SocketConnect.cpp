@@ -6,24 +6,12 @@
 
 #include "Source/Utility/rbDebug.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
 namespace {
-
-struct AddressListDeleter {
-    void operator()(addrinfo *list) const { freeaddrinfo(list); }
-};
-using AddressList = std::unique_ptr<addrinfo, AddressListDeleter>;
-
-struct ConnectRequest {
-    int socketType;
-    int protocol;
-    bool nonBlocking;
-};
 
 enum class Attempt { kConnected, kInProgress, kRefused, kNoSocket };
 
@@ -40,29 +28,13 @@ static void Report(ErrorText &errorText, const char *format, int error)
     TRACE(errorText);
 }
 
-static int PortOf(const addrinfo &entry)
-{
-    sockaddr_union record = {};
-    std::memcpy(&record, entry.ai_addr, std::min<std::size_t>(entry.ai_addrlen, sizeof record));
-    return GetSocketAddressPort(record);
-}
-
-// Two lines: the address as text under the label, and the port.
-static void LogAddress(const char *label, const addrinfo &entry)
-{
-    char text[INET6_ADDRSTRLEN];
-    sockaddr_to_text(entry.ai_addr, text);
-    LogMessage(label, text);
-    LogMessage("port", PortOf(entry));
-}
-
 // The descriptor goes to `sock` when it is connected or on the way; otherwise that is -1.
-static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, int &sock, ErrorText &errorText)
+static Attempt TryAddress(const addrinfo &entry, int socketType, int protocol, bool nonBlocking, int &sock,
+                          ErrorText &errorText)
 {
     sock = -1;
     // Before anything is traced: a socket with the number of standard error would send the trace to its peer.
-    OwnedDescriptor fd =
-        PrepareDescriptor(socket(entry.ai_family, request.socketType | SOCK_CLOEXEC, request.protocol));
+    OwnedDescriptor fd = PrepareDescriptor(socket(entry.ai_family, socketType | SOCK_CLOEXEC, protocol));
     int error = ErrorOf(fd.Get());
     TRACE("sock", fd.Get());
     if (error != 0) {
@@ -70,8 +42,8 @@ static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, 
         return Attempt::kNoSocket;
     }
     MarkNoSignal(fd.Get());
-    if (request.nonBlocking) MarkNonBlocking(fd.Get());
-    if (gDebugging) LogAddress("Connect to ", entry);
+    if (nonBlocking) MarkNonBlocking(fd.Get());
+    if (gDebugging) LogAddress("Connect to ", entry.ai_addr);
 
     int result = connect(fd.Get(), entry.ai_addr, entry.ai_addrlen);
     error = WSAGetLastError();
@@ -81,27 +53,13 @@ static Attempt TryAddress(const addrinfo &entry, const ConnectRequest &request, 
         return Attempt::kConnected;
     }
     TRACE("ConnectError", error);
-    if (request.nonBlocking && (error == EINPROGRESS || error == EAGAIN)) {
+    if (nonBlocking && (error == EINPROGRESS || error == EAGAIN)) {
         sock = fd.Release();
         return Attempt::kInProgress;
     }
     Report(errorText, "Socket connect failed with error %d: %s", error);
     TRACE("close socket", fd.Get());
     return Attempt::kRefused;
-}
-
-// Asks for the addresses of both families. Result: 0, or the resolver's error code.
-static int Resolve(const char *host, int port, const ConnectRequest &request, AddressList &list)
-{
-    char portText[20];
-    std::snprintf(portText, sizeof portText, "%d", port);
-    addrinfo hints = {};
-    hints.ai_socktype = request.socketType;
-    hints.ai_protocol = request.protocol;
-    addrinfo *found = nullptr;
-    int code = getaddrinfo(host, portText, &hints, &found);
-    if (code == 0) list.reset(found);
-    return code;
 }
 
 static bool HasFamily(const addrinfo *entry, int family)
@@ -146,9 +104,13 @@ static bool IsWanted(int family, SocketProtocolPreference preference)
 bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &sock, bool nonBlocking, bool &inProgress,
                    int &family, int socketType, int protocol, SocketProtocolPreference preference)
 {
-    ConnectRequest request = {socketType, protocol, nonBlocking};
-    AddressList list;
-    int code = Resolve(host, port, request, list);
+    char portText[20];
+    std::snprintf(portText, sizeof portText, "%d", port);
+    addrinfo hints = {}; // the addresses of both families
+    hints.ai_socktype = socketType;
+    hints.ai_protocol = protocol;
+    addrinfo *found = nullptr;
+    int code = getaddrinfo(host, portText, &hints, &found);
     if (code != 0) {
         TRACE("getaddrinfo", code);
         std::string reason = gai_errorstring(code);
@@ -156,6 +118,7 @@ bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &s
         errorMessage = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
         return false;
     }
+    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
     LogAddInfo(list.get());
     preference = UsablePreference(list.get(), preference);
 
@@ -164,7 +127,7 @@ bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &s
     for (const addrinfo *entry = list.get(); entry != nullptr && attempt == Attempt::kRefused; entry = entry->ai_next) {
         if (!IsWanted(entry->ai_family, preference)) continue;
         family = entry->ai_family;
-        attempt = TryAddress(*entry, request, sock, errorText);
+        attempt = TryAddress(*entry, socketType, protocol, nonBlocking, sock, errorText);
     }
     if (attempt == Attempt::kInProgress) inProgress = true;
     if (attempt == Attempt::kConnected || attempt == Attempt::kInProgress) return true;
@@ -208,9 +171,9 @@ void LogFamily(const addrinfo &entry)
 {
     switch (entry.ai_family) {
     case AF_INET:
-        return LogAddress("Family: AF_INET (IPv4)", entry);
+        return LogAddress("Family: AF_INET (IPv4)", entry.ai_addr);
     case AF_INET6:
-        return LogAddress("Family: AF_INET6 (IPv6): ", entry);
+        return LogAddress("Family: AF_INET6 (IPv6): ", entry.ai_addr);
     case AF_UNSPEC:
         return LogMessage("Family: Unspecified");
     default:

@@ -249,6 +249,14 @@ std::string sockaddr_to_text(const sockaddr *address)
     return std::string(text, length);
 }
 
+void LogAddress(const char *label, const sockaddr *address)
+{
+    char text[INET6_ADDRSTRLEN];
+    sockaddr_to_text(address, text);
+    LogMessage(label, text);
+    LogMessage("port", ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port));
+}
+
 in_addr_t text_to_ipv4(const char *text)
 {
     in_addr address;

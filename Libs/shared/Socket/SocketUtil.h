@@ -114,6 +114,9 @@ int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port);
 std::string sockaddr_to_text(const sockaddr *address);
 std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN]);
 
+// Two lines of the debug log: an address of either family as text under the label, and its port.
+void LogAddress(const char *label, const sockaddr *address);
+
 // The address of an IPv4 text in network byte order, as inet_addr reads it: INADDR_NONE for anything else.
 // The usual form of four decimal numbers is left to inet_pton, which reads it at less than half of inet_addr's cost.
 in_addr_t text_to_ipv4(const char *text);

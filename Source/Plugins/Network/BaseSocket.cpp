@@ -90,15 +90,6 @@ void Destructor(REALobjectStruct *object)
     ReleaseKept(std::exchange(socket.BindAddress, nullptr));
 }
 
-static void TraceAddress(const sockaddr_union &address)
-{
-    if (!gDebugging) return;
-    char text[INET6_ADDRSTRLEN];
-    sockaddr_to_text(&address.any, text);
-    LogMessage("bind to", text);
-    LogMessage("port", GetSocketAddressPort(address));
-}
-
 void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address)
 {
     TRACE("Bind");
@@ -119,7 +110,7 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
             return;
         }
     }
-    TraceAddress(local);
+    if (gDebugging) LogAddress("bind to", &local.any);
     int result = bind(Descriptor(*socket), &local.any, static_cast<socklen_t>(GetSocketAddressSize(local)));
     if (int error = ErrorOf(result); error != 0) {
         FinishOperation(*socket, error, "Failed with error");

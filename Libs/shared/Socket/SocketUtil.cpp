@@ -156,11 +156,6 @@ int ParseSocketAddress(int family, sockaddr_union &record, const char *text, int
     return family == AF_INET6 ? ParseSocketAddressIPv6(record, text, port) : ParseSocketAddressIPv4(record, text, port);
 }
 
-static bool IsLocalhost(const char *text)
-{
-    return strcasecmp(text, "localhost") == 0;
-}
-
 static bool ReadNumeric(int family, sockaddr_union &record, const char *text, int port)
 {
     sockaddr_union numeric = record;
@@ -171,20 +166,24 @@ static bool ReadNumeric(int family, sockaddr_union &record, const char *text, in
     return result == 1;
 }
 
+static bool ReadLocalhost(int family, sockaddr_union &record, const char *text, int port)
+{
+    if (strcasecmp(text, "localhost") != 0) return false;
+    SetLoopbackSocketAddress(family, record, port);
+    return true;
+}
+
 int ParseSocketAddressIPv4(sockaddr_union &record, const char *text, int port)
 {
-    if (ReadNumeric(AF_INET, record, text, port)) return 0;
-    if (!IsLocalhost(text)) return 1;
-    SetLoopbackSocketAddress(AF_INET, record, port);
-    return 0;
+    bool isRead = ReadNumeric(AF_INET, record, text, port) || ReadLocalhost(AF_INET, record, text, port);
+    return isRead ? 0 : 1;
 }
 
 int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port)
 {
-    if (ReadNumeric(AF_INET6, record, text, port) || ReadNumeric(AF_INET, record, text, port)) return 0;
-    if (!IsLocalhost(text)) return 1;
-    SetLoopbackSocketAddress(AF_INET6, record, port);
-    return 0;
+    bool isRead = ReadNumeric(AF_INET6, record, text, port) || ReadNumeric(AF_INET, record, text, port) ||
+                  ReadLocalhost(AF_INET6, record, text, port);
+    return isRead ? 0 : 1;
 }
 
 namespace {

@@ -32,21 +32,6 @@ static void FillInDefaults(SocketRecord &socket)
     }
 }
 
-// Result: whether the socket is connected now; if not, the reason.
-static bool ConnectByName(SocketRecord &socket, const char *host, std::int64_t port, std::string &errorText)
-{
-    int connected = -1;
-    bool inProgress = false;
-    int family = 0;
-    if (!ConnectSocket(errorText, host, static_cast<int>(port), connected, false, inProgress, family,
-                       static_cast<int>(socket.SocketType), static_cast<int>(socket.Protocol), kNoProtocolPreference))
-        return false;
-    socket.AddressFamily = family;
-    ReplaceDescriptor(socket, OwnedDescriptor(connected));
-    FinishOperation(socket, 0);
-    return true;
-}
-
 BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::int64_t port,
                      REALstringStruct **errorMessage)
 {
@@ -58,13 +43,21 @@ BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
     BeginOperation(socket);
     if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
     if (!CheckPort(port)) return BooleanWord(false);
-    rbText host(address);
-    const char *hostText = host.GetUTF8();
+    rbText text(address);
+    const char *host = text.GetUTF8();
     FillInDefaults(socket);
     std::string errorText;
-    bool connected = ConnectByName(socket, hostText, port, errorText);
-    if (!connected) *errorMessage = CString2RB(errorText.c_str(), kEncodingUTF8);
-    return BooleanWord(connected);
+    int connected = -1, family = 0;
+    bool inProgress = false;
+    if (!ConnectSocket(errorText, host, static_cast<int>(port), connected, false, inProgress, family,
+                       static_cast<int>(socket.SocketType), static_cast<int>(socket.Protocol), kNoProtocolPreference)) {
+        *errorMessage = CString2RB(errorText.c_str(), kEncodingUTF8);
+        return BooleanWord(false);
+    }
+    socket.AddressFamily = family;
+    ReplaceDescriptor(socket, OwnedDescriptor(connected));
+    FinishOperation(socket, 0);
+    return BooleanWord(true);
 }
 
 // A call that takes the program's own socket address.
@@ -95,12 +88,6 @@ void Listen(REALobjectStruct *object, std::int64_t backlog)
     FinishOperation(*socket, ErrorOf(result));
 }
 
-// The object that gets an accepted descriptor, with one reference for the caller.
-static REALobjectStruct *ObjectForAccepted(REALobjectStruct *newSocket)
-{
-    return newSocket != nullptr ? Keep(newSocket) : REALnewInstance("RAWSocketVYN");
-}
-
 static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_union &peer,
                                       REALstringStruct **remoteAddress, std::int64_t *remotePort,
                                       REALobjectStruct *newSocket)
@@ -108,7 +95,7 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_u
     *remoteAddress = CString2RB(sockaddr_to_text(&peer.any).c_str(), kEncodingASCII);
     *remotePort = GetSocketAddressPort(peer);
     MarkNonBlocking(accepted.Get());
-    REALobjectStruct *result = ObjectForAccepted(newSocket);
+    REALobjectStruct *result = newSocket != nullptr ? Keep(newSocket) : REALnewInstance("RAWSocketVYN");
     if (result == nullptr) return nullptr;
     rbFreeLater release(&result); // where the host throws
     SocketRecord &socket = GetRAWSocketRecord(result);

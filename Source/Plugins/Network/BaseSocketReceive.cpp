@@ -14,12 +14,6 @@
 #include <algorithm>
 #include <cerrno>
 
-// Whether a receive failed only because nothing is queued, or because the socket is not connected.
-static bool IsBenignReceiveError(int error)
-{
-    return error == EAGAIN || error == ENOTCONN;
-}
-
 // Neither a stream nor a non-socket has datagrams.
 static bool HasDatagrams(int fd)
 {
@@ -38,14 +32,14 @@ static void TakeEmptyDatagram(SocketRecord &socket)
     int error = ErrorOf(size);
     if (size == 0) {
         recv(Descriptor(socket), &nothing, 0, MSG_DONTWAIT);
-    } else if (error != 0 && !IsBenignReceiveError(error)) {
+    } else if (error != 0 && error != EAGAIN && error != ENOTCONN) { // neither an empty queue nor a missing peer
         FinishOperation(socket, error);
     }
 }
 
-// The datagram as the program gets it.
-static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_union &peer, socklen_t peerLength,
-                                       const unsigned char *payload, ssize_t length)
+// The datagram as the program gets it; nil, with Lasterror at 0, where the host can't make it.
+static REALobjectStruct *BuildDatagram(const sockaddr_union &peer, socklen_t peerLength, const unsigned char *payload,
+                                       ssize_t length)
 {
     char text[INET6_ADDRSTRLEN];
     std::size_t textLength = sockaddr_to_text(&peer.any, text);
@@ -55,8 +49,6 @@ static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_unio
         REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
     REALobjectStruct *rawAddressObject = AsObject(rawAddress);
     rbFreeLater releaseRawAddress(&rawAddressObject);
-    FinishOperation(socket, 0); // the system has done its part, whatever the host can't make of it
-
     REALstringStruct *data = REALBuildUnicodeString(payload, length, kEncodingNone);
     rbFreeLater releaseData(&data);
     if (data == nullptr) return nullptr;
@@ -75,11 +67,8 @@ static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size
                                 &peer.any, &peerLength);
     int error = ErrorOf(received);
     TRACE("rread", received);
-    if (error != 0) {
-        FinishOperation(socket, error);
-        return nullptr;
-    }
-    return BuildDatagram(socket, peer, peerLength, buffer.get(), received);
+    if (!FinishOperation(socket, error)) return nullptr;
+    return BuildDatagram(peer, peerLength, buffer.get(), received);
 }
 
 REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr unsigned int kReplacement = 0xFFFD;
-
 bool IsSurrogate(unsigned int code)
 {
     return code >= 0xD800 && code <= 0xDFFF;
@@ -25,15 +23,6 @@ unsigned int UnitAt(const Unit *text, long index)
     Unit unit;
     std::memcpy(&unit, text + index, sizeof unit);
     return unit;
-}
-
-// Writes a code point above U+FFFF as a pair. Result: the place after it.
-unsigned short *PutPair(unsigned int code, unsigned short *out)
-{
-    code -= 0x10000;
-    *out++ = static_cast<unsigned short>(0xD800 + (code >> 10));
-    *out++ = static_cast<unsigned short>(0xDC00 + (code & 0x3FF));
-    return out;
 }
 
 bool IsTrailing(unsigned char byte)
@@ -63,9 +52,14 @@ inline long ReadSequence(const unsigned char *text, long count, unsigned int &co
     return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
 }
 
+// Write a code point, in UTF-16 as a pair above U+FFFF. Result: the place after it.
 unsigned short *PutCodePoint(unsigned int code, unsigned short *out)
 {
-    if (code > 0xFFFF) return PutPair(code, out);
+    if (code > 0xFFFF) {
+        code -= 0x10000;
+        *out++ = static_cast<unsigned short>(0xD800 + (code >> 10));
+        code = 0xDC00 + (code & 0x3FF);
+    }
     *out++ = static_cast<unsigned short>(code);
     return out;
 }
@@ -127,7 +121,7 @@ long EncodeUTF16(const unsigned int *text, long count, unsigned short *out)
     const unsigned short *start = out;
     for (long i = 0; i < count; i++) {
         unsigned int code = UnitAt(text, i);
-        if (code > 0x10FFFF) code = kReplacement;
+        if (code > 0x10FFFF) code = 0xFFFD; // the replacement character
         if (!IsSurrogate(code)) out = PutCodePoint(code, out);
     }
     return out - start;

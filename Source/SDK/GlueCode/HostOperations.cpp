@@ -52,17 +52,17 @@ constexpr bool IsYes(unsigned long answer)
     return (answer & 0xFF) != 0;
 }
 
-// The result of an element procedure: a yes/no answer for a Boolean, else the element.
+// Reads an element by the procedure that the host named, which for Booleans gives a yes/no answer.
 template <typename Element>
-struct ElementAnswer {
-    using Type = Element;
-    static Element Value(Element answer) { return answer; }
-};
-template <>
-struct ElementAnswer<bool> {
-    using Type = unsigned long;
-    static bool Value(unsigned long answer) { return IsYes(answer); }
-};
+void ReadElement(void *procedure, void *array, long index, Element *out)
+{
+    if (procedure == nullptr || out == nullptr) return;
+    if constexpr (std::is_same_v<Element, bool>) {
+        *out = IsYes(reinterpret_cast<unsigned long (*)(void *, long)>(procedure)(array, index));
+    } else {
+        *out = reinterpret_cast<Element (*)(void *, long)>(procedure)(array, index);
+    }
+}
 
 } // namespace
 
@@ -107,9 +107,7 @@ struct ElementAnswer<bool> {
     void REALGetArrayValue##type(void *array, long index, element *out)                                                \
     {                                                                                                                  \
         DEFINE_ENTRY(Get, void *(void *, long, element *), "Plugin" #type "ArrayGetProc")                              \
-        using Answer = ElementAnswer<element>;                                                                         \
-        auto get = reinterpret_cast<Answer::Type (*)(void *, long)>(GetEntry::Call(array, index, out));                \
-        if (get != nullptr && out != nullptr) *out = Answer::Value(get(array, index));                                 \
+        ReadElement(GetEntry::Call(array, index, out), array, index, out);                                             \
     }                                                                                                                  \
     void REALSetArrayValue##type(void *array, long index, element value)                                               \
     {                                                                                                                  \

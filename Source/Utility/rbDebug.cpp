@@ -73,35 +73,12 @@ void LogMessage(const char *label)
     LogMessageX("%s%s", gLinePrefix, label);
 }
 
-// LOG_OVERLOADS(long, "%ld") makes ten functions, the second of which is
-//   void LogMessage(const char *label, long a, long b) { LogMessageX("%s%s %ld, %ld", gLinePrefix, label, a, b); }
 #define LOG_OVERLOAD(parameters, format, ...)                                                                          \
     void LogMessage parameters                                                                                         \
     {                                                                                                                  \
         LogMessageX("%s%s " format, gLinePrefix, label, __VA_ARGS__);                                                  \
     }
-#define LOG_OVERLOADS(V, code)                                                                                         \
-    LOG_OVERLOAD((const char *label, V a), code, a)                                                                    \
-    LOG_OVERLOAD((const char *label, V a, V b), code ", " code, a, b)                                                  \
-    LOG_OVERLOAD((const char *label, V a, V b, V c), code ", " code ", " code, a, b, c)                                \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d), code ", " code ", " code ", " code, a, b, c, d)              \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e), code ", " code ", " code ", " code ", " code, a, b, c,  \
-                 d, e)                                                                                                 \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e, V f),                                                    \
-                 code ", " code ", " code ", " code ", " code ", " code, a, b, c, d, e, f)                             \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e, V f, V g),                                               \
-                 code ", " code ", " code ", " code ", " code ", " code ", " code, a, b, c, d, e, f, g)                \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e, V f, V g, V h),                                          \
-                 code ", " code ", " code ", " code ", " code ", " code ", " code ", " code, a, b, c, d, e, f, g, h)   \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e, V f, V g, V h, V i),                                     \
-                 code ", " code ", " code ", " code ", " code ", " code ", " code ", " code ", " code, a, b, c, d, e,  \
-                 f, g, h, i)                                                                                           \
-    LOG_OVERLOAD((const char *label, V a, V b, V c, V d, V e, V f, V g, V h, V i, V j),                                \
-                 code ", " code ", " code ", " code ", " code ", " code ", " code ", " code ", " code ", " code, a, b, \
-                 c, d, e, f, g, h, i, j)
 #include "rbDebugOverloads.inc"
-#undef LOG_OVERLOADS
-#undef LOG_OVERLOAD
 
 void LogMessage(const wchar_t *text)
 {

@@ -40,19 +40,8 @@ int CloseDebugFile();
 
 // "VYN Debug: ", the label, and up to ten values of one type, separated by ", ".
 void LogMessage(const char *label);
-#define LOG_OVERLOADS(V, code)                                                                                         \
-    void LogMessage(const char *label, V);                                                                             \
-    void LogMessage(const char *label, V, V);                                                                          \
-    void LogMessage(const char *label, V, V, V);                                                                       \
-    void LogMessage(const char *label, V, V, V, V);                                                                    \
-    void LogMessage(const char *label, V, V, V, V, V);                                                                 \
-    void LogMessage(const char *label, V, V, V, V, V, V);                                                              \
-    void LogMessage(const char *label, V, V, V, V, V, V, V);                                                           \
-    void LogMessage(const char *label, V, V, V, V, V, V, V, V);                                                        \
-    void LogMessage(const char *label, V, V, V, V, V, V, V, V, V);                                                     \
-    void LogMessage(const char *label, V, V, V, V, V, V, V, V, V, V);
+#define LOG_OVERLOAD(parameters, format, ...) void LogMessage parameters;
 #include "rbDebugOverloads.inc"
-#undef LOG_OVERLOADS
 void LogMessage(const wchar_t *text);
 void LogMessage(const char *label, const wchar_t *text);
 

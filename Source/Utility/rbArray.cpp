@@ -11,8 +11,8 @@
 
 namespace {
 
-// Converts an element between its type in the array and its type in the host's operations, where Booleans are bool and
-// all objects are REALobjectStruct.
+// Converts an element to its type in the host's operations, where Booleans are bool and all objects are
+// REALobjectStruct.
 template <typename To, typename From>
 To ElementCast(From value)
 {
@@ -22,27 +22,6 @@ To ElementCast(From value)
         return value != 0;
     } else {
         return value;
-    }
-}
-
-// Values need no references, strings and objects do.
-template <typename Element>
-void LockElement(Element element)
-{
-    if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        Keep(element);
-    } else if constexpr (std::is_pointer_v<Element>) {
-        Keep(reinterpret_cast<REALobjectStruct *>(element));
-    }
-}
-
-template <typename Element>
-void UnlockElement(Element element)
-{
-    if constexpr (std::is_same_v<Element, REALstringStruct *>) {
-        ReleaseKept(element);
-    } else if constexpr (std::is_pointer_v<Element>) {
-        ReleaseKept(reinterpret_cast<REALobjectStruct *>(element));
     }
 }
 
@@ -85,14 +64,16 @@ Element LoadElement(const char *place)
     return element;
 }
 
-// Reads the element straight from the storage. Result: whether that is possible.
+// Reads the element straight from the storage, with a reference if it is a string or an object. Result: whether that
+// is possible.
 template <typename Element>
 bool GetDirectly(void *array, long index, Element *out)
 {
+    if (out == nullptr) return false;
     const char *place = FindElement<Element>(array, index);
     if (place == nullptr) return false;
-    *out = LoadElement<Element>(place);
-    LockElement(*out);
+    std::memcpy(out, place, sizeof *out);
+    if constexpr (std::is_pointer_v<Element>) Keep(LoadElement<Element>(place));
     return true;
 }
 
@@ -102,23 +83,29 @@ bool SetDirectly(void *array, long index, Element value)
 {
     char *place = FindElement<Element>(array, index);
     if (place == nullptr) return false;
-    LockElement(value);
-    Element old = LoadElement<Element>(place);
-    std::memcpy(place, &value, sizeof value);
-    UnlockElement(old);
+    if constexpr (std::is_pointer_v<Element>) {
+        Keep(value);
+        auto old = LoadElement<Element>(place);
+        std::memcpy(place, &value, sizeof value);
+        ReleaseKept(old);
+    } else {
+        std::memcpy(place, &value, sizeof value);
+    }
     return true;
 }
 
 template <typename Element, typename HostElement>
 void GetElement(void *array, long index, Element *out, void (*getFromHost)(void *, long, HostElement *))
 {
-    if (!HasElement(array, index, "REALGetArrayValue") || (out != nullptr && GetDirectly(array, index, out))) return;
+    if (!HasElement(array, index, "REALGetArrayValue")) return;
     if constexpr (std::is_same_v<HostElement, bool>) {
+        if (GetDirectly(array, index, out)) return;
         bool element = out != nullptr && *out != 0;
         getFromHost(array, index, out != nullptr ? &element : nullptr);
         if (out != nullptr) *out = element;
     } else {
-        getFromHost(array, index, reinterpret_cast<HostElement *>(out));
+        auto hostOut = reinterpret_cast<HostElement *>(out);
+        if (!GetDirectly(array, index, hostOut)) getFromHost(array, index, hostOut);
     }
 }
 
@@ -126,9 +113,7 @@ template <typename Element, typename HostElement>
 void SetElement(void *array, long index, Element value, void (*setInHost)(void *, long, HostElement))
 {
     auto hostValue = ElementCast<HostElement>(value);
-    // By way of the host's type, in which Booleans are 0 or 1.
-    if (!HasElement(array, index, "REALSetArrayValue") || SetDirectly(array, index, ElementCast<Element>(hostValue)))
-        return;
+    if (!HasElement(array, index, "REALSetArrayValue") || SetDirectly(array, index, hostValue)) return;
     setInHost(array, index, hostValue);
 }
 

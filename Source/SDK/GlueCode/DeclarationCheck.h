@@ -7,25 +7,19 @@
 
 #include "HostTypes.h"
 
+#include <algorithm>
 #include <string_view>
 #include <type_traits>
 
 namespace declaration {
 
-enum class Type : char { kNone, kInteger, kBoolean, kUInt16, kUInt32, kString, kMemoryBlock, kPtr, kObject, kUnknown };
+// A declared type by its name; every class but MemoryBlock is kObject.
+using Type = std::string_view;
+inline constexpr Type kTypes[] = {"Integer", "Boolean", "UInt16", "UInt32", "String", "MemoryBlock", "Ptr"};
+inline constexpr Type kObject = "object", kNone = "none", kUnknown = "unknown";
 
 // The classes that declarations may name, besides MemoryBlock.
 inline constexpr std::string_view kClasses[] = {"SocketCore", "UDPSocketVYN", "RAWSocketVYN", "DatagramVYN"};
-
-struct TypeName {
-    std::string_view name;
-    Type type;
-};
-inline constexpr TypeName kTypeNames[] = {
-    {"Integer", Type::kInteger}, {"Boolean", Type::kBoolean}, {"UInt16", Type::kUInt16},
-    {"UInt32", Type::kUInt32},   {"String", Type::kString},   {"MemoryBlock", Type::kMemoryBlock},
-    {"Ptr", Type::kPtr},
-};
 
 constexpr char Lower(char character)
 {
@@ -35,20 +29,16 @@ constexpr char Lower(char character)
 // Names and words of the language have no case.
 constexpr bool IsSameWord(std::string_view a, std::string_view b)
 {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); i++) {
-        if (Lower(a[i]) != Lower(b[i])) return false;
-    }
-    return true;
+    return std::ranges::equal(a, b, {}, Lower, Lower);
 }
 
 constexpr Type TypeOfName(std::string_view name)
 {
-    for (const TypeName &row : kTypeNames) {
-        if (IsSameWord(row.name, name)) return row.type;
+    for (Type type : kTypes) {
+        if (IsSameWord(type, name)) return type;
     }
     for (std::string_view className : kClasses) {
-        if (IsSameWord(className, name)) return Type::kObject;
+        if (IsSameWord(className, name)) return kObject;
     }
     throw "There is no type of that name; a class must be in kClasses.";
 }
@@ -57,21 +47,21 @@ constexpr Type TypeOfName(std::string_view name)
 template <typename Value>
 constexpr Type TypeOf()
 {
-    if (std::is_void_v<Value>) return Type::kNone;
-    if (std::is_same_v<Value, std::int64_t>) return Type::kInteger;
-    if (std::is_same_v<Value, std::uint32_t>) return Type::kUInt32;
-    if (std::is_same_v<Value, REALstringStruct *>) return Type::kString;
-    if (std::is_same_v<Value, REALmemoryBlockStruct *>) return Type::kMemoryBlock;
-    if (std::is_same_v<Value, REALobjectStruct *>) return Type::kObject;
-    if (std::is_same_v<Value, void *> || std::is_same_v<Value, const void *>) return Type::kPtr;
-    return Type::kUnknown;
+    if (std::is_void_v<Value>) return kNone;
+    if (std::is_same_v<Value, std::int64_t>) return "Integer";
+    if (std::is_same_v<Value, std::uint32_t>) return "UInt32";
+    if (std::is_same_v<Value, REALstringStruct *>) return "String";
+    if (std::is_same_v<Value, REALmemoryBlockStruct *>) return "MemoryBlock";
+    if (std::is_same_v<Value, REALobjectStruct *>) return kObject;
+    if (std::is_same_v<Value, void *> || std::is_same_v<Value, const void *>) return "Ptr";
+    return kUnknown;
 }
 
 template <typename Value>
 constexpr Type TypeOfResult()
 {
-    if (std::is_same_v<Value, BooleanWord>) return Type::kBoolean;
-    return std::is_same_v<Value, UInt16Word> ? Type::kUInt16 : TypeOf<Value>();
+    if (std::is_same_v<Value, BooleanWord>) return "Boolean";
+    return std::is_same_v<Value, UInt16Word> ? "UInt16" : TypeOf<Value>();
 }
 
 struct Parameter {
@@ -82,9 +72,9 @@ struct Parameter {
 template <typename Value>
 constexpr Parameter ParameterOf()
 {
-    if (std::is_same_v<Value, HostBoolean>) return {Type::kBoolean};
-    if (std::is_same_v<Value, std::uint16_t>) return {Type::kUInt16};
-    if (TypeOf<Value>() != Type::kUnknown) return {TypeOf<Value>()};
+    if (std::is_same_v<Value, HostBoolean>) return {"Boolean"};
+    if (std::is_same_v<Value, std::uint16_t>) return {"UInt16"};
+    if (TypeOf<Value>() != kUnknown) return {TypeOf<Value>()};
     return {TypeOf<std::remove_pointer_t<Value>>(), true};
 }
 
@@ -96,7 +86,7 @@ class Reader {
     constexpr bool Skip(char character)
     {
         SkipBlanks();
-        if (rest.empty() || rest[0] != character) return false;
+        if (!rest.starts_with(character)) return false;
         rest.remove_prefix(1);
         return true;
     }
@@ -111,11 +101,8 @@ class Reader {
     constexpr std::string_view Word()
     {
         SkipBlanks();
-        std::size_t size = 0;
-        while (size < rest.size() && IsPartOfName(rest[size]))
-            size++;
-        std::string_view word = rest.substr(0, size);
-        rest.remove_prefix(size);
+        std::string_view word(rest.begin(), std::ranges::find_if_not(rest, IsPartOfName));
+        rest.remove_prefix(word.size());
         return word;
     }
     constexpr Type AsType()
@@ -140,11 +127,7 @@ class Reader {
     {
         return (Lower(c) >= 'a' && Lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '_';
     }
-    constexpr void SkipBlanks()
-    {
-        while (!rest.empty() && rest[0] == ' ')
-            rest.remove_prefix(1);
-    }
+    constexpr void SkipBlanks() { rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size())); }
 
     std::string_view rest;
 };
@@ -159,8 +142,7 @@ constexpr void CompareParameter(Reader &reader, [[maybe_unused]] int place, Para
     Type type = reader.AsType();
     reader.SkipDefault();
     bool last = !reader.Skip(',');
-    if (extends && (place != 1 || type != Type::kObject))
-        throw "\"extends\" belongs to the first parameter, an object.";
+    if (extends && (place != 1 || type != kObject)) throw "\"extends\" belongs to the first parameter, an object.";
     if (assigns && !last) throw "\"assigns\" belongs to the last parameter.";
     if (byref != taken.byref) throw "One of them has the parameter byref, the other has not.";
     if (type != taken.type) throw "The function takes the parameter as another type than the declared one.";
@@ -174,7 +156,7 @@ constexpr void Compare(Reader reader)
     [[maybe_unused]] int place = 0;
     (CompareParameter(reader, ++place, ParameterOf<Arguments>()), ...);
     if (parenthesis && !reader.Skip(')')) throw "The declaration has more parameters than the function, or no \")\".";
-    Type result = reader.AtEnd() ? Type::kNone : reader.AsType();
+    Type result = reader.AtEnd() ? kNone : reader.AsType();
     if (!reader.AtEnd()) throw "There is something after the end of the declaration.";
     if (result != TypeOfResult<Result>()) throw "The function has another result than the declared one.";
 }

@@ -11,15 +11,11 @@
 #include <cstring>
 #include <memory>
 
-namespace {
-
-enum class Attempt { kConnected, kInProgress, kRefused, kNoSocket };
+using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
 // Why the last attempt failed; empty when none was made. The text is the system's, in the locale of the process; the
 // number is what counts.
 using ErrorText = char[200];
-
-} // namespace
 
 // Keeps, and traces, what went wrong. The format takes the error's number and its text.
 static void Report(ErrorText &errorText, const char *format, int error)
@@ -28,38 +24,22 @@ static void Report(ErrorText &errorText, const char *format, int error)
     TRACE(errorText);
 }
 
-// The descriptor goes to `sock` when it is connected or on the way; otherwise that is -1.
-static Attempt TryAddress(const addrinfo &entry, int socketType, int protocol, bool nonBlocking, int &sock,
-                          ErrorText &errorText)
+// The addresses of both families; null, and the reason in `errorMessage`, when there are none.
+static AddressList Resolve(std::string &errorMessage, const char *host, int port, int socketType, int protocol)
 {
-    sock = -1;
-    // Before anything is traced: a socket with the number of standard error would send the trace to its peer.
-    OwnedDescriptor fd = PrepareDescriptor(socket(entry.ai_family, socketType | SOCK_CLOEXEC, protocol));
-    int error = ErrorOf(fd.Get());
-    TRACE("sock", fd.Get());
-    if (error != 0) {
-        Report(errorText, "Socket creation failed with error %d: %s", error);
-        return Attempt::kNoSocket;
-    }
-    MarkNoSignal(fd.Get());
-    if (nonBlocking) MarkNonBlocking(fd.Get());
-    if (gDebugging) LogAddress("Connect to ", entry.ai_addr);
-
-    int result = connect(fd.Get(), entry.ai_addr, entry.ai_addrlen);
-    error = WSAGetLastError();
-    TRACE("connect returns", result, error);
-    if (result == 0) {
-        sock = fd.Release();
-        return Attempt::kConnected;
-    }
-    TRACE("ConnectError", error);
-    if (nonBlocking && (error == EINPROGRESS || error == EAGAIN)) {
-        sock = fd.Release();
-        return Attempt::kInProgress;
-    }
-    Report(errorText, "Socket connect failed with error %d: %s", error);
-    TRACE("close socket", fd.Get());
-    return Attempt::kRefused;
+    char portText[20];
+    std::snprintf(portText, sizeof portText, "%d", port);
+    addrinfo hints = {};
+    hints.ai_socktype = socketType;
+    hints.ai_protocol = protocol;
+    addrinfo *found = nullptr;
+    int code = getaddrinfo(host, portText, &hints, &found);
+    if (code == 0) return AddressList(found, freeaddrinfo);
+    TRACE("getaddrinfo", code);
+    std::string reason = gai_errorstring(code);
+    TRACE("error message", reason.c_str());
+    errorMessage = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
+    return AddressList(nullptr, freeaddrinfo);
 }
 
 static bool HasFamily(const addrinfo *entry, int family)
@@ -104,33 +84,43 @@ static bool IsWanted(int family, SocketProtocolPreference preference)
 bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &sock, bool nonBlocking, bool &inProgress,
                    int &family, int socketType, int protocol, SocketProtocolPreference preference)
 {
-    char portText[20];
-    std::snprintf(portText, sizeof portText, "%d", port);
-    addrinfo hints = {}; // the addresses of both families
-    hints.ai_socktype = socketType;
-    hints.ai_protocol = protocol;
-    addrinfo *found = nullptr;
-    int code = getaddrinfo(host, portText, &hints, &found);
-    if (code != 0) {
-        TRACE("getaddrinfo", code);
-        std::string reason = gai_errorstring(code);
-        TRACE("error message", reason.c_str());
-        errorMessage = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
-        return false;
-    }
-    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
+    AddressList list = Resolve(errorMessage, host, port, socketType, protocol);
+    if (list == nullptr) return false;
     LogAddInfo(list.get());
     preference = UsablePreference(list.get(), preference);
 
     ErrorText errorText = "";
-    Attempt attempt = Attempt::kRefused;
-    for (const addrinfo *entry = list.get(); entry != nullptr && attempt == Attempt::kRefused; entry = entry->ai_next) {
+    for (const addrinfo *entry = list.get(); entry != nullptr; entry = entry->ai_next) {
         if (!IsWanted(entry->ai_family, preference)) continue;
         family = entry->ai_family;
-        attempt = TryAddress(*entry, socketType, protocol, nonBlocking, sock, errorText);
+        sock = -1;
+        // Before anything is traced: a socket with the number of standard error would send the trace to its peer.
+        OwnedDescriptor fd = PrepareDescriptor(socket(family, socketType | SOCK_CLOEXEC, protocol));
+        int error = ErrorOf(fd.Get());
+        TRACE("sock", fd.Get());
+        if (error != 0) {
+            Report(errorText, "Socket creation failed with error %d: %s", error);
+            break;
+        }
+        MarkNoSignal(fd.Get());
+        if (nonBlocking) MarkNonBlocking(fd.Get());
+        if (gDebugging) LogAddress("Connect to ", entry->ai_addr);
+
+        int result = connect(fd.Get(), entry->ai_addr, entry->ai_addrlen);
+        error = WSAGetLastError();
+        TRACE("connect returns", result, error);
+        if (result != 0) {
+            TRACE("ConnectError", error);
+            if (!nonBlocking || (error != EINPROGRESS && error != EAGAIN)) {
+                Report(errorText, "Socket connect failed with error %d: %s", error);
+                TRACE("close socket", fd.Get());
+                continue;
+            }
+            inProgress = true;
+        }
+        sock = fd.Release();
+        return true;
     }
-    if (attempt == Attempt::kInProgress) inProgress = true;
-    if (attempt == Attempt::kConnected || attempt == Attempt::kInProgress) return true;
     errorMessage = errorText;
     return false;
 }

@@ -115,18 +115,6 @@ void RegisterGeneratedModule(REALmoduleDefinition &module, const ModuleName &nam
     MyREALRegisterModule(&module);
 }
 
-// One method of a generated module. Result: whether there is a declaration.
-bool FillMethod(REALmethodDefinition &target, const REALmethodDefinition &source, void *function,
-                const char *declaration)
-{
-    target = source;
-    target.function = function;
-    target.setterFunction = nullptr;
-    target.declaration = declaration;
-    target.flags |= kScopeGlobal;
-    return declaration != nullptr;
-}
-
 void RegisterMethodsAsModule(std::span<REALmethodDefinition> methods)
 {
     ModuleName name;
@@ -156,13 +144,19 @@ unsigned long CountFunctions(const REALclassDefinition &extension)
 bool RewriteMethods(const REALclassDefinition &extension, REALmethodDefinition *target)
 {
     for (const REALmethodDefinition &method : Members(extension.methods, extension.methodCount)) {
-        if (method.setterFunction != nullptr &&
-            !FillMethod(*target++, method, method.setterFunction,
-                        AddClassParameterAssign(method.declaration, extension.name)))
-            return false;
-        if (method.function != nullptr &&
-            !FillMethod(*target++, method, method.function, AddClassParameter(method.declaration, extension.name)))
-            return false;
+        struct {
+            void *function;
+            char *(*rewrite)(const char *declaration, const char *className);
+        } halves[] = {{method.setterFunction, AddClassParameterAssign}, {method.function, AddClassParameter}};
+        for (auto [function, rewrite] : halves) {
+            if (function == nullptr) continue;
+            *target = method;
+            target->function = function;
+            target->setterFunction = nullptr;
+            target->declaration = rewrite(method.declaration, extension.name);
+            target->flags |= kScopeGlobal;
+            if (target++->declaration == nullptr) return false;
+        }
     }
     return true;
 }

@@ -107,29 +107,25 @@ constinit REALclassDefinition RAWSocketClass = {
 // What a program is told when its socket can't be made.
 static const char *CreationMessage(int error)
 {
-    switch (error) {
-    case EPROTOTYPE:
-        return "The socket type is not supported by the protocol.";
-    case EOPNOTSUPP:
-        return "Operation not supported on socket.";
-    case EAFNOSUPPORT:
-        return "The specified address family is not supported.";
-    case ENOBUFS:
-        return "Insufficient buffer space is available.  "
-               "The socket cannot be created until sufficient resources are freed.";
-    case EPROTONOSUPPORT:
-        return "The protocol type or the specified protocol is not supported within this domain.";
-    case EACCES:
-        return "Permission to create a socket of the specified type and/or protocol is denied.";
-    case ENFILE:
-        return "The system file table is full.";
-    case EMFILE:
-        return "The per-process descriptor table is full.";
-    case ENOMEM:
-        return "Insufficient memory was available to fulfill the request.";
-    default:
-        return "Failed to create socket!";
+    static constexpr struct {
+        int error;
+        const char *message;
+    } rows[] = {
+        {EPROTOTYPE, "The socket type is not supported by the protocol."},
+        {EOPNOTSUPP, "Operation not supported on socket."},
+        {EAFNOSUPPORT, "The specified address family is not supported."},
+        {ENOBUFS, "Insufficient buffer space is available.  "
+                  "The socket cannot be created until sufficient resources are freed."},
+        {EPROTONOSUPPORT, "The protocol type or the specified protocol is not supported within this domain."},
+        {EACCES, "Permission to create a socket of the specified type and/or protocol is denied."},
+        {ENFILE, "The system file table is full."},
+        {EMFILE, "The per-process descriptor table is full."},
+        {ENOMEM, "Insufficient memory was available to fulfill the request."},
+    };
+    for (const auto &row : rows) {
+        if (row.error == error) return row.message;
     }
+    return "Failed to create socket!";
 }
 
 static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol)

@@ -125,7 +125,6 @@ REALstringStruct *PString2RB(const unsigned char *text, unsigned int encoding)
 
 REALstringStruct *UnicodeCString2RB(const wchar_t *text)
 {
-    static_assert(sizeof(wchar_t) == 4);
     if (text == nullptr) return nullptr;
     return REALBuildUnicodeString(text, static_cast<long>(std::wcslen(text) * sizeof(wchar_t)), kEncodingUTF32);
 }

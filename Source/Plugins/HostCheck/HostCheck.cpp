@@ -316,7 +316,7 @@ constinit REALclassDefinition HostCheckClass = {
 };
 // clang-format on
 
-extern "C" __attribute__((visibility("default"))) void PluginEntry()
+void PluginEntry()
 {
     MyPluginStart("HostCheck");
     MyREALRegisterMethodArray(functions, std::size(functions));

@@ -2,12 +2,11 @@
 //
 // The loader named here comes with the library file as with any program and fills in what the code needs
 // of libc before it enters; nothing else of a program's start-up runs.
+#include "Source/SDK/GlueCode/PluginMain.h"
 #include "Source/SDK/GlueCode/Version.h"
 
 #include <cstddef>
 #include <unistd.h>
-
-#define EXPORTED __attribute__((visibility("default")))
 
 #if defined(__x86_64__)
 #define LOADER "/lib64/ld-linux-x86-64.so.2"

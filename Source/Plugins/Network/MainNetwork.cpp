@@ -84,7 +84,7 @@ static SharedMethodRow methods[] = {
 };
 // clang-format on
 
-extern "C" __attribute__((visibility("default"))) void PluginEntry()
+void PluginEntry()
 {
     MyPluginStart("Network");
     MyREALRegisterMethodArray(methods, std::size(methods));

@@ -1,7 +1,5 @@
 #include "PluginMain.h"
 
-#define EXPORTED __attribute__((visibility("default")))
-
 HostResolver gHostResolver = nullptr;
 double gHostVersion = 0.0;
 int gSDKVersion = 0;
@@ -26,7 +24,7 @@ static int ChooseSDKVersion(double hostVersion)
     return 9;
 }
 
-extern "C" EXPORTED void REALPluginMain(HostResolver resolver)
+void REALPluginMain(HostResolver resolver)
 {
     gHostResolver = resolver;
     if (resolver != nullptr) {

@@ -17,11 +17,13 @@ inline bool HostTakesModules()
     return gHostVersion >= 2013.0 && gHostVersion < 3000.0;
 }
 
+#define EXPORTED __attribute__((visibility("default")))
+
 extern "C" {
 // Called by the host with its resolver: stores it, chooses the SDK version, announces it and registers
 // everything. A null resolver is stored and nothing else happens.
-void REALPluginMain(HostResolver resolver);
+EXPORTED void REALPluginMain(HostResolver resolver);
 
 // Registers what this plugin offers; defined by the plugin itself.
-void PluginEntry();
+EXPORTED void PluginEntry();
 }

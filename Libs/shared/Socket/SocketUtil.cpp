@@ -91,14 +91,8 @@ int GetSocketAddressPort(const sockaddr_union &record)
 
 int GetSocketAddressSize(const sockaddr_union &record)
 {
-    switch (record.any.sa_family) {
-    case AF_INET6:
-        return sizeof record.v6;
-    case AF_INET:
-        return sizeof record.v4;
-    default:
-        return 0;
-    }
+    if (record.any.sa_family == AF_INET6) return sizeof record.v6;
+    return record.any.sa_family == AF_INET ? sizeof record.v4 : 0;
 }
 
 // Both forms have the family and the port at the same places.
@@ -230,15 +224,10 @@ std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTR
     text[0] = 0;
     if (address == nullptr) return 0;
     auto record = reinterpret_cast<const unsigned char *>(address);
-    switch (address->sa_family) {
-    case AF_INET:
-        return WriteIPv4(record + offsetof(sockaddr_in, sin_addr), text);
-    case AF_INET6:
-        if (inet_ntop(AF_INET6, record + offsetof(sockaddr_in6, sin6_addr), text, sizeof text) == nullptr) return 0;
-        return strlen(text);
-    default:
-        return 0;
-    }
+    if (address->sa_family == AF_INET) return WriteIPv4(record + offsetof(sockaddr_in, sin_addr), text);
+    if (address->sa_family == AF_INET6)
+        inet_ntop(AF_INET6, record + offsetof(sockaddr_in6, sin6_addr), text, sizeof text);
+    return strlen(text);
 }
 
 std::string sockaddr_to_text(const sockaddr *address)

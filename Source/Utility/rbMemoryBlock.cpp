@@ -56,16 +56,24 @@ REALmemoryBlockStruct *myREALNewMemoryBlock(long size)
     return record.result;
 }
 
+// A new block, on which that method was called; null where the host lacks one of them.
+template <typename Argument>
+static REALobjectStruct *NewBlock(const char *method, Argument argument)
+{
+    REALobjectStruct *block = REALnewInstance("MemoryBlock");
+    if (block == nullptr) return nullptr;
+    rbFreeLater release(&block);
+    void *function = REALLoadObjectMethod(block, method);
+    if (function == nullptr) return nullptr;
+    reinterpret_cast<void (*)(REALobjectStruct *, Argument)>(function)(block, argument);
+    return std::exchange(block, nullptr);
+}
+
 void REALNewMemoryBlockWork(void *data)
 {
     auto record = static_cast<NewMemoryBlockRecord *>(data);
-    REALobjectStruct *block = REALnewInstance("MemoryBlock");
-    if (block == nullptr) return;
+    REALobjectStruct *block = NewBlock("Constructor(bytes as Integer)", record->size);
     rbFreeLater release(&block);
-
-    void *constructor = REALLoadObjectMethod(block, "Constructor(bytes as Integer)");
-    if (constructor == nullptr) return;
-    reinterpret_cast<void (*)(REALobjectStruct *, long)>(constructor)(block, record->size);
     if (MyREALMemoryBlockGetSize(AsMemoryBlock(block)) < record->size) return;
     record->result = AsMemoryBlock(std::exchange(block, nullptr));
 }
@@ -75,34 +83,18 @@ REALmemoryBlockStruct *MyREALPtrToMemoryBlock(void *p)
     return p != nullptr ? REALPtrToMemoryBlock(p) : nullptr;
 }
 
-namespace {
-
-struct PtrToMemoryBlockRecord {
-    void *data;
-    REALmemoryBlockStruct *result;
-};
-
-void PtrToMemoryBlockWork(void *data)
-{
-    auto record = static_cast<PtrToMemoryBlockRecord *>(data);
-    REALobjectStruct *block = REALnewInstance("MemoryBlock");
-    if (block == nullptr) return;
-    rbFreeLater release(&block);
-
-    void *convert = REALLoadObjectMethod(block, "Operator_Convert(value as Ptr)");
-    if (convert == nullptr) return;
-    reinterpret_cast<void (*)(REALobjectStruct *, void *)>(convert)(block, record->data);
-    record->result = AsMemoryBlock(std::exchange(block, nullptr));
-}
-
-} // namespace
-
 REALmemoryBlockStruct *myREALPtrToMemoryBlock(void *p)
 {
-    if (p == nullptr) return nullptr;
-    PtrToMemoryBlockRecord record = {p, nullptr};
-    RunAndDropException(PtrToMemoryBlockWork, &record);
-    return record.result;
+    struct Record {
+        void *data;
+        REALobjectStruct *result;
+    } record = {p, nullptr};
+    auto work = [](void *data) {
+        auto asked = static_cast<Record *>(data);
+        asked->result = NewBlock("Operator_Convert(value as Ptr)", asked->data);
+    };
+    if (p != nullptr) RunAndDropException(work, &record);
+    return AsMemoryBlock(record.result);
 }
 
 static REALmemoryBlockStruct *BuildFilledBlock(const unsigned char *data, long size)

@@ -8,7 +8,6 @@
 
 static void DatagramDestructor(REALobjectStruct *object);
 
-// The host writes into the records when they are registered.
 static constinit REALproperty properties[] = {
     FIELD("Address", "String", DatagramRecord, Address),
     FIELD("Data", "String", DatagramRecord, Data),

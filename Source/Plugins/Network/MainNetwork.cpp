@@ -54,7 +54,6 @@ constexpr auto &DNSAddressToName6 = AddressToName<AF_INET6>;
 
 } // namespace
 
-// The host writes into the records when they are registered.
 // clang-format off
 static SharedMethodRow methods[] = {
     SHARED_METHOD("OptionReusePortVYN(extends s as SocketCore) as Boolean",                            GetReusePortVYN),

@@ -54,11 +54,6 @@ static void WarnOfLostMembers(const REALclassDefinition &d)
     // clang-format on
 }
 
-static bool StartsLowerCase(const char *name)
-{
-    return name != nullptr && *name >= 'a' && *name <= 'z';
-}
-
 void MyREALRegisterClassExtension(REALclassDefinition *extension)
 {
     REALclassDefinition &d = *extension;
@@ -66,7 +61,7 @@ void MyREALRegisterClassExtension(REALclassDefinition *extension)
     CheckExtensionRecord(d);
     CheckExtensionMembers(d);
     WarnOfLostMembers(d);
-    if (StartsLowerCase(d.name)) {
+    if (d.name != nullptr && *d.name >= 'a' && *d.name <= 'z') {
         Report("Error: The class extension name %s does not start with capital letter.", d.name);
     }
     CheckTargetFlags(extension);

@@ -8,17 +8,16 @@ int gSDKVersion = 0;
 // The SDK version that a host of this version speaks.
 static int ChooseSDKVersion(double hostVersion)
 {
-    struct Row {
+    static constexpr struct {
         double hostVersion;
         int sdkVersion;
-    };
-    static constexpr Row rows[] = {
+    } rows[] = {
         {2013.04, 13},
         {2013.03, 12},
         {2013.0, 11},
         {2012.0, 10},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         if (hostVersion >= row.hostVersion) return row.sdkVersion;
     }
     return 9;

@@ -34,10 +34,7 @@ void LogMessage(const char *label, const RuntimeText *text)
 {
     const void *handle = text;
     REALtextData *data = REALGetTextData(text, "utf-8", 1);
-    if (data == nullptr) {
-        LogMessageX("%s%s %p and no text", gLinePrefix, label, handle);
-        return;
-    }
+    if (data == nullptr) return LogMessageX("%s%s %p and no text", gLinePrefix, label, handle);
     LogMessageX("%s%s %p: %s", gLinePrefix, label, handle, data->characters);
     REALDisposeTextData(data);
 }

@@ -72,10 +72,7 @@ void RaiseOutOfBoundsException(long value, long minimum, long end, const char *p
     const char *method = methodName != nullptr ? methodName : "";
     std::size_t size = std::strlen(name) + 200 + std::strlen(method);
     MemoryOwner<char> message = AllocateOwned<char>(static_cast<long>(size));
-    if (message == nullptr) {
-        RaiseException("OutOfBoundsException", "Out of Bounds");
-        return;
-    }
+    if (message == nullptr) return RaiseException("OutOfBoundsException", "Out of Bounds");
     long long maximum = static_cast<long long>(static_cast<unsigned long>(end) - 1);
     std::snprintf(message.get(), size, "The parameter %s %s%s is too %s. Range is %lld to %lld, but value is %lld.",
                   name, *method != 0 ? "to method " : "", method, value < minimum ? "small" : "big",

@@ -41,10 +41,8 @@ static void CheckText(const char *text, Message<const char *, int> message, cons
 
 void CheckAttributes(const char *owner, const char *member, REALattribute *attributes, unsigned long count)
 {
-    if (count > kMaximumWalked) {
-        Report("Error: attribute count out of range for %s.%s: %d.", owner, member, static_cast<int>(count));
-        return;
-    }
+    if (count > kMaximumWalked)
+        return Report("Error: attribute count out of range for %s.%s: %d.", owner, member, static_cast<int>(count));
     int index = 0;
     for (const REALattribute &attribute : Members(attributes, count)) {
         if (attribute.name == nullptr) {

@@ -12,7 +12,6 @@
 
 static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol);
 
-// The host writes into the records when they are registered.
 // clang-format off
 static constinit REALproperty properties[] = {
     FIELD   ("Handle",              "Integer", SocketRecord, Handle),
@@ -135,10 +134,7 @@ static void Constructor(REALobjectStruct *object, std::int64_t family, std::int6
     OwnedDescriptor fd = PrepareDescriptor(
         ::socket(static_cast<int>(family), static_cast<int>(type) | SOCK_CLOEXEC, static_cast<int>(protocol)));
     int error = ErrorOf(fd.Get());
-    if (error != 0) {
-        RaiseException("UnsupportedOperationException", CreationMessage(error));
-        return;
-    }
+    if (error != 0) return RaiseException("UnsupportedOperationException", CreationMessage(error));
     socket.AddressFamily = family;
     socket.SocketType = type;
     socket.Protocol = protocol;

@@ -16,7 +16,6 @@ static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REA
 static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
 static void Constructor(REALobjectStruct *object);
 
-// The host writes into the records when they are registered.
 // clang-format off
 static MethodRow methods[] = {
     METHOD("AddMembership(MultiAddress as string, InterfaceAddress as string = \"\")",    AddMembership),
@@ -89,8 +88,7 @@ static void Constructor(REALobjectStruct *object)
     int error = ErrorOf(fd.Get());
     if (error != 0) {
         TRACE("Failed with error", error);
-        RaiseException("UnsupportedOperationException", "Failed to create socket!");
-        return;
+        return RaiseException("UnsupportedOperationException", "Failed to create socket!");
     }
     TRACE("Created IPv4 socket: ", fd.Get());
     socket.Protocol = IPPROTO_UDP;
@@ -122,10 +120,8 @@ static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, 
         rbText interfaceText(interface);
         TRACE("interface", interfaceText.GetASCII());
         request.imr_interface.s_addr = text_to_ipv4(interfaceText.GetASCII());
-        if (request.imr_interface.s_addr == INADDR_NONE) {
-            RaiseException("UnsupportedOperationException", "Invalid address.");
-            return;
-        }
+        if (request.imr_interface.s_addr == INADDR_NONE)
+            return RaiseException("UnsupportedOperationException", "Invalid address.");
     } else {
         TRACE("any interface");
     }

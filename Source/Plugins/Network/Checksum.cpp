@@ -50,89 +50,81 @@ std::uint64_t SumWordsPortable(const unsigned char *bytes, std::size_t count)
 
 #include <immintrin.h>
 
-// PMADDWD is signed, so 32,768 is subtracted from each word and added back at the end. A lane takes two words from each
-// vector, at worst -65,536 together. Four vectors are summed side by side, written out because the compiler keeps a
-// loop over them in memory; joined, they and three single ones still fit.
+// The sums of words in 32-bit lanes, less a bias. PMADDWD is signed, so 32,768 is subtracted from each word and added
+// back at the end. A lane takes two words from each vector, at worst -65,536 together.
 static constexpr std::size_t kMostBiasedSteps = 8190;
 static constexpr std::uint64_t kBias = 32768;
 
-static __m128i Load128(const unsigned char *bytes)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
-}
+struct Lanes128 {
+    void Add(const unsigned char *bytes)
+    {
+        const __m128i bias = _mm_set1_epi16(-32768), ones = _mm_set1_epi16(1);
+        __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+        lanes = _mm_add_epi32(lanes, _mm_madd_epi16(_mm_xor_si128(words, bias), ones));
+    }
+    void Add(const Lanes128 &other) { lanes = _mm_add_epi32(lanes, other.lanes); }
+    std::uint64_t Sum() const
+    {
+        std::int32_t parts[4];
+        std::memcpy(parts, &lanes, sizeof parts);
+        return static_cast<std::uint64_t>(std::int64_t{parts[0]} + parts[1] + parts[2] + parts[3]);
+    }
+    __m128i lanes = {};
+};
 
-// The sums of the pairs of words, less the bias, added to the lanes.
-static __m128i AddPairs(__m128i lanes, __m128i words)
-{
-    const __m128i bias = _mm_set1_epi16(-32768), ones = _mm_set1_epi16(1);
-    return _mm_add_epi32(lanes, _mm_madd_epi16(_mm_xor_si128(words, bias), ones));
-}
+#define AVX2 __attribute__((target("avx2")))
+struct Lanes256 {
+    AVX2 void Add(const unsigned char *bytes)
+    {
+        const __m256i bias = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
+        __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
+        lanes = _mm256_add_epi32(lanes, _mm256_madd_epi16(_mm256_xor_si256(words, bias), ones));
+    }
+    AVX2 void Add(const Lanes256 &other) { lanes = _mm256_add_epi32(lanes, other.lanes); }
+    AVX2 std::uint64_t Sum() const
+    {
+        Lanes128 low = {_mm256_castsi256_si128(lanes)}, high = {_mm256_extracti128_si256(lanes, 1)};
+        return low.Sum() + high.Sum();
+    }
+    __m256i lanes = {};
+};
 
-// The sum of signed 32-bit lanes.
-static std::uint64_t SumLanes(__m128i vector)
+// Sums all but the last bytes, too few for a vector. Four vectors are summed side by side, written out because the
+// compiler keeps a loop over them in memory; joined, they and three single ones still fit.
+template <typename Lanes>
+[[gnu::always_inline]] static inline std::uint64_t SumVectors(const unsigned char *&bytes, std::size_t &count)
 {
-    std::int32_t lanes[4];
-    std::memcpy(lanes, &vector, sizeof lanes);
-    return static_cast<std::uint64_t>(std::int64_t{lanes[0]} + lanes[1] + lanes[2] + lanes[3]);
+    constexpr std::size_t kVector = sizeof(Lanes), kStep = 4 * kVector;
+    std::uint64_t sum = 0;
+    while (count >= kVector) {
+        const unsigned char *start = bytes;
+        Lanes sum0, sum1, sum2, sum3;
+        for (std::size_t steps = std::min(count / kStep, kMostBiasedSteps); steps > 0; steps--, bytes += kStep) {
+            sum0.Add(bytes);
+            sum1.Add(bytes + kVector);
+            sum2.Add(bytes + 2 * kVector);
+            sum3.Add(bytes + 3 * kVector);
+        }
+        count -= static_cast<std::size_t>(bytes - start);
+        for (std::size_t i = 0; i < 3 && count >= kVector; i++, bytes += kVector, count -= kVector)
+            sum0.Add(bytes);
+        sum0.Add(sum1);
+        sum2.Add(sum3);
+        sum0.Add(sum2);
+        sum += sum0.Sum() + static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
+    }
+    return sum;
 }
 
 std::uint64_t SumWordsSSE2(const unsigned char *bytes, std::size_t count)
 {
-    constexpr std::size_t kVector = 16, kStep = 4 * kVector;
-    std::uint64_t sum = 0;
-    while (count >= kVector) {
-        const unsigned char *start = bytes;
-        __m128i sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {};
-        for (std::size_t steps = std::min(count / kStep, kMostBiasedSteps); steps > 0; steps--, bytes += kStep) {
-            sum0 = AddPairs(sum0, Load128(bytes));
-            sum1 = AddPairs(sum1, Load128(bytes + kVector));
-            sum2 = AddPairs(sum2, Load128(bytes + 2 * kVector));
-            sum3 = AddPairs(sum3, Load128(bytes + 3 * kVector));
-        }
-        count -= static_cast<std::size_t>(bytes - start);
-        for (std::size_t i = 0; i < 3 && count >= kVector; i++, bytes += kVector, count -= kVector)
-            sum0 = AddPairs(sum0, Load128(bytes));
-        sum += SumLanes(_mm_add_epi32(_mm_add_epi32(sum0, sum1), _mm_add_epi32(sum2, sum3)));
-        sum += static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
-    }
+    std::uint64_t sum = SumVectors<Lanes128>(bytes, count);
     return sum + SumWordsPortable(bytes, count);
 }
 
-__attribute__((target("avx2"))) static __m256i Load256(const unsigned char *bytes)
+AVX2 std::uint64_t SumWordsAVX2(const unsigned char *bytes, std::size_t count)
 {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
-}
-
-__attribute__((target("avx2"))) static __m256i AddPairs256(__m256i lanes, __m256i words)
-{
-    const __m256i bias = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
-    return _mm256_add_epi32(lanes, _mm256_madd_epi16(_mm256_xor_si256(words, bias), ones));
-}
-
-__attribute__((target("avx2"))) static std::uint64_t SumLanes256(__m256i vector)
-{
-    return SumLanes(_mm256_castsi256_si128(vector)) + SumLanes(_mm256_extracti128_si256(vector, 1));
-}
-
-__attribute__((target("avx2"))) std::uint64_t SumWordsAVX2(const unsigned char *bytes, std::size_t count)
-{
-    constexpr std::size_t kVector = 32, kStep = 4 * kVector;
-    std::uint64_t sum = 0;
-    while (count >= kVector) {
-        const unsigned char *start = bytes;
-        __m256i sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {};
-        for (std::size_t steps = std::min(count / kStep, kMostBiasedSteps); steps > 0; steps--, bytes += kStep) {
-            sum0 = AddPairs256(sum0, Load256(bytes));
-            sum1 = AddPairs256(sum1, Load256(bytes + kVector));
-            sum2 = AddPairs256(sum2, Load256(bytes + 2 * kVector));
-            sum3 = AddPairs256(sum3, Load256(bytes + 3 * kVector));
-        }
-        count -= static_cast<std::size_t>(bytes - start);
-        for (std::size_t i = 0; i < 3 && count >= kVector; i++, bytes += kVector, count -= kVector)
-            sum0 = AddPairs256(sum0, Load256(bytes));
-        sum += SumLanes256(_mm256_add_epi32(_mm256_add_epi32(sum0, sum1), _mm256_add_epi32(sum2, sum3)));
-        sum += static_cast<std::uint64_t>(bytes - start) / 2 * kBias;
-    }
+    std::uint64_t sum = SumVectors<Lanes256>(bytes, count);
     _mm256_zeroupper(); // GCC leaves it out before this call, and SSE2 is slow on some machines without
     return sum + SumWordsSSE2(bytes, count);
 }

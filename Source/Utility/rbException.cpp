@@ -125,12 +125,6 @@ void RaiseRuntimeException(const std::exception &error)
     RaiseException(row->className, message);
 }
 
-void RaiseUnnamedException()
-{
-    TRACE("Unnamed C++ Exception.");
-    RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.");
-}
-
 namespace {
 
 // Marks this thread as raising for as long as it lives. The threads that raise form a list on their stacks.
@@ -187,7 +181,8 @@ void RaiseCaughtException()
     } catch (const std::exception &error) {
         RaiseRuntimeException(error);
     } catch (...) {
-        RaiseUnnamedException();
+        TRACE("Unnamed C++ Exception.");
+        RaiseException("RuntimeException", "Sorry, but there was an unnamed C++ Exception.");
     }
 }
 

@@ -33,9 +33,6 @@ void RaiseOutOfBoundsException(long value, long minimum, long end, const char *p
 // The host exception that fits a native one.
 void RaiseRuntimeException(const std::exception &error);
 
-// The host exception for a native one of no known type.
-void RaiseUnnamedException();
-
 // Raises the host exception that fits the native one that is being handled. What is thrown meanwhile passes on, to end
 // the recursion. So does the unwinding of a cancelled thread.
 void RaiseCaughtException();

@@ -3,8 +3,6 @@
 // Input units are read where they lie, at any alignment; output buffers are the caller's.
 #pragma once
 
-#include <cstddef>
-
 // Decodes UTF-8 into UTF-16 (2-byte units) or UTF-32 (4-byte units). The output holds `count`
 // units. U+FEFF and U+FFFE are left out. An illegal or cut sequence ends the decoding: its byte offset
 // goes to `illegalOffset`, which is -1 when all was well. Result: the number of units written.

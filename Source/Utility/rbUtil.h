@@ -6,8 +6,6 @@
 
 #include "Source/SDK/GlueCode/HostTypes.h"
 
-#include <cstddef>
-
 // Whether all bytes are below 0x80; true for no bytes.
 bool IsASCII(const char *data, unsigned long count);
 

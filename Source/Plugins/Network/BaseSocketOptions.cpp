@@ -5,8 +5,6 @@
 #include "Source/Utility/rbUtil.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 // Whether the option has that line in the log, and the log is on.
 static bool Traces(const SocketOption &option, OptionLines line)

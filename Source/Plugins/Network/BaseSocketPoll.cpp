@@ -5,7 +5,6 @@
 // on the object, where the host has counts, is for a handler that drops the last one and goes on.
 #include "BaseSocket.h"
 
-#include "Source/Utility/MyMemory.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbReference.h"
 #include "Source/Utility/rbclassutil.h"

@@ -7,7 +7,6 @@
 
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
-#include "Source/Utility/rbException.h"
 #include "Source/Utility/rbMemoryBlock.h"
 #include "Source/Utility/rbUtil.h"
 

@@ -6,14 +6,11 @@
 
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
-#include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
-#include <netdb.h>
-#include <sys/socket.h>
 
 // The first IPv4 address of a host name. Result: whether there is one that can be sent to. Out of line, since a dotted
 // address needs no buffer.

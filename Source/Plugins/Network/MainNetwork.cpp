@@ -12,7 +12,6 @@
 #include <arpa/inet.h>
 #include <iterator>
 #include <memory>
-#include <netdb.h>
 
 // Names and addresses, by the system's resolver. Every failure is nil; nothing is raised.
 namespace {

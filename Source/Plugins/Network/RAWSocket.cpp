@@ -1,14 +1,10 @@
 // The class as the host sees it, and its constructor.
 #include "RAWSocket.h"
 
-#include "Checksum.h"
 #include "SocketOptions.h"
-
-#include "Source/Utility/rbException.h"
 
 #include <cerrno>
 #include <iterator>
-#include <sys/socket.h>
 
 static void Constructor(REALobjectStruct *object, std::int64_t family, std::int64_t type, std::int64_t protocol);
 

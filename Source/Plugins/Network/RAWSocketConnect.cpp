@@ -3,14 +3,10 @@
 
 #include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/Utility/rbData.h"
-#include "Source/Utility/rbDebug.h"
-#include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 
-#include <netinet/in.h>
 #include <string>
-#include <sys/socket.h>
 
 // Takes the string out of a variable of the program.
 static void ClearString(REALstringStruct **variable)

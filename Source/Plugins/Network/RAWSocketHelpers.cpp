@@ -3,12 +3,10 @@
 
 #include "Checksum.h"
 
-#include "Libs/shared/Socket/SocketUtil.h"
 #include "Source/Utility/rbText.h"
 #include "Source/Utility/rbUtil.h"
 
 #include <arpa/inet.h>
-#include <sys/socket.h>
 
 std::int64_t AddressFamilyINet6()
 {

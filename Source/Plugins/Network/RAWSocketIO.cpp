@@ -3,8 +3,6 @@
 
 #include "Source/Utility/rbMemoryBlock.h"
 
-#include <sys/socket.h>
-
 // Records the outcome. Result: the bytes sent, or -1.
 static std::int64_t FinishSend(SocketRecord &socket, ssize_t sent)
 {

@@ -9,8 +9,6 @@
 
 #include "Source/Utility/GuardedRows.h"
 
-#include <netinet/in.h>
-
 enum class OptionType { kInteger, kBoolean, kReadOnly };
 
 // The lines of the debug log that only some accessors write, besides their names and errno.

@@ -1,16 +1,12 @@
 // UDPSocketVYN: one IPv4 datagram socket, watched by a background task of the host.
-#include "BaseSocket.h"
 #include "SocketOptions.h"
 
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbDebugHost.h"
-#include "Source/Utility/rbException.h"
 #include "Source/Utility/rbText.h"
 
 #include <arpa/inet.h>
 #include <iterator>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
 static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);

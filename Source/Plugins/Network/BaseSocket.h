@@ -39,9 +39,6 @@ static_assert(offsetof(SocketRecord, Protocol) == 64);
 extern REALclassDefinition UDPSocketClass; // in UDPSocket.cpp
 extern REALclassDefinition RAWSocketClass; // in RAWSocket.cpp
 
-// The order of the events in both classes.
-enum SocketEvent { kDataAvailable, kSendComplete, kError };
-
 // Asks the host whether the object is a RAWSocketVYN. If it can't tell, no is assumed.
 bool IsRAWSocket(REALobjectStruct *object);
 

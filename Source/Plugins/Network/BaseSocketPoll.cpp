@@ -55,6 +55,9 @@ Readiness Select(int fd)
     return ready;
 }
 
+// The order of the events in both classes.
+enum SocketEvent { kDataAvailable, kSendComplete, kError };
+
 // What is traced of each event: when the handler is looked up, and when it is called.
 struct EventLabels {
     const char *lookUp;
@@ -92,7 +95,11 @@ class EventsOfPoll {
     // to the caller.
     void Fire(SocketEvent event)
     {
-        void *handler = REALGetEventInstance(object, &Events()[event]);
+        // The host is asked for the class of an object that no constructor has seen.
+        bool isRAWSocket = socket.socketClass == SocketClass::kRAWSocket ||
+                           (socket.socketClass == SocketClass::kUnknown && IsRAWSocket(object));
+        REALevent *events = (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
+        void *handler = REALGetEventInstance(object, &events[event]);
         TRACE(eventLabels[event].lookUp, static_cast<const void *>(handler));
         // The look-up may have run the program's code.
         if (handler == nullptr || !IsStillPolled()) return;
@@ -106,14 +113,6 @@ class EventsOfPoll {
     }
 
   private:
-    // The events of the object's class. The host is asked for the class of an object that no constructor has seen.
-    REALevent *Events() const
-    {
-        bool isRAWSocket = socket.socketClass == SocketClass::kRAWSocket ||
-                           (socket.socketClass == SocketClass::kUnknown && IsRAWSocket(object));
-        return (isRAWSocket ? RAWSocketClass : UDPSocketClass).events;
-    }
-
     REALobjectStruct *object;
     SocketRecord &socket;
     std::int64_t handle;
@@ -165,37 +164,25 @@ namespace {
 
 // The objects that are no longer watched, on a host that can't take a task back. It may run the task of an object that
 // is gone. The list lives as long as the process, as the tasks do.
-class AbandonedObjects {
-  public:
-    // Where there is no memory to tell objects apart, all count as abandoned: a task must not touch one that is gone.
-    void Add(const void *object) noexcept
-    {
-        try {
-            if (objects == nullptr) objects = new std::set<const void *>;
-            objects->insert(object);
-        } catch (const std::bad_alloc &) {
-            all = true;
-        }
-    }
-    void Remove(const void *object)
-    {
-        if (objects != nullptr) objects->erase(object);
-    }
-    bool Contains(const void *object) const { return all || (objects != nullptr && objects->count(object) != 0); }
+std::set<const void *> *abandoned = nullptr;
+bool allAbandoned = false; // no memory to tell objects apart: a task must not touch one that is gone
 
-  private:
-    std::set<const void *> *objects = nullptr;
-    bool all = false;
-};
-
-constinit AbandonedObjects abandoned;
+void Abandon(const void *object) noexcept
+{
+    try {
+        if (abandoned == nullptr) abandoned = new std::set<const void *>;
+        abandoned->insert(object);
+    } catch (const std::bad_alloc &) {
+        allAbandoned = true;
+    }
+}
 
 } // namespace
 
 // The procedure of every socket's background task. No exception leaves it but the unwinding of a cancelled thread.
 static void MyBackgroundTaskProcSocket(void *object)
 {
-    if (abandoned.Contains(object)) return;
+    if (allAbandoned || (abandoned != nullptr && abandoned->count(object) != 0)) return;
     try {
         Poll(static_cast<REALobjectStruct *>(object));
     } catch (const abi::__forced_unwind &) {
@@ -209,7 +196,7 @@ void WatchSocket(REALobjectStruct *object, SocketRecord &socket, SocketClass soc
 {
     constexpr unsigned int kPeriod = 10; // in the host's unit
     socket.socketClass = socketClass;
-    abandoned.Remove(object);
+    if (abandoned != nullptr) abandoned->erase(object);
     if (socket.backgroundTask == 0)
         socket.backgroundTask = REALRegisterBackgroundTask(MyBackgroundTaskProcSocket, kPeriod, object);
 }
@@ -219,7 +206,7 @@ void UnwatchSocket(REALobjectStruct *object, SocketRecord &socket)
     if (socket.backgroundTask == 0) return;
     auto identifier = static_cast<int>(std::exchange(socket.backgroundTask, 0));
     Releasing([=] {
-        if (identifier != -1 && !REALCanUnregisterBackgroundTask()) abandoned.Add(object);
+        if (identifier != -1 && !REALCanUnregisterBackgroundTask()) Abandon(object);
         REALUnregisterBackgroundTask(identifier);
     });
 }

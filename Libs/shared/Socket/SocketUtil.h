@@ -26,11 +26,11 @@ static_assert(sizeof(sockaddr_union) == 28 && sizeof(sockaddr_in) == 16);
 static_assert(offsetof(sockaddr_in, sin_port) == 2 && offsetof(sockaddr_in6, sin6_port) == 2);
 static_assert(offsetof(sockaddr_in, sin_addr) == 4 && offsetof(sockaddr_in6, sin6_addr) == 8);
 
-// Where the address is in a record, which has its family; null for a family other than AF_INET and AF_INET6.
+// Where the address is in a record, which has its family.
 inline void *AddressIn(sockaddr_union &record)
 {
     if (record.any.sa_family == AF_INET6) return &record.v6.sin6_addr;
-    return record.any.sa_family == AF_INET ? &record.v4.sin_addr : nullptr;
+    return &record.v4.sin_addr;
 }
 
 // --- descriptors ---------------------------------------------------------------------------------------

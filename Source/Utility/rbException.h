@@ -5,7 +5,6 @@
 // of their functions (Guard). What the host itself throws while it is told of another exception passes.
 #pragma once
 
-#include "Inlined.h"
 #include "Source/SDK/GlueCode/HostTypes.h"
 
 #include <exception>
@@ -40,6 +39,14 @@ void RaiseCaughtException();
 // The same for a native exception of a release. Only the unwinding of a cancelled thread passes on: other releases are
 // still to be done, and no exception may leave a destructor.
 void RaiseReleaseException();
+
+// Marks functions that must be inlined, or their arguments would leave the registers. For a debugger they stay
+// functions.
+#if defined(__OPTIMIZE__)
+#define INLINED [[gnu::always_inline]]
+#else
+#define INLINED
+#endif
 
 // Runs the body of an operation; a native exception becomes a host exception and the result is the neutral value of its
 // type.

@@ -96,11 +96,6 @@ __attribute__((target("avx2"))) bool IsASCIIAVX2(const char *data, std::size_t c
     return IsASCIIInSteps<2 * sizeof(__m256i)>(data, count, AreASCII256);
 }
 
-static auto ChooseImplementation()
-{
-    return HasAVX2() ? IsASCIIAVX2 : IsASCIISSE2;
-}
-
 #elif defined(__aarch64__)
 
 #include <arm_neon.h>
@@ -118,27 +113,29 @@ bool IsASCIINEON(const char *data, std::size_t count)
     return IsASCIIInSteps<2 * sizeof(uint8x16_t)>(data, count, AreASCIINEON);
 }
 
-static auto ChooseImplementation()
-{
-    return IsASCIINEON;
-}
-
-#else
-
-static auto ChooseImplementation()
-{
-    return IsASCIIPortable;
-}
-
 #endif
+
+using TestFunction = bool (*)(const char *data, std::size_t count);
+
+// The fastest implementation that this machine can run.
+static TestFunction ChooseTest()
+{
+#if defined(__x86_64__)
+    return HasAVX2() ? IsASCIIAVX2 : IsASCIISSE2;
+#elif defined(__aarch64__)
+    return IsASCIINEON;
+#else
+    return IsASCIIPortable;
+#endif
+}
 
 bool IsASCII(const char *data, unsigned long count)
 {
     constexpr unsigned long kShort = 64; // below that the choice of an implementation costs more than it saves
     if (count < kShort) return IsASCIIPortable(data, count);
-    static constinit Relaxed<decltype(ChooseImplementation())> chosen = nullptr; // null: not chosen yet
-    auto isASCII = static_cast<decltype(ChooseImplementation())>(chosen);
+    static constinit Relaxed<TestFunction> chosen = nullptr; // null: not chosen yet
+    TestFunction isASCII = chosen;
     if (isASCII == nullptr) [[unlikely]]
-        chosen = isASCII = ChooseImplementation();
+        chosen = isASCII = ChooseTest();
     return isASCII(data, count);
 }

@@ -175,13 +175,11 @@ void rbText::AdoptTextWithoutEncoding()
     if (asciiState == kASCII) return;
     auto [bytes, length] = REALGetStringBytes(source);
     // The host is not asked for a text of a size that this library gets no memory for.
-    MemoryOwner<char> trial = AllocateOwned<char>(length + 4);
-    if (trial == nullptr) {
+    if (AllocateOwned<char>(length + 4) == nullptr) {
         TRACE("Out of Memory.");
         failed = true;
         return;
     }
-    trial.reset();
     REALstringStruct *latin = REALBuildUnicodeString(bytes, length, kEncodingLatin1);
     if (latin == nullptr) {
         TRACE("REALBuildUnicodeString failed");
@@ -225,13 +223,13 @@ void rbText::Fail(const char *message, View<Unit> &view)
     MakeEmpty(view);
 }
 
-// A zero-filled buffer for `units` units and a terminating zero, which replaces the view's own; null without memory.
+// A zero-filled buffer for `units` units and a terminating zero, which becomes the view's text; null without memory.
 template <typename Unit>
 Unit *rbText::Own(View<Unit> &view, long units)
 {
-    MemoryOwner<Unit> buffer = AllocateOwned<Unit>(units * static_cast<long>(sizeof(Unit)) + 4);
-    if (buffer == nullptr) return nullptr;
-    view.buffer = std::move(buffer);
+    view.buffer = AllocateOwned<Unit>(units * static_cast<long>(sizeof(Unit)) + 4);
+    view.text = view.buffer.get();
+    if (view.text == nullptr) Fail("Out of memory", view);
     return view.buffer.get();
 }
 
@@ -240,10 +238,9 @@ template <typename Unit>
 void rbText::CopyText(View<Unit> &view)
 {
     const void *text = view.text;
+    MemoryOwner<Unit> previous = std::move(view.buffer); // which may have the text
     Unit *copy = Own(view, view.length);
-    if (copy == nullptr) return Fail("Out of memory", view);
-    std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
-    view.text = copy;
+    if (copy != nullptr) std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
 }
 
 // A host may hand out text without a zero after it.
@@ -277,10 +274,8 @@ template <typename Unit>
 void rbText::Widen(View<Unit> &view)
 {
     Unit *units = Own(view, utf8.length);
-    if (units == nullptr) return Fail("Out of memory", view);
-    auto bytes = reinterpret_cast<const unsigned char *>(utf8.text);
-    std::copy_n(bytes, utf8.length, units);
-    view.text = units;
+    if (units == nullptr) return;
+    std::copy_n(reinterpret_cast<const unsigned char *>(utf8.text), utf8.length, units);
     view.length = utf8.length;
 }
 
@@ -292,11 +287,10 @@ void rbText::Decode(View<Unit> &view)
     const View<char> &bytes = ByteView(utf8, kEncodingUTF8);
     if (bytes.length == 0) return;
     Unit *units = Own(view, bytes.length + 8);
-    if (units == nullptr) return Fail("Out of memory", view);
-    long illegalOffset = -1;
+    if (units == nullptr) return;
+    long illegalOffset;
     auto text = reinterpret_cast<const unsigned char *>(bytes.text);
     view.length = DecodeUTF8(text, bytes.length, units, &illegalOffset);
-    view.text = units;
     if (illegalOffset >= 0) TRACE("Illegal UTF-8 sequence!", illegalOffset);
     failed = false;
 }
@@ -356,9 +350,7 @@ void rbText::ConvertToUTF32()
     TRACE("Try UTF16 to UTF32 conversion...");
     const View<unsigned short> &units16 = UTF16View();
     unsigned int *units = Own(utf32, units16.length);
-    if (units == nullptr) return Fail("Out of memory", utf32);
-    utf32.length = DecodeUTF16(units16.text, units16.length, units);
-    utf32.text = units;
+    if (units != nullptr) utf32.length = DecodeUTF16(units16.text, units16.length, units);
 }
 
 const rbText::View<unsigned int> &rbText::UTF32View()

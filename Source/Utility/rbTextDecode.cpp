@@ -8,14 +8,6 @@ bool IsSurrogate(unsigned int code)
 {
     return code >= 0xD800 && code <= 0xDFFF;
 }
-bool IsHighSurrogate(unsigned int unit)
-{
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-bool IsLowSurrogate(unsigned int unit)
-{
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
 
 template <typename Unit>
 unsigned int UnitAt(const Unit *text, long index)
@@ -109,7 +101,7 @@ long DecodeUTF16(const unsigned short *text, long count, unsigned int *out)
             continue;
         }
         unsigned int next = UnitAt(text, ++i);
-        if (IsHighSurrogate(unit) && IsLowSurrogate(next)) {
+        if (unit < 0xDC00 && IsSurrogate(next) && next >= 0xDC00) { // a high one and a low one
             *out++ = (unit - 0xD800) * 1024 + (next - 0xDC00) + 0x10000;
         }
     }

@@ -79,10 +79,8 @@ REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)
     std::int64_t size;
     int result = QuerySize(*socket, size);
     int error = ErrorOf(result);
-    if (gDebugging) [[unlikely]] {
-        LogMessage("size", size);
-        LogMessage("error", result);
-    }
+    TRACE("size", size);
+    TRACE("error", result);
     if (error != 0) {
         FinishOperation(*socket, error);
         return nullptr;

@@ -63,10 +63,8 @@ static std::int64_t SendMessageInternal(REALobjectStruct *object, const rbData &
     destination.sin_family = AF_INET;
     destination.sin_port = htons(static_cast<std::uint16_t>(port));
     if (!ResolveDestination(name, destination.sin_addr)) return 0;
-    if (gDebugging) [[unlikely]] {
-        LogMessage("sending to", inet_ntoa(destination.sin_addr));
-        LogMessage("sending length", view.size);
-    }
+    TRACE("sending to", inet_ntoa(destination.sin_addr));
+    TRACE("sending length", view.size);
 
     ssize_t sent = sendto(Descriptor(*socket), view.data, view.size, 0, reinterpret_cast<sockaddr *>(&destination),
                           sizeof destination);

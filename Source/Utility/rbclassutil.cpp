@@ -38,8 +38,7 @@ static void CheckClassRecord(const REALclassDefinition &d)
 {
     CheckVersion("Error: The class %s has the wrong kCurrentREALControlVersion: %d vs. %d", d.name, d.version);
     if (d.name == nullptr) LogMessageX("Error: A class without name.");
-    CheckThat(d.forSystemUse == 0, "Error: The class %s has the wrong forSystemUse value: %d", d.name,
-              static_cast<std::uint64_t>(d.forSystemUse));
+    CheckThat(d.forSystemUse == 0, "Error: The class %s has the wrong forSystemUse value: %d", d.name, d.forSystemUse);
     // clang-format off
     CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum,          "Error: The class %s has the wrong propertyCount value: %d"},

@@ -72,7 +72,7 @@ inline void CheckCounts(const char *name, std::initializer_list<CountRow> rows)
 }
 
 // A value that has to be zero, or not to be, and the message that takes the record's name and the value.
-inline void CheckThat(bool isGood, Message<const char *, int> message, const char *name, std::uint64_t value)
+inline void CheckThat(bool isGood, Message<const char *, int> message, const char *name, auto value)
 {
     if (!isGood) Report(message, name, static_cast<int>(value));
 }

@@ -14,7 +14,7 @@ static void CheckExtensionRecord(const REALclassDefinition &d)
     if (d.superName != nullptr) Report("Error: A class extension can't have super name: %s", d.superName);
     // clang-format off
     CheckThat(d.dataSize == 0,     "Error: The class extension %s has the dataSize value: %d",           d.name, d.dataSize);
-    CheckThat(d.forSystemUse == 0, "Error: The class extension %s has the wrong forSystemUse value: %d", d.name, static_cast<std::uint64_t>(d.forSystemUse));
+    CheckThat(d.forSystemUse == 0, "Error: The class extension %s has the wrong forSystemUse value: %d", d.name, d.forSystemUse);
     CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum, "Error: The class extension %s has the wrong propertyCount value: %d"},
         {d.methods,          d.methodCount,         kMaximum, "Error: The class extension %s has the wrong methodCount value: %d"},

@@ -89,13 +89,11 @@ bool Is(const std::exception &error)
 }
 
 // What a native exception becomes; the first row that matches decides.
-struct ExceptionRow {
+constexpr struct {
     bool (*matches)(const std::exception &error);
     const char *messageStart;
     const char *className;
-};
-
-constexpr ExceptionRow exceptionRows[] = {
+} exceptionRows[] = {
     {Is<std::bad_alloc>, "Failed to allocate memory", "OutOfMemoryException"},
     {Is<std::range_error>, "C++ reports range error", "OutOfBoundsException"},
     {Is<std::out_of_range>, "C++ reports range error", "OutOfBoundsException"},
@@ -108,7 +106,7 @@ constexpr ExceptionRow exceptionRows[] = {
 
 void RaiseRuntimeException(const std::exception &error)
 {
-    const ExceptionRow *row = exceptionRows;
+    auto row = exceptionRows;
     while (!row->matches(error))
         row++;
 

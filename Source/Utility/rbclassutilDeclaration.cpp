@@ -7,17 +7,13 @@
 #include <cstdio>
 #include <cstring>
 
-namespace {
-
 using Declaration = char[1000];
 
 // The length of the text before that place, for %.*s.
-int LengthUpTo(const char *text, const char *place)
+static int LengthUpTo(const char *text, const char *place)
 {
     return static_cast<int>(place - text);
 }
-
-} // namespace
 
 char *AddClassParameter(const char *declaration, const char *className)
 {

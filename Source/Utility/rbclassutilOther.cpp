@@ -34,7 +34,7 @@ static void CheckControlRecord(const REALcontrol &d)
     // clang-format off
     CheckThat(d.defaultWidth != 0,  "Error: The control %s has the wrong defaultWidth value: %d",  d.name, d.defaultWidth);
     CheckThat(d.defaultHeight != 0, "Error: The control %s has the wrong defaultHeight value: %d", d.name, d.defaultHeight);
-    CheckThat(d.forSystemUse == 0,  "Error: The control %s has the wrong forSystemUse value: %d",  d.name, static_cast<std::uint64_t>(d.forSystemUse));
+    CheckThat(d.forSystemUse == 0,  "Error: The control %s has the wrong forSystemUse value: %d",  d.name, d.forSystemUse);
     CheckCounts(d.name, {
         {d.properties,       d.propertyCount,       kMaximum,          "Error: The control %s has the wrong propertyCount value: %d"},
         {d.methods,          d.methodCount,         kMaximum,          "Error: The control %s has the wrong methodCount value: %d"},
@@ -54,10 +54,9 @@ static void CheckControlRecord(const REALcontrol &d)
 static void AdaptControlEvents(REALcontrol &d)
 {
     constexpr std::uint32_t kNewEventNames = 0x1000;
-    struct Renaming {
+    static constexpr struct {
         const char *from, *to;
-    };
-    static constexpr Renaming renamings[] = {
+    } renamings[] = {
         {"EnableMenuItems", "MenuBarSelected"},
         {"GotFocus", "FocusReceived"},
         {"LostFocus", "FocusLost"},
@@ -67,7 +66,7 @@ static void AdaptControlEvents(REALcontrol &d)
     d.events += dropped;
     d.eventCount -= dropped;
     for (REALevent &event : Members(d.events, d.eventCount)) {
-        for (const Renaming &renaming : renamings) {
+        for (const auto &renaming : renamings) {
             if (event.declaration != nullptr && std::strcmp(event.declaration, renaming.from) == 0)
                 event.declaration = renaming.to;
         }

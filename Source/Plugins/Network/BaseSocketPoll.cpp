@@ -59,11 +59,10 @@ Readiness Select(int fd)
 enum SocketEvent { kDataAvailable, kSendComplete, kError };
 
 // What is traced of each event: when the handler is looked up, and when it is called.
-struct EventLabels {
+constexpr struct {
     const char *lookUp;
     const char *call;
-};
-constexpr EventLabels eventLabels[] = {
+} eventLabels[] = {
     {"Event DataAvailable", "DataAvailable event"},
     {"Event SendComplete", "SendComplete event"},
     {"Event Error", "Error event"},
@@ -160,14 +159,12 @@ void EndPollOf(const SocketRecord &socket)
     if (polledRecord == &socket) polledRecord = nullptr;
 }
 
-namespace {
-
 // The objects that are no longer watched, on a host that can't take a task back. It may run the task of an object that
 // is gone. The list lives as long as the process, as the tasks do.
-std::set<const void *> *abandoned = nullptr;
-bool allAbandoned = false; // no memory to tell objects apart: a task must not touch one that is gone
+static std::set<const void *> *abandoned = nullptr;
+static bool allAbandoned = false; // no memory to tell objects apart: a task must not touch one that is gone
 
-void Abandon(const void *object) noexcept
+static void Abandon(const void *object) noexcept
 {
     try {
         if (abandoned == nullptr) abandoned = new std::set<const void *>;
@@ -176,8 +173,6 @@ void Abandon(const void *object) noexcept
         allAbandoned = true;
     }
 }
-
-} // namespace
 
 // The procedure of every socket's background task. No exception leaves it but the unwinding of a cancelled thread.
 static void MyBackgroundTaskProcSocket(void *object)

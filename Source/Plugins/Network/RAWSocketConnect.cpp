@@ -8,12 +8,6 @@
 
 #include <string>
 
-// Takes the string out of a variable of the program.
-static void ClearString(REALstringStruct **variable)
-{
-    Release(std::exchange(*variable, nullptr));
-}
-
 // What the resolver and socket(2) need to know and the program left open. The resolver takes a protocol
 // only together with a type that carries it.
 static void FillInDefaults(SocketRecord &socket)
@@ -34,7 +28,7 @@ BooleanWord Connect1(REALobjectStruct *object, REALstringStruct *address, std::i
     // The variable may have the only reference on the address.
     REALstringStruct *kept = *errorMessage == address ? AddReference(address) : nullptr;
     rbFreeLater releaseKept(&kept);
-    ClearString(errorMessage);
+    Release(std::exchange(*errorMessage, nullptr));
     SocketRecord &socket = GetRAWSocketRecord(object);
     BeginOperation(socket);
     if (!IsPort(port)) *errorMessage = CString2RB("Invalid port number.", kEncodingASCII);
@@ -103,7 +97,7 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_u
 REALobjectStruct *Accept(REALobjectStruct *object, REALstringStruct **remoteAddress, std::int64_t *remotePort,
                          REALobjectStruct *newSocket)
 {
-    ClearString(remoteAddress);
+    Release(std::exchange(*remoteAddress, nullptr));
     *remotePort = 0;
     SocketRecord *socket = BeginOperation(GetRAWSocketRecord(object));
     if (socket == nullptr) return nullptr;

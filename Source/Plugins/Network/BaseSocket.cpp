@@ -122,21 +122,18 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
 namespace {
 
 // The answer of getsockname.
-struct LocalName {
-    union {
-        sockaddr_union address;
-        char space[64]; // for families that are not reported here
-    } name = {};
-    socklen_t length = sizeof name;
+union LocalName {
+    sockaddr_union address = {};
+    char space[64]; // for families that are not reported here
 };
 
 // Asks for the address that the socket is bound to. Only a failure is stored as the outcome here.
-bool QueryName(SocketRecord &socket, LocalName &local, const char *lengthLabel)
+bool QueryName(SocketRecord &socket, LocalName &local, socklen_t length, const char *lengthLabel)
 {
-    int result = getsockname(Descriptor(socket), &local.name.address.any, &local.length);
+    int result = getsockname(Descriptor(socket), &local.address.any, &length);
     int error = WSAGetLastError();
     TRACE("getsockname", result, error);
-    TRACE(lengthLabel, local.length);
+    TRACE(lengthLabel, length);
     return result != -1 || FinishOperation(socket, error);
 }
 
@@ -149,10 +146,10 @@ long GetLocalPort(REALobjectStruct *object, long)
     if (socket == nullptr) return 0;
 
     LocalName local;
-    if (!QueryName(*socket, local, "len")) return -1;
-    if (GetSocketAddressSize(local.name.address) == 0) return -1; // neither IPv4 nor IPv6
+    if (!QueryName(*socket, local, sizeof local, "len")) return -1;
+    if (GetSocketAddressSize(local.address) == 0) return -1; // neither IPv4 nor IPv6
     FinishOperation(*socket, 0);
-    return GetSocketAddressPort(local.name.address);
+    return GetSocketAddressPort(local.address);
 }
 
 REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
@@ -161,10 +158,10 @@ REALstringStruct *GetLocalIP(REALobjectStruct *object, long)
     SocketRecord *socket = BeginOperation(object);
     if (socket == nullptr) return nullptr;
 
+    LocalName local;
     // Longer addresses than IPv6 ones have no text.
-    LocalName local = {.length = sizeof local.name.address};
-    if (!QueryName(*socket, local, "otherlen")) return nullptr;
+    if (!QueryName(*socket, local, sizeof local.address, "otherlen")) return nullptr;
     char text[INET6_ADDRSTRLEN];
-    sockaddr_to_text(&local.name.address.any, text);
+    sockaddr_to_text(&local.address.any, text);
     return CString2RB(text, kEncodingUTF8);
 }

@@ -125,9 +125,6 @@ void InsertElement(void *array, long index, Element value, void (*insertInHost)(
 
 } // namespace
 
-#define ARRAY_GET_NO(type, element, host)
-#define ARRAY_SET_NO(type, element, host)
-#define ARRAY_INSERT_NO(type, element, host)
 #define ARRAY_GET_YES(type, element, host)                                                                             \
     void REALGetArrayValue(_REALarray##type *array, long index, element *out)                                          \
     {                                                                                                                  \

@@ -23,9 +23,6 @@
 //   E *GetArrayBasePointer(_REALarrayT *array)
 //       The elements, one after the other, for as long as the array keeps its size; null unless direct
 //       access is possible.
-#define ARRAY_GET_NO(type, element)
-#define ARRAY_SET_NO(type, element)
-#define ARRAY_INSERT_NO(type, element)
 #define ARRAY_GET_YES(type, element) void REALGetArrayValue(_REALarray##type *array, long index, element *out);
 #define ARRAY_SET_YES(type, element) void REALSetArrayValue(_REALarray##type *array, long index, element value);
 #define ARRAY_INSERT_YES(type, element)                                                                                \
@@ -38,14 +35,6 @@
     ARRAY_GET_##get(type, element) ARRAY_SET_##set(type, element) ARRAY_INSERT_##insert(type, element)
 #define ARRAY_CREATOR(name, type, code) _REALarray##type *REALCreateArray##name(long upperBound);
 #include "rbArrayElements.inc"
-#undef ARRAY_CREATOR
-#undef ARRAY_ELEMENT
-#undef ARRAY_INSERT_YES
-#undef ARRAY_SET_YES
-#undef ARRAY_GET_YES
-#undef ARRAY_INSERT_NO
-#undef ARRAY_SET_NO
-#undef ARRAY_GET_NO
 
 // The element as the result, with one reference for the caller; 0 or null on failure.
 long REALGetArrayInt(_REALarrayInteger *array, long index);

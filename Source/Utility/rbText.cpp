@@ -40,10 +40,7 @@ void rbText::ForEachView(Visit visit)
 
 rbText::rbText(REALstringStruct *string) : rbText()
 {
-    if (string == nullptr) {
-        MakeAllEmpty();
-        return;
-    }
+    if (string == nullptr) return;
     source = string;
     held = AddReference(string);
     encoding = REALGetStringEncoding(string);
@@ -52,10 +49,7 @@ rbText::rbText(REALstringStruct *string) : rbText()
 
 rbText::rbText(const rbText &other) : rbText()
 {
-    if (other.source == nullptr) {
-        MakeAllEmpty();
-        return;
-    }
+    if (other.source == nullptr) return;
     source = other.source;
     held = AddReference(source);
     encoding = other.encoding;
@@ -65,11 +59,6 @@ rbText::rbText(const rbText &other) : rbText()
         asciiState = kToBeTested;
         TestASCII();
     }
-}
-
-void rbText::MakeAllEmpty()
-{
-    ForEachView([](auto &view) { MakeEmpty(view); });
 }
 
 rbText::~rbText() noexcept(false)
@@ -184,7 +173,7 @@ void rbText::AdoptTextWithoutEncoding()
     if (latin == nullptr) {
         TRACE("REALBuildUnicodeString failed");
         failed = true;
-        MakeAllEmpty();
+        ForEachView([](auto &view) { MakeEmpty(view); });
         return;
     }
     source = latin;
@@ -323,6 +312,7 @@ void rbText::FixByteOrder(View<Unit> &view, Unit swappedMark)
 
 void rbText::ConvertToUTF16()
 {
+    if (source == nullptr) return;
     TestASCII();
     if (asciiState == kASCII) return Widen(utf16);
     if (IsDecodedHere()) return Decode(utf16);
@@ -342,6 +332,7 @@ const rbText::View<unsigned short> &rbText::UTF16View()
 
 void rbText::ConvertToUTF32()
 {
+    if (source == nullptr) return;
     TestASCII();
     if (asciiState == kASCII) return Widen(utf32);
     if (IsDecodedHere()) return Decode(utf32);

@@ -82,7 +82,6 @@ class rbText {
     static void MakeEmpty(View<Unit> &view);
 
     rbText() {} // not defaulted, which would clear the views as well
-    void MakeAllEmpty();
     void Classify();
     void PointAtSource(View<char> &view);
     void TestASCII();

@@ -67,7 +67,6 @@ void MyREALRegisterMethod(REALmethodDefinition *method)
 namespace {
 
 constexpr char kNoModule[] = "Warning: Failed to allocate memory for module definition.";
-constexpr char kNoMethods[] = "Warning: Failed to allocate memory for method definitions.";
 
 using ModuleName = char[100]; // longer names are cut
 
@@ -96,7 +95,7 @@ using MethodsOwner = std::unique_ptr<REALmethodDefinition[], MethodsDeleter>;
 MethodsOwner NewMethods(unsigned long count, unsigned long ownDeclarations)
 {
     void *methods = AllocateClearMemory(static_cast<long>(count * sizeof(REALmethodDefinition)));
-    if (methods == nullptr) LogMessage(kNoMethods);
+    if (methods == nullptr) LogMessage("Warning: Failed to allocate memory for method definitions.");
     return MethodsOwner(static_cast<REALmethodDefinition *>(methods), MethodsDeleter{ownDeclarations});
 }
 

@@ -23,11 +23,9 @@ static std::optional<int> DescriptorOf(REALobjectStruct *socket)
         return {};
     }
     std::int64_t handle = REALGetSocketHandle(socket);
-    if (handle == -1) {
-        RaiseException("UnsupportedFormatException", "Failed to get socket handle");
-        return {};
-    }
-    return ToDescriptor(handle);
+    if (handle != -1) return ToDescriptor(handle);
+    RaiseException("UnsupportedFormatException", "Failed to get socket handle");
+    return {};
 }
 
 static constexpr char kOptionException[] = "UnsupportedOperationException";

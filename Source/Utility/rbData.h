@@ -12,22 +12,20 @@
 // either variable.
 class rbFreeLater {
   public:
-    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectVariable(object), stringVariable(string)
-    {
-    }
+    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectSlot(object), stringSlot(string) {}
     explicit rbFreeLater(REALobjectStruct **object) : rbFreeLater(object, nullptr) {}
     explicit rbFreeLater(REALstringStruct **string) : rbFreeLater(nullptr, string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
     INLINED ~rbFreeLater() noexcept(false)
     {
-        if (objectVariable != nullptr) Release(std::exchange(*objectVariable, nullptr));
-        if (stringVariable != nullptr) Release(std::exchange(*stringVariable, nullptr));
+        if (objectSlot != nullptr) Release(std::exchange(*objectSlot, nullptr));
+        if (stringSlot != nullptr) Release(std::exchange(*stringSlot, nullptr));
     }
 
   private:
-    REALobjectStruct **objectVariable;
-    REALstringStruct **stringVariable;
+    REALobjectStruct **objectSlot;
+    REALstringStruct **stringSlot;
 };
 
 // The bytes of a host string, a memory block or a plain buffer, or a part of them. Where the data are null, the size is

@@ -73,9 +73,7 @@ bool TestOperations(_REALarrayInteger *array)
     if (!Expect(REALGetArrayUBound(array), 1234, "ubound failed")) return false;
     REALSetArrayValue(array, 0, 12345);
     REALSetArrayValue(array, 9, 123456);
-    long first = 0;
-    long second = 0;
-    long tenth = 0;
+    long first = 0, second = 0, tenth = 0;
     REALGetArrayValue(array, 0, &first);
     REALGetArrayValue(array, 1, &second);
     REALGetArrayValue(array, 9, &tenth);

@@ -112,10 +112,14 @@ void Bind(REALobjectStruct *object, std::int64_t port, REALstringStruct *address
     }
     if (gDebugging) LogAddress("bind to", &local.any);
     int result = bind(Descriptor(*socket), &local.any, static_cast<socklen_t>(GetSocketAddressSize(local)));
-    if (!FinishOperation(*socket, ErrorOf(result), "Failed with error")) return;
+    if (int error = ErrorOf(result); error != 0) {
+        FinishOperation(*socket, error, "Failed with error");
+        return;
+    }
     TRACE("Bind OK");
     // The new address is locked before the old one is released, which may be the same.
     ReleaseKept(std::exchange(socket->BindAddress, Keep(address)));
+    FinishOperation(*socket, 0);
     socket->BindPort = port;
 }
 

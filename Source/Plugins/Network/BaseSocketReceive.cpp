@@ -36,9 +36,9 @@ static void TakeEmptyDatagram(SocketRecord &socket)
     }
 }
 
-// The datagram as the program gets it; nil, with Lasterror at 0, where the host can't make it.
-static REALobjectStruct *BuildDatagram(const sockaddr_union &peer, socklen_t peerLength, const unsigned char *payload,
-                                       ssize_t length)
+// The datagram as the program gets it.
+static REALobjectStruct *BuildDatagram(SocketRecord &socket, const sockaddr_union &peer, socklen_t peerLength,
+                                       const unsigned char *payload, ssize_t length)
 {
     char text[INET6_ADDRSTRLEN];
     std::size_t textLength = sockaddr_to_text(&peer.any, text);
@@ -48,6 +48,8 @@ static REALobjectStruct *BuildDatagram(const sockaddr_union &peer, socklen_t pee
         REALBuildMemoryblock(reinterpret_cast<const unsigned char *>(&peer), std::min<long>(peerLength, sizeof peer));
     REALobjectStruct *rawAddressObject = AsObject(rawAddress);
     rbFreeLater releaseRawAddress(&rawAddressObject);
+    FinishOperation(socket, 0); // the system has done its part, whatever the host can't make of it
+
     REALstringStruct *data = REALBuildUnicodeString(payload, length, kEncodingNone);
     rbFreeLater releaseData(&data);
     if (data == nullptr) return nullptr;
@@ -66,8 +68,11 @@ static REALobjectStruct *ReceiveDatagram(SocketRecord &socket, std::int64_t size
                                 &peer.any, &peerLength);
     int error = ErrorOf(received);
     TRACE("rread", received);
-    if (!FinishOperation(socket, error)) return nullptr;
-    return BuildDatagram(peer, peerLength, buffer.get(), received);
+    if (error != 0) {
+        FinishOperation(socket, error);
+        return nullptr;
+    }
+    return BuildDatagram(socket, peer, peerLength, buffer.get(), received);
 }
 
 REALobjectStruct *ReadMessage(REALobjectStruct *object, HostBoolean peek)

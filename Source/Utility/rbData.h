@@ -12,20 +12,20 @@
 // either variable.
 class rbFreeLater {
   public:
-    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectSlot(object), stringSlot(string) {}
+    rbFreeLater(REALobjectStruct **object, REALstringStruct **string) : objectPlace(object), stringPlace(string) {}
     explicit rbFreeLater(REALobjectStruct **object) : rbFreeLater(object, nullptr) {}
     explicit rbFreeLater(REALstringStruct **string) : rbFreeLater(nullptr, string) {}
     rbFreeLater(const rbFreeLater &) = delete;
     rbFreeLater &operator=(const rbFreeLater &) = delete;
     INLINED ~rbFreeLater() noexcept(false)
     {
-        if (objectSlot != nullptr) Release(std::exchange(*objectSlot, nullptr));
-        if (stringSlot != nullptr) Release(std::exchange(*stringSlot, nullptr));
+        if (objectPlace != nullptr) Release(std::exchange(*objectPlace, nullptr));
+        if (stringPlace != nullptr) Release(std::exchange(*stringPlace, nullptr));
     }
 
   private:
-    REALobjectStruct **objectSlot;
-    REALstringStruct **stringSlot;
+    REALobjectStruct **objectPlace;
+    REALstringStruct **stringPlace;
 };
 
 // The bytes of a host string, a memory block or a plain buffer, or a part of them. Where the data are null, the size is

@@ -8,8 +8,10 @@
 #include <arpa/inet.h>
 #include <iterator>
 
-static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
-static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
+template <int option>
+static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface);
+static constexpr auto &AddMembership = ChangeMembership<IP_ADD_MEMBERSHIP>;
+static constexpr auto &DropMembership = ChangeMembership<IP_DROP_MEMBERSHIP>;
 static void Constructor(REALobjectStruct *object);
 
 // clang-format off
@@ -102,7 +104,8 @@ static void TraceAddress(const char *label, in_addr address)
 }
 
 // Joins or leaves a group. An invalid group is left for the system to reject.
-static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface, int option)
+template <int option>
+static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface)
 {
     TRACE("ChangeMembership", option);
     SocketRecord *socket = BeginOperation(object);
@@ -128,14 +131,4 @@ static void ChangeMembership(REALobjectStruct *object, REALstringStruct *group, 
     int error = ErrorOf(result);
     TRACE("setsockopt returned", result);
     if (FinishOperation(*socket, error, "errno")) TRACE("OK");
-}
-
-static void AddMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface)
-{
-    ChangeMembership(object, group, interface, IP_ADD_MEMBERSHIP);
-}
-
-static void DropMembership(REALobjectStruct *object, REALstringStruct *group, REALstringStruct *interface)
-{
-    ChangeMembership(object, group, interface, IP_DROP_MEMBERSHIP);
 }

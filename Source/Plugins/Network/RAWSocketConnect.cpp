@@ -82,7 +82,9 @@ static REALobjectStruct *AcceptResult(OwnedDescriptor accepted, const sockaddr_u
                                       REALstringStruct **remoteAddress, std::int64_t *remotePort,
                                       REALobjectStruct *newSocket)
 {
-    *remoteAddress = CString2RB(sockaddr_to_text(&peer.any).c_str(), kEncodingASCII);
+    char address[INET6_ADDRSTRLEN];
+    sockaddr_to_text(&peer.any, address);
+    *remoteAddress = CString2RB(address, kEncodingASCII);
     *remotePort = GetSocketAddressPort(peer);
     MarkNonBlocking(accepted.Get());
     REALobjectStruct *result = newSocket != nullptr ? Keep(newSocket) : REALnewInstance("RAWSocketVYN");

@@ -1,20 +1,13 @@
 -- RAWSocketVYN: creating, connecting, listening, accepting, bytes in and out, and the class-level methods.
 local support = dofile((arg and arg[0] or debug.getinfo(1, "S").source:sub(2)):gsub("[^/]*$", "support.lua"))
 local equal, outcome, refused = support.equal, support.outcome, support.refused
-local balanced, wait, address = support.balanced, support.wait, support.address
+local balanced, wait, address, listening = support.balanced, support.wait, support.address, support.listening
 
 local EAGAIN, EFAULT, EINVAL, EOPNOTSUPP, ECONNREFUSED = 11, 14, 22, 95, 111
 local MSG_NOSIGNAL = 0x4000
 
 local function stream()
   return RAWSocketVYN(RAWSocketVYN.AddressFamilyINet, RAWSocketVYN.SocketTypeStream, RAWSocketVYN.ProtocolTCP)
-end
-
-local function listening()
-  local listener = stream()
-  listener:Bind(0, "127.0.0.1")
-  outcome(listener, 0, listener:Listen())
-  return listener, listener.LocalPort
 end
 
 -- A port that nobody listens on.
@@ -218,9 +211,7 @@ balanced("a pending error costs no data", function()
 end)
 
 balanced("ReadDatagram on a stream eats nothing and waits for nothing", function()
-  local listener, port = listening()
-  local client = stream()
-  equal(client:Connect("127.0.0.1", port), true) -- blocking from now on
+  local client, listener = support.connected() -- blocking
   outcome(client, -1, client:ReadDatagram(), nil)
   local server = listener:Accept(nil)
   local block = MemoryBlock("stream")

@@ -87,6 +87,22 @@ function support.bound()
   return socket, socket.LocalPort
 end
 
+-- A listening stream on a free loopback port, and that port.
+function support.listening()
+  local listener = RAWSocketVYN(2, 1, 6)
+  listener:Bind(0, "127.0.0.1")
+  support.outcome(listener, 0, listener:Listen())
+  return listener, listener.LocalPort
+end
+
+-- A stream, and the listener that it is connected to, which has not accepted it yet.
+function support.connected()
+  local listener, port = support.listening()
+  local client = RAWSocketVYN(2, 1, 6)
+  support.equal(client:Connect("127.0.0.1", port), true)
+  return client, listener
+end
+
 -- The socket address of that port of 127.0.0.1, as the system has it.
 function support.address(port)
   return MemoryBlock(string.pack("=I2>I2", 2, port) .. "\127\0\0\1" .. ("\0"):rep(8))

@@ -1,11 +1,11 @@
 #include "Tests/Shared/Program.h"
 
+#include "Source/SDK/GlueCode/PluginMain.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,111 +14,50 @@ extern "C" [[gnu::weak]] void __gcov_dump();
 
 namespace program {
 
-Object Some(REALobjectStruct *object)
+// Lua has memory whatever fails: it ends the process where it has none.
+#if !defined(SANITIZED)
+extern "C" void *__libc_realloc(void *block, std::size_t size);
+
+static void *Reallocate(void *, void *block, std::size_t, std::size_t size)
 {
-    if (object == nullptr) throw std::runtime_error("nil");
-    return Object(object);
+    if (size != 0) return __libc_realloc(block, size);
+    std::free(block);
+    return nullptr;
+}
+#endif
+
+Program::Program(const host::Options &options) : Host(options)
+{
+    Start(REALPluginMain);
+    script = std::make_unique<host::Script>(*this, std::vector<std::string>{});
+#if !defined(SANITIZED)
+    lua_setallocf(script->current, Reallocate, nullptr);
+#endif
 }
 
-Object Udp()
+std::string Program::Does(const char *piece)
 {
-    return Some(Host().New("UDPSocketVYN"));
-}
-
-Object Raw(long family, long type, long protocol)
-{
-    return Some(Host().New("RAWSocketVYN", family, type, protocol));
-}
-
-String Text(const char *text)
-{
-    return String(host::NewString(text));
-}
-
-long Number(const Object &object, const char *property)
-{
-    return Host().Get<long>(object.Get(), property);
-}
-
-std::string Words(const Object &object, const char *property)
-{
-    String value(Host().Get<REALstringStruct *>(object.Get(), property));
-    return std::string(host::BytesOf(value.Get()));
-}
-
-long Port(const Object &socket)
-{
-    long port = Number(socket, "LocalPort");
-    long error = Number(socket, "Lasterror");
-    if (error != 0) throw std::runtime_error("no port (" + std::to_string(error) + ")");
-    return port;
-}
-
-void Bind(const Object &socket, const char *address)
-{
-    Call(socket, kBind, 0, Text(address));
-}
-
-Object Bound(Object socket)
-{
-    Bind(socket, "127.0.0.1");
-    long error = Number(socket, "Lasterror");
-    if (error != 0) throw std::runtime_error("not bound (" + std::to_string(error) + ")");
-    return socket;
-}
-
-long Send(const Object &socket, const char *text, const char *address, long port)
-{
-    return Call<long>(socket, kSend, Text(text), Text(address), port);
-}
-
-Object Read(const Object &socket, bool peek)
-{
-    bool isRaw = host::ClassOf(socket.Get(), "Read")->name == std::string_view("RAWSocketVYN");
-    const char *method =
-        isRaw ? "ReadDatagram(peek as Boolean) as DatagramVYN" : "Read(peek as Boolean) as DatagramVYN";
-    return Object(Call<REALobjectStruct *>(socket, method, peek));
-}
-
-void On(const Object &socket, const char *event, std::function<void(const Object &)> handler)
-{
-    Host().events.SetHandler(socket.Get(), event, [handler](REALobjectStruct *object) {
-        host::entry::REALLockObject(object);
-        handler(Object(object));
-    });
-}
-
-Object Listener()
-{
-    Object listener = Bound(Raw(AF_INET, SOCK_STREAM));
-    Call(listener, "Listen(BackLog as Integer)", 2);
-    return listener;
-}
-
-Object Accept(const Object &listener, std::string *from, const Object &into)
-{
-    String address = Text("old");
-    long port = 0;
-    Object peer(Call<REALobjectStruct *>(listener, kAccept, address.Variable(), &port, into));
-    if (from != nullptr) *from = host::BytesOf(address.Get());
-    return peer;
-}
-
-std::string Connect(const Object &client, const char *address, long port)
-{
-    String message = Text("old");
-    bool connected = Call<HostBoolean>(client, kConnect, Text(address), port, message.Variable()) != 0;
-    return (connected ? "" : "not connected: ") + std::string(host::BytesOf(message.Get()));
-}
-
-std::string Raised(const std::function<void()> &body)
-{
+    lua_State *state = script->current;
+    int top = lua_gettop(state);
+    std::string seen;
     try {
-        body();
+        // A name so short that no place in it needs memory.
+        if (luaL_loadbuffer(state, piece, std::strlen(piece), "=lua") != LUA_OK) host::ThrowTop(state);
+        host::Script::Call(state, 0, 1);
+        if (!lua_isnil(state, -1)) seen = luaL_tolstring(state, -1, nullptr);
     } catch (const host::Exception &exception) {
-        return exception.Text();
+        seen = exception.Text();
+    } catch (const std::exception &error) {
+        seen = error.what();
     }
-    return "";
+    lua_settop(state, top);
+    return seen;
+}
+
+std::string Program::End()
+{
+    script.reset();
+    return Complaints();
 }
 
 bool Emulated()

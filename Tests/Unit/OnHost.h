@@ -32,14 +32,10 @@ inline Lines CaptureLog(const std::function<void()> &run)
 
 class OnHost : public testing::Test {
   protected:
-    void StartHost(const host::Options &options = {})
-    {
-        running.emplace(options);
-        running->Start(REALPluginMain);
-    }
-    void TearDown() override { EXPECT_EQ(running ? running->Complaints() : "", ""); }
+    void StartHost(const host::Options &options = {}) { running.emplace(options); }
+    void TearDown() override { EXPECT_EQ(running ? running->End() : "", ""); }
 
-    std::optional<host::Host> running;
+    std::optional<program::Program> running;
 };
 
 // A host that has the entries it is given, and for the rest those of the running host if it replaces that. Looking an

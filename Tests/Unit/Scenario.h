@@ -1,29 +1,35 @@
-// One program over everything that the library offers, as a table of steps: what is done, and what a
-// program sees of it. The sweeps run it again and again, each time with one thing failing.
-//
-// A step makes what it needs and releases it, so that any step may fail and the next ones still run. What it
-// sees is text without anything that changes from run to run.
+// The program of scenario.lua, which the sweeps run again and again, each time with one thing failing.
 #pragma once
 
 #include "Tests/Shared/Program.h"
 
-#include <functional>
-
 namespace scenario {
 
 struct Step {
-    const char *name;
-    std::string (*run)();
-    const char *expected;
+    std::string name, expected;
 };
 
-// Runs all steps in a host of their own. `before` is called once that has started, `look` after each step with what it
-// saw, or with the exception that ended it. Result: what `look` says, and what is not back in the end.
+// What is wrong with what a step saw, or with the exception that ended it; "" for nothing.
 using Look = std::function<std::string(const Step &step, const std::string &seen)>;
-std::string Run(const host::Options &options, const std::function<void()> &before, const Look &look);
 
-// The same, with nothing to happen before; what a step should have seen is wrong otherwise.
-std::string RunAsExpected(const host::Options &options = {});
+class Scenario : public program::Program {
+  public:
+    explicit Scenario(const host::Options &options = {});
+
+    // Runs all steps, while that fails which `before` makes fail. Result: what is wrong.
+    std::string Run(
+        const Look &look, const std::function<void()> &before = [] {});
+
+    // Ends the program. Result: what is not back then, "" for nothing.
+    std::string End();
+
+    // Runs all steps with nothing failing, when each sees what it should, and ends the program. Result: what is wrong.
+    std::string Finish();
+
+  private:
+    std::vector<Step> steps;
+    std::vector<int> open; // descriptors before the steps
+};
 
 // What a run of a sweep answers when there is no such thing to fail.
 constexpr char kNoSuch[] = "there are not so many";

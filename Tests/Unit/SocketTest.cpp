@@ -3,6 +3,8 @@
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
 
+#include "Host/Script/Values.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -11,39 +13,56 @@
 #include <thread>
 #include <unistd.h>
 
-using namespace program;
-
 namespace {
+
+// The object that a global variable of the program holds.
+REALobjectStruct *ObjectOf(const program::Program &program, const char *name)
+{
+    lua_State *state = program.script->current;
+    lua_getglobal(state, name);
+    REALobjectStruct *object = host::ToProxy(state, -1)->object;
+    lua_pop(state, 1);
+    return object;
+}
+
+// construct(socket, family, type, protocol): the constructor on an object that has run it.
+int Construct(lua_State *state)
+{
+    host::Host::Current().Call<void>(
+        host::ToProxy(state, 1)->object,
+        "Constructor(AddressFamily as Integer, SocketType as Integer, Protocol as Integer)", lua_tointeger(state, 2),
+        lua_tointeger(state, 3), lua_tointeger(state, 4));
+    return 0;
+}
 
 class Socket : public OnHost {
   protected:
-    void SetUp() override { StartHost(); }
+    void Begin(const host::Options &options = {})
+    {
+        StartHost(options);
+        lua_register(running->script->current, "construct", host::LuaFunction<Construct>);
+        EXPECT_EQ(Does(R"(
+            support, events = dofile(")" SUPPORT R"("), 0
+            function count() events = events + 1 end
+            function raw(kind) return RAWSocketVYN(2, kind, 0) end
+            function send(socket, port) socket:SendMessage("x", "127.0.0.1", port or 9) end
+            function loaded(socket) -- with a datagram queued that it sent to itself
+              socket:Bind(0, "127.0.0.1")
+              send(socket, socket.LocalPort)
+              return socket
+            end
+            function setHandle(socket, handle)
+              host.close(socket.Handle)
+              socket.Handle = handle
+            end)"),
+                  "");
+    }
+    std::string Does(const char *piece)
+    {
+        if (!running) Begin();
+        return running->Does(piece);
+    }
 };
-
-void SendToItself(const Object &socket)
-{
-    Send(socket, "127.0.0.1", "127.0.0.1", Port(socket));
-}
-
-// A socket that counts what it is told of data, with a datagram queued.
-Object Due(int &events)
-{
-    Object socket = Bound(Udp());
-    SendToItself(socket);
-    On(socket, "DataAvailable", [&events](const Object &) { events++; });
-    return socket;
-}
-
-std::string WhyNoStream()
-{
-    return Raised([] { Raw(AF_INET, SOCK_STREAM); });
-}
-
-void SetHandle(const Object &socket, long handle)
-{
-    close(static_cast<int>(Number(socket, "Handle")));
-    Host().Set(socket.Get(), "Handle", handle);
-}
 
 } // namespace
 
@@ -64,198 +83,198 @@ TEST_F(Socket, ARawSocketThatCannotBeMadeSaysWhy)
     };
     for (auto [error, message] : rows) {
         faults::FailSystemCall(1, error);
-        EXPECT_EQ(WhyNoStream(), std::string("UnsupportedOperationException: ") + message);
+        EXPECT_EQ(Does("return select(2, pcall(raw, 1)).message:match('(.+) %(E')"), message);
     }
     // An object that has a socket keeps it and what it is.
-    Object made = Raw(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    SocketRecord &record = GetSocketRecord(made.Get()), before = record;
-    EXPECT_NE(Raised([&] { Call(made, kConstructor, 9999, 7, 8); }), "");
+    Does("made = RAWSocketVYN(2, 1, 6)");
+    SocketRecord &record = GetSocketRecord(ObjectOf(*running, "made")), before = record;
+    EXPECT_NE(Does("construct(made, 9999, 7, 8)"), "");
     EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
 }
 
 // What socket(2) answers when standard input is closed must move, and there is no other number left.
 TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
 {
-    EXPECT_EQ(InChild([]() -> std::string {
-                  Object made = Raw(AF_INET, SOCK_STREAM);
-                  SetHandle(made, 0);
-                  close(STDIN_FILENO);
+    EXPECT_EQ(program::InChild([&]() -> std::string {
+                  Does("made = raw(1) setHandle(made, 0) host.close(0)");
                   rlimit two = {2, 2}; // the other is standard output
                   setrlimit(RLIMIT_NOFILE, &two);
-                  std::string reasons = WhyNoStream() + "; " + Connect(made, "127.0.0.1", 9);
+                  std::string reasons = Does("raw(1)") + "; " + Does("return select(2, made:Connect('127.0.0.1', 9))");
                   return fcntl(STDIN_FILENO, F_GETFD) == -1 ? reasons : "it is left open";
               }),
-              "UnsupportedOperationException: The per-process descriptor table is full.; "
-              "not connected: Socket creation failed with error 24: Too many open files");
+              "UnsupportedOperationException: The per-process descriptor table is full. (EMFILE: Too many open files); "
+              "Socket creation failed with error 24: Too many open files");
 }
 
 TEST_F(Socket, WhatIsReplacedIsClosedUnlessItIsZero)
 {
-    for (auto [number, expected] :
-         {std::pair(STDIN_FILENO, "open"), {STDOUT_FILENO, "closed"}, {STDERR_FILENO, "closed"}}) {
-        EXPECT_EQ(InChild([number = number]() -> std::string {
-                      Object listener = Listener(), peer = Raw(AF_INET, SOCK_STREAM), into = Raw();
-                      SetHandle(into, number);
-                      std::string wrong = Connect(peer, "127.0.0.1", Port(listener));
-                      Object accepted = Accept(listener, nullptr, into);
-                      return wrong + (fcntl(number, F_GETFD) == -1 ? "closed" : "open");
-                  }),
-                  expected);
-    }
+    EXPECT_EQ(program::InChild([&] {
+                  return Does(R"(
+                      local seen = ""
+                      for number = 0, 2 do
+                        local client, listener = support.connected()
+                        local into = raw(2)
+                        setHandle(into, number)
+                        listener:Accept(into)
+                        seen = seen .. tostring(host.isOpen(number)) .. " "
+                      end
+                      return seen)");
+              }),
+              "true false false ");
 }
 
 // Whatever the process prints must not reach a peer.
 TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
 {
     for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        EXPECT_EQ(InChild([&] {
+        EXPECT_EQ(program::InChild([&] {
                       close(stream);
-                      Object listener = Listener(), peer = Raw(AF_INET, SOCK_STREAM), udp = Udp();
-                      std::string wrong = Connect(peer, "127.0.0.1", Port(listener));
-                      Object accepted = Accept(listener);
-                      for (const Object *made : {&listener, &peer, &accepted, &udp}) {
-                          long handle = Number(*made, "Handle");
-                          if (handle <= STDERR_FILENO) wrong += std::to_string(handle) + " ";
-                          if (fcntl(static_cast<int>(handle), F_GETFD) != FD_CLOEXEC) wrong += "inherited ";
-                      }
-                      return faults::inheritable == 0 ? wrong : wrong + "inherited";
+                      return Does(R"(
+                          local client, listener = support.connected()
+                          for _, made in ipairs({ listener, client, listener:Accept(nil), UDPSocketVYN() }) do
+                            local flags = io.open("/proc/self/fdinfo/" .. made.Handle):read("a"):match('flags:%s*(%d+)')
+                            if made.Handle < 3 or tonumber(flags, 8) & 0x80000 == 0 then return made.Handle end
+                          end)") +
+                             std::to_string(faults::inheritable);
                   }),
-                  "")
+                  "0")
             << stream;
     }
 }
 
 // As the program's own destructor may, when the poll gives back the last reference.
-TEST_F(OnHost, WhatADestructorRaisesInThePollIsTold)
+TEST_F(Socket, WhatADestructorRaisesInThePollIsTold)
 {
-    static bool raises = false;
-    StartHost(); // the library has not asked for the entry yet
+    static long quiet = 0; // after so many events
+    Begin();               // the library has not asked for the entry yet
     running->entries.at("REALUnlockObject") = reinterpret_cast<void *>(+[](REALobjectStruct *object) {
         host::entry::REALUnlockObject(object);
-        if (raises) throw host::Exception{"RuntimeException", "from a destructor", 0};
+        if (host::Host::Current().events.Fired() > quiet)
+            throw host::Exception{"RuntimeException", "from a destructor", 0};
     });
-    int events = 0;
-    Object socket = Udp();
-    On(socket, "SendComplete", [&](const Object &) { raises = ++events != 0; });
-    Send(socket, "x", "127.0.0.1", 9);
-    const char told[] = "RuntimeException: Sorry, but there was an unnamed C++ Exception.";
-    EXPECT_EQ(Raised([&] { Call(socket, "Poll"); }), told);
-    raises = false;
-    Send(socket, "x", "127.0.0.1", 9);
-    EXPECT_EQ(Raised([&] { running->tasks.Step(); }), told);
-    EXPECT_EQ(events, 2);
-    raises = false;
+    Does("socket = UDPSocketVYN() socket.SendComplete = count");
+    for (const char *poll : {"socket:Poll()", "host.step()"}) {
+        EXPECT_EQ(Does("send(socket)"), "");
+        EXPECT_EQ(Does(poll), "RuntimeException: Sorry, but there was an unnamed C++ Exception.");
+        quiet++;
+    }
+    EXPECT_EQ(Does("return events"), "2");
 }
 
-TEST_F(OnHost, ADestroyedSocketSilencesNoOtherWhereTasksCannotBeTakenBack)
+TEST_F(Socket, AHostThatLacksAnEntryLosesOnlyWhatTheEntryDoes)
 {
-    StartHost({.without = {"PluginUnregisterBackgroundTask"}});
-    int events = 0;
-    Object kept = Raw();
-    Udp(); // is gone
-    Object closed = Raw();
-    Call(closed, "Close");
-    On(kept, "SendComplete", [&](const Object &) { events++; });
-    Send(kept, "x", "127.0.0.1", 9);
-    running->tasks.Step();
-    EXPECT_EQ(events, 1);
-
-    // One that is closed and gets a connection is watched again.
-    Object listener = Listener(), client = Raw(AF_INET, SOCK_STREAM);
-    EXPECT_EQ(Connect(client, "127.0.0.1", Port(listener)), "");
-    Accept(listener, nullptr, closed);
-    On(closed, "SendComplete", [&](const Object &) { events++; });
-    Call<long>(closed, kSendBytes, "x", 1, MSG_NOSIGNAL);
-    running->tasks.Step();
-    EXPECT_EQ(events, 2);
-}
-
-TEST_F(OnHost, ADatagramWhoseTextCannotBeMadeIsNilAndNoFailure)
-{
-    StartHost({.without = {"REALBuildStringWithEncoding"}});
-    Object socket = Bound(Udp());
-    SendToItself(socket);
-    EXPECT_EQ(Read(socket).Get(), nullptr);
-    EXPECT_EQ(Number(socket, "Lasterror"), 0);
-}
-
-TEST_F(OnHost, APollThatCannotHoldItsObjectFiresAllEvents)
-{
-    // Without "REALLockObject" the account of references can't balance, in a child it need not.
-    EXPECT_EQ(InChild([this]() -> std::string {
-                  StartHost({.without = {"REALLockObject"}});
-                  int received = 0, completed = 0;
-                  Object socket = Bound(Udp());
-                  SendToItself(socket);
-                  running->events.SetHandler(socket.Get(), "SendComplete", [&](REALobjectStruct *) { completed++; });
-                  running->events.SetHandler(socket.Get(), "DataAvailable", [&](REALobjectStruct *) { received++; });
-                  Call(socket, "Poll");
-                  if (Number(socket, "Handle") <= 0) return "the socket is gone";
-                  return std::to_string(received) + " and " + std::to_string(completed);
-              }),
-              "1 and 1");
+    const struct {
+        host::Options options;
+        const char *program, *wanted;
+    } rows[] = {
+        // A datagram whose text can't be made is nil, and no failure.
+        {{.without = {"REALBuildStringWithEncoding"}},
+         "local socket = loaded(UDPSocketVYN()) return socket:Read() or socket.Lasterror",
+         "0"},
+        // A poll that can't hold its object fires all events.
+        {{.without = {"REALLockObject"}},
+         R"(local socket, told = loaded(UDPSocketVYN()), {}
+            for _, event in ipairs({ "DataAvailable", "SendComplete" }) do
+              socket[event] = function() told[#told + 1] = event end
+            end
+            socket:Poll()
+            return socket.Handle > 0 and table.concat(told, " "))",
+         "DataAvailable SendComplete"},
+        // A raw socket has its own events where classes can't be told, and its calls alone find its data.
+        {{.without = {"RuntimeObjectIsa"}},
+         "local socket = raw(2) send(socket) socket.SendComplete = count socket:Poll() return events",
+         "1"},
+        {{.offsets = {{"UDPSocketVYN", 64}, {"RAWSocketVYN", 144}}, .without = {"RuntimeObjectIsa"}},
+         R"(local socket = raw(1)
+            assert(socket.Handle > 0)
+            socket:Listen(2)
+            setHandle(socket, 0)
+            return socket.Lasterror)",
+         "0"},
+        // A destroyed socket silences no other where tasks can't be taken back. One that is closed and gets a
+        // connection is watched again.
+        {{.without = {"PluginUnregisterBackgroundTask"}},
+         R"(local kept, gone = raw(2), UDPSocketVYN()
+            gone = nil
+            host.collect()
+            local closed = raw(2)
+            closed:Close()
+            kept.SendComplete, closed.SendComplete = count, count
+            send(kept)
+            host.step()
+            assert(events == 1)
+            local client, listener = support.connected()
+            listener:Accept(closed)
+            closed:Send(MemoryBlock("x"), 1, 0x4000)
+            host.step()
+            return events)",
+         "2"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(program::InChild([&] {
+                      Begin(row.options);
+                      std::string seen = Does(row.program), left = running->End();
+                      return row.options.without[0] == "REALLockObject" ? seen : seen + left; // which counts nothing
+                  }),
+                  row.wanted)
+            << row.options.without[0];
+    }
 }
 
 // The old socket is readable and has a send to complete. The new one gets its number where the old one is closed first.
 TEST_F(Socket, APollEndsWhenAHandlerReplacesTheDescriptor)
 {
-    Object listener = Listener();
-    const std::function<void(const Object &)> rows[] = {
-        [](const Object &self) { Host().Set(self.Get(), "Handle", long{::socket(AF_INET, SOCK_DGRAM, 0)}); },
-        [](const Object &self) { Call(self, kConstructor, 2, 2, 0); },
-        [&](const Object &self) { EXPECT_EQ(Connect(self, "127.0.0.1", Port(listener)), ""); },
-        [&](const Object &self) { Accept(listener, nullptr, self); },
-    };
-    for (const auto &replace : rows) {
-        Object socket = Bound(Raw());
-        const bool keepsNumber = &replace != rows;
-        long number = Number(socket, "Handle"), completed = 0;
-        Send(socket, "x", "127.0.0.1", Port(socket));
-        On(socket, "DataAvailable", [&](const Object &self) {
-            if (keepsNumber) Call(self, "Close");
-            replace(self);
-        });
-        On(socket, "SendComplete", [&](const Object &) { completed++; });
-        Host().Set(socket.Get(), "SocketType", long{SOCK_STREAM}); // for Connect
-        Call(socket, "Poll");
-        EXPECT_EQ(Number(socket, "Handle") == number, keepsNumber);
-        EXPECT_EQ(completed, 0);
-        if (!keepsNumber) close(static_cast<int>(number));
-    }
+    EXPECT_EQ(Does(R"(
+                  local client, listener = support.connected()
+                  for i, replace in ipairs({
+                    function(socket) socket.Handle = host.socket(2, 2, 0) end,
+                    function(socket) construct(socket, 2, 2, 0) end,
+                    function(socket) assert(socket:Connect("127.0.0.1", listener.LocalPort)) end,
+                    function(socket) listener:Accept(socket) end,
+                  }) do
+                    local socket, keepsNumber = loaded(raw(2)), i > 1
+                    local number = socket.Handle
+                    function socket:DataAvailable()
+                      if keepsNumber then self:Close() end
+                      replace(self)
+                    end
+                    socket.SendComplete = count
+                    socket.SocketType = 1 -- for Connect
+                    socket:Poll()
+                    assert((socket.Handle == number) == keepsNumber and events == 0, i)
+                    if not keepsNumber then host.close(number) end
+                  end)"),
+              "");
 }
 
 // The host looks the handler up in the program's own code, which may do anything.
-TEST_F(OnHost, APollEndsWhenTheLookUpOfAHandlerDestroysTheObject)
+TEST_F(Socket, APollEndsWhenTheLookUpOfAHandlerDestroysTheObject)
 {
-    static Object socket;
+    static program::Program *looking;
     static int events = 0;
-    StartHost();
+    Begin();
+    looking = &*running;
     running->entries.at("GetEventInstance") = reinterpret_cast<void *>(+[](REALobjectStruct *, void *) {
-        socket = Object();
+        looking->Does("socket = nil host.collect()");
         return +[](REALobjectStruct *) { events++; };
     });
-    socket = Bound(Udp());
-    SendToItself(socket);
+    Does("socket = loaded(UDPSocketVYN())");
     running->tasks.Step();
-    EXPECT_EQ(socket.Get(), nullptr);
+    EXPECT_EQ(Does("return socket"), "");
     EXPECT_EQ(events, 0);
 }
 
 TEST_F(Socket, APollOnAnotherThreadDoesNothing)
 {
-    int events = 0;
-    Object socket = Due(events);
-    std::thread([&] { Call(socket, "Poll"); }).join();
-    EXPECT_EQ(events, 0);
-    Call(socket, "Poll");
-    EXPECT_EQ(events, 1);
+    Does("socket = loaded(UDPSocketVYN()) socket.DataAvailable = count");
+    std::thread([&] { Does("socket:Poll()"); }).join();
+    EXPECT_EQ(Does("return events"), "0");
+    EXPECT_EQ(Does("socket:Poll() return events"), "1");
 }
 
 TEST_F(Socket, EachObjectIsWatchedOnceWhateverIsAcceptedIntoIt)
 {
-    Object listener = Listener(), client = Raw(AF_INET, SOCK_STREAM), given = Raw(AF_INET, SOCK_STREAM);
-    EXPECT_EQ(Connect(client, "127.0.0.1", Port(listener)), "");
-    Accept(listener, nullptr, given);
+    EXPECT_EQ(Does("client, listener = support.connected() given = raw(1) listener:Accept(given)"), "");
     EXPECT_EQ(running->tasks.Live().size(), 3U);
     for (const auto &[identifier, task] : running->tasks.Live())
         EXPECT_EQ(task.period, 10U);
@@ -264,109 +283,75 @@ TEST_F(Socket, EachObjectIsWatchedOnceWhateverIsAcceptedIntoIt)
 // select(2) is asked with sets as long as the number needs: the last bit of the kept ones, and the first beyond.
 TEST_F(Socket, DescriptorsAtTheEndOfTheKeptSetsArePolled)
 {
-    if (Emulated()) GTEST_SKIP() << "an emulator's select knows no such numbers";
+    if (program::Emulated()) GTEST_SKIP() << "an emulator's select knows no such numbers";
     rlimit limit;
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
-    for (int number : {16383, 16384, 16447}) {
-        int events = 0;
-        Object socket = Due(events);
-        int moved = fcntl(static_cast<int>(Number(socket, "Handle")), F_DUPFD_CLOEXEC, number);
-        if (moved != number) GTEST_SKIP() << "the limit of open files is below " << number;
-        SetHandle(socket, moved);
-        Call(socket, "Poll");
-        EXPECT_EQ(events, 1) << number;
-    }
-}
-
-TEST_F(OnHost, ARawSocketHasItsOwnEventsWhereClassesCannotBeTold)
-{
-    StartHost({.without = {"RuntimeObjectIsa"}});
-    int events = 0;
-    Object socket = Raw();
-    Send(socket, "x", "127.0.0.1", 9);
-    On(socket, "SendComplete", [&events](const Object &) { events++; });
-    Call(socket, "Poll");
-    EXPECT_EQ(events, 1);
-}
-
-// The calls of RAWSocketVYN alone know where its data is, though this host can't tell an object's class.
-TEST_F(OnHost, RawCallsFindTheirDataWhereClassesCannotBeTold)
-{
-    StartHost({.offsets = {{"UDPSocketVYN", 64}, {"RAWSocketVYN", 144}}, .without = {"RuntimeObjectIsa"}});
-    Object socket = Raw(AF_INET, SOCK_STREAM);
-    EXPECT_GT(Number(socket, "Handle"), 0);
-    Call(socket, "Listen(BackLog as Integer)", 2);
-    EXPECT_EQ(Number(socket, "Lasterror"), 0);
-    SetHandle(socket, 0);
+    if (limit.rlim_max <= 16447) GTEST_SKIP() << "the limit of open files is " << limit.rlim_max;
+    EXPECT_EQ(Does(R"(
+                  for _, number in ipairs({ 16383, 16384, 16447 }) do
+                    local socket = loaded(UDPSocketVYN())
+                    socket.DataAvailable = count
+                    setHandle(socket, host.dup(socket.Handle, number))
+                    socket:Poll()
+                  end
+                  return events)"),
+              "3");
 }
 
 // Empty for the query, and there for the receive: the datagram waits for the next Read, whole.
 TEST_F(Socket, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
 {
-    static Object socket; // where the moment between the two can reach it
-    socket = Bound(Udp());
-    faults::afterQuery = [] { SendToItself(socket); };
-    for (const char *wanted : {"", "127.0.0.1", ""}) {
-        Object datagram = Read(socket);
-        EXPECT_EQ(datagram.Get() == nullptr ? "" : Words(datagram, "Data"), wanted);
-    }
-    socket = Object();
-}
-
-TEST_F(Socket, ASendByTheHandlerOfSendCompleteIsToldToo)
-{
-    int completed = 0;
-    Object socket = Udp();
-    Send(socket, "x", "127.0.0.1", 9);
-    On(socket, "SendComplete", [&](const Object &self) {
-        if (completed++ == 0) Send(self, "again", "127.0.0.1", 9);
-    });
-    for (int i = 0; i < 3; i++)
-        Call(socket, "Poll");
-    EXPECT_EQ(completed, 2);
+    static program::Program *sending;
+    sending = &*running;
+    Does("socket = UDPSocketVYN() socket:Bind(0, '127.0.0.1')");
+    faults::afterQuery = [] { sending->Does("socket:SendMessage('whole', '127.0.0.1', socket.LocalPort)"); };
+    for (const char *wanted : {"", "whole", ""})
+        EXPECT_EQ(Does("local datagram = socket:Read() return datagram and datagram.Data"), wanted);
 }
 
 TEST_F(Socket, WhatTheProgramSharesWithAnOperationIsKept)
 {
-    Object into = Raw(), listener = Listener(), client = Raw(AF_INET, SOCK_STREAM);
+    Does("client, listener = support.connected() into, bound = raw(2), loaded(UDPSocketVYN())");
     REALstringStruct *both = host::NewString("127.0.0.1");
-    EXPECT_TRUE(Call<HostBoolean>(client, kConnect, both, Port(listener), &both));
-    long number = Number(into, "Handle");
-    close(static_cast<int>(number)); // which the next socket gets
-    EXPECT_EQ(Number(Accept(listener, nullptr, into), "Handle"), number);
-    EXPECT_NE(fcntl(static_cast<int>(number), F_GETFD), -1);
-    // With nobody to accept, and without a socket, the variables lose what they had.
-    Call(into, "Close");
-    for (const Object *socket : {&listener, &into}) {
-        String address = Text("old");
-        long port = 7;
-        EXPECT_EQ(Call<REALobjectStruct *>(*socket, kAccept, address.Variable(), &port, nullptr), nullptr);
-        EXPECT_EQ(address.Get(), nullptr);
-        EXPECT_EQ(port, 0);
-    }
+    const char *connect = "Connect(Address as String, Port as Integer, byref ErrorMessage as String) as Boolean";
+    EXPECT_TRUE(running->Call<HostBoolean>(ObjectOf(*running, "client"), connect, both,
+                                           std::stol(Does("return listener.LocalPort")), &both));
+    // The number of a closed descriptor is that of the next socket.
+    EXPECT_EQ(Does(R"(
+                  local number = into.Handle
+                  host.close(number)
+                  listener:Accept(into)
+                  assert(into.Handle == number and host.isOpen(number))
+                  listener:Accept(nil)
+                  -- With nobody to accept, and without a socket, the variables lose what they had.
+                  into:Close()
+                  for _, socket in ipairs({ listener, into }) do
+                    local accepted, address, port = socket:Accept("old", 7, nil)
+                    assert(not accepted and address == "" and port == 0)
+                  end)"),
+              "");
 
-    Object bound = Bound(Udp());
-    SetHandle(bound, ::socket(AF_INET, SOCK_DGRAM, 0));
-    Call(bound, kBind, 0, GetSocketRecord(bound.Get()).BindAddress); // the only reference
-    EXPECT_EQ(Words(bound, "BindAddress"), "127.0.0.1");
+    REALobjectStruct *bound = ObjectOf(*running, "bound");
+    Does("setHandle(bound, host.socket(2, 2, 0))");
+    running->Call<void>(bound, "Bind(Port as Integer, IP as String)", 0,
+                        GetSocketRecord(bound).BindAddress); // the only reference
+    EXPECT_EQ(Does("return bound.BindAddress"), "127.0.0.1");
 }
 
 // Only -1 is no handle; what else can't be a descriptor is for the system to refuse.
 TEST_F(Socket, AHandleOfAHostSocketThatIsNoDescriptorIsRefusedByTheSystem)
 {
-    static int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
     static long handle;
-    Object socket(host::NewSocket("UDPSocket", descriptor));
+    Does("socket = host.udp()");
     FakeHost::Replace(host::Resolve);
     FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *value) {
         *value = handle;
         return 1UL;
     });
-    for (long number : {(1L << 32) + descriptor, -2L}) {
+    for (long number : {(1L << 32) + std::stol(Does("return socket.Handle")), -2L}) {
         handle = number;
-        auto query = [&] { Host().CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", socket.Get()); };
-        EXPECT_TRUE(Raised(query).ends_with("with error 9: Bad file descriptor")) << number;
+        EXPECT_TRUE(Does("socket:OptionTTLVYN()").ends_with("with error 9: Bad file descriptor")) << number;
     }
 }

@@ -6,10 +6,8 @@
 Counts repeat where times do not: callgrind counts a program with few and with many calls, and the difference is shared
 out over the calls.
 """
-import os
 import pathlib
 import re
-import statistics
 import subprocess
 import sys
 import tempfile
@@ -57,19 +55,6 @@ def each(host, library, operation):
     return (count(host, library, operation, MANY) - count(host, library, operation, FEW)) / (MANY - FEW)
 
 
-def log_line_that_is_off(library):
-    """The median cost of a line of the log while the log is off, in instructions from the load of the switch to the
-    next branch (the compiler may put other ones between); and the number of lines."""
-    text = run(["objdump", "--disassemble", "--no-show-raw-insn", library])
-    costs = []
-    code = [line.split("\t")[1].strip() for line in text.splitlines() if "\t" in line]
-    for place, instruction in enumerate(code):
-        if instruction.startswith("movzbl") and "<gDebugging>" in instruction:
-            costs += [i + 1 for i in range(1, 20) if code[place + i].startswith("j")][:1]
-    return statistics.median(costs), len(costs)
-
-
 if __name__ == "__main__":
     for line in sys.argv[3:] or OPERATIONS:
         print(f"{each(sys.argv[1], sys.argv[2], line):6.0f}  {line}")
-    print("{:6.0f}  a line of the log that is off ({} lines)".format(*log_line_that_is_off(sys.argv[2])))

@@ -19,9 +19,3 @@ class Instructions(unittest.TestCase):
                 print(f"{each:6.0f} of {bound:4}  {operation}")
                 self.assertGreater(each, bound * 0.5, "so few that something is not counted, or the bound is stale")
                 self.assertLessEqual(each, bound)
-
-    @unittest.skipUnless(platform.machine() == "x86_64", "what it reads is of that machine")
-    def test_a_line_of_the_log_that_is_off_costs_a_look_a_test_and_a_branch(self):
-        median, lines = instructions.log_line_that_is_off(os.environ["VYN_LIBRARY"])
-        self.assertGreater(lines, 50)
-        self.assertEqual(median, 3)

@@ -117,3 +117,7 @@ class Alone(unittest.TestCase):
             output, status = run(name, *arguments)
             self.assertRegex(output, re.compile(wanted, re.DOTALL), name)
             self.assertEqual(status, wanted_status, name)
+
+    def test_no_example_lacks_a_case(self):
+        cases = pathlib.Path(__file__).read_text(encoding="utf-8")
+        self.assertEqual([path.name for path in EXAMPLES.glob("*.lua") if f'("{path.name}"' not in cases], [])

@@ -138,6 +138,21 @@ balanced("accepting into a new object, into a given one, and nothing", function(
   wait(function() return ended end)
 end)
 
+balanced("the number that a program closed comes back by the next accept, and stays open", function()
+  local into = stream()
+  local number = into.Handle
+  local _, listener = support.connected()
+  host.close(number)
+  listener:Accept(into)
+  equal(into.Handle, number)
+  assert(host.isOpen(number))
+  -- Without a socket the variables lose what they had.
+  into:Close()
+  local accepted, from, fromPort = into:Accept("old", 7, nil)
+  equal(accepted, nil)
+  equal(from .. fromPort, "0")
+end)
+
 balanced("connecting and binding by raw address", function()
   local listener, port = listening()
   local bound = RAWSocketVYN(2, 2, 17)

@@ -15,17 +15,13 @@ struct HostKind {
 };
 constexpr HostKind hostKinds[] = {{2020.999, true}, {2021.0, true}, {2021.03, false}};
 
-class Array : public testing::TestWithParam<HostKind> {
+class Array : public OnHost, public testing::WithParamInterface<HostKind> {
   protected:
-    Array() : running({.version = GetParam().version})
+    void SetUp() override
     {
-        running.Start(REALPluginMain);
-        // The plugin takes the host for an older one than it is.
-        if (!GetParam().direct) gHostVersion = 2020.0;
+        StartHost({.version = GetParam().version});
+        if (!GetParam().direct) gHostVersion = 2020.0; // the plugin takes the host for an older one than it is
     }
-    void TearDown() override { EXPECT_EQ(running.Complaints(), ""); }
-
-    host::Host running;
 };
 
 template <typename Handle>
@@ -181,14 +177,14 @@ TEST_P(Array, AnIndexOutOfRangeRaisesAndChangesNothing)
         REALSetArrayValue(numbers, index, value);
         EXPECT_EQ(value, 5U);
         EXPECT_EQ(REALGetArrayInt(integers, index), 0);
-        Object taken(running.exceptions.TakePending());
+        Object taken(running->exceptions.TakePending());
         texts.insert(texts.end(), 3,
                      std::string("OutOfBoundsException: The parameter index  is too ") + (index < 0 ? "small" : "big") +
                          ". Range is 0 to 9, but value is " + std::to_string(index) + ".");
     }
-    ASSERT_EQ(running.exceptions.Raised().size(), texts.size());
+    ASSERT_EQ(running->exceptions.Raised().size(), texts.size());
     for (std::size_t i = 0; i < texts.size(); i++)
-        EXPECT_EQ(running.exceptions.Raised()[i].Text(), texts[i]);
+        EXPECT_EQ(running->exceptions.Raised()[i].Text(), texts[i]);
     for (long index = 0; index < 10; index++) {
         std::uint64_t value = 5;
         REALGetArrayValue(numbers, index, &value);

@@ -1,9 +1,7 @@
 // Declarations of class extensions rewritten as global methods, and the modules made of them.
-#include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbDebugHost.h"
-#include "Source/Utility/rbclassutil.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/OnHost.h"
+#include "Tests/Unit/Sample.h"
 
 #include <cstdlib>
 
@@ -16,37 +14,22 @@ std::string Take(char *text)
     return taken;
 }
 
-REALmoduleDefinition *registered; // the module that reached the host
-int methodsRegistered;            // and how many methods by themselves
-
-void *RegisterModule(REALmoduleDefinition *module)
+// The module that reached the host, and nothing else; null if it did not.
+REALmoduleDefinition *Module()
 {
-    return registered = module;
-}
-
-void StartHost(double version)
-{
-    FakeHost::Start(version, 11);
-    FakeHost::Provide("PluginRegisterModule", RegisterModule);
-    FakeHost::Provide("PluginRegisterMethod", [](REALmethodDefinition *) -> void * {
-        methodsRegistered++;
-        return nullptr;
-    });
-    registered = nullptr;
-    methodsRegistered = 0;
-    MyPluginStart("Network");
+    return registered == Lines{"Module"} ? static_cast<REALmoduleDefinition *>(last) : nullptr;
 }
 
 // Modules stay for ever by design; the leak check is to see what else is left.
 auto &built = *new std::vector<REALmoduleDefinition *>();
 
 void *const getter = reinterpret_cast<void *>(Take);
-void *const setter = reinterpret_cast<void *>(RegisterModule);
+void *const setter = reinterpret_cast<void *>(Get);
 
 // Registers the methods as a class extension on a host that takes modules. Result: the log.
 Lines RegisterExtension(std::vector<REALmethodDefinition> methods, const char *name = "SocketCore")
 {
-    StartHost(2013.0);
+    StartHost(2013.0, 11);
     REALclassDefinition extension = {
         .name = name, .methods = methods.data(), .methodCount = methods.size(), .flags = 4};
     auto log = CaptureLog([&] { MyREALRegisterClassExtension(&extension); });
@@ -86,13 +69,13 @@ TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
                                   {getter, nullptr, "Find(x as string) as integer", 0x40024, 0, nullptr},
                                   {nullptr, setter, "Level as integer", 0x4, 0, nullptr}});
     EXPECT_EQ(log, Lines({"Error: The method SocketCore.Level as integer has nil function."}));
-    ASSERT_NE(registered, nullptr);
-    EXPECT_EQ(gGeneratedModule, registered);
-    EXPECT_STREQ(registered->name, "SocketCoreNetworkExtensionVYN");
-    EXPECT_EQ(registered->version, 11U);
-    EXPECT_EQ(registered->flags, 4U);
-    EXPECT_EQ(registered->properties, gDebuggingProperty);
-    EXPECT_EQ(registered->propertyCount, 1U);
+    ASSERT_NE(Module(), nullptr);
+    EXPECT_EQ(gGeneratedModule, Module());
+    EXPECT_STREQ(Module()->name, "SocketCoreNetworkExtensionVYN");
+    EXPECT_EQ(Module()->version, 11U);
+    EXPECT_EQ(Module()->flags, 4U);
+    EXPECT_EQ(Module()->properties, gDebuggingProperty);
+    EXPECT_EQ(Module()->propertyCount, 1U);
 
     const REALmethodDefinition rows[] = {
         {setter, nullptr, "TTL(extends ref as SocketCore, assigns value as integer)", 0x14, 1, &attribute},
@@ -100,9 +83,9 @@ TEST(Declaration, ExtensionBecomesAModuleWithTheSetterFirst)
         {getter, nullptr, "Find(extends ref as SocketCore, x as string) as integer", 0x34, 0, nullptr},
         {setter, nullptr, "Level(extends ref as SocketCore, assigns value as integer)", 0x14, 0, nullptr},
     };
-    ASSERT_EQ(registered->methodCount, std::size(rows));
+    ASSERT_EQ(Module()->methodCount, std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); i++) {
-        const REALmethodDefinition &method = registered->methods[i], &wanted = rows[i];
+        const REALmethodDefinition &method = Module()->methods[i], &wanted = rows[i];
         EXPECT_STREQ(method.declaration, wanted.declaration);
         EXPECT_EQ(
             std::tie(method.function, method.setterFunction, method.flags, method.attributeCount, method.attributes),
@@ -116,8 +99,8 @@ TEST(Declaration, ExtensionNamesAreCapitalisedAndModuleNamesKeep99Characters)
     const std::string name = "l" + std::string(120, 'o');
     auto log = RegisterExtension({{getter, nullptr, "Refresh", 4, 0, nullptr}}, name.c_str());
     EXPECT_EQ(log.at(0), "Error: The class extension name " + name + " does not start with capital letter.");
-    ASSERT_NE(registered, nullptr);
-    EXPECT_EQ(registered->name, name.substr(0, 99));
+    ASSERT_NE(Module(), nullptr);
+    EXPECT_EQ(Module()->name, name.substr(0, 99));
 }
 
 // What was rewritten before the failure is released, as the leak check of the sanitiser build sees.
@@ -127,14 +110,14 @@ TEST(Declaration, DeclarationThatCantBeRewrittenLeavesTheExtensionOut)
     for (const char *declaration : {static_cast<const char *>(nullptr), tooLong.c_str()}) {
         RegisterExtension(
             {{getter, setter, "TTL as integer", 4, 0, nullptr}, {nullptr, setter, declaration, 4, 0, nullptr}});
-        EXPECT_EQ(registered, nullptr);
+        EXPECT_EQ(Module(), nullptr);
     }
     gDebugging = true;
     EXPECT_EQ(CaptureLog([&] { std::free(AddClassParameterAssign(tooLong.c_str(), "C")); }),
               Lines({"VYN Debug: Error: Keine Klammer in der Deklaration " + tooLong.substr(0, 999)}));
     auto log = RegisterExtension({{nullptr, nullptr, "Refresh", 4, 0, nullptr}});
     EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for method definitions.");
-    EXPECT_EQ(registered, nullptr);
+    EXPECT_EQ(Module(), nullptr);
     EXPECT_EQ(RegisterExtension({}), Lines());
 }
 
@@ -150,14 +133,14 @@ TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
     };
     for (auto registration : registrations) {
         for (long nth = 1, failed = true; failed; nth++) {
-            StartHost(2013.0);
+            StartHost(2013.0, 11);
             Lines log = CaptureLog([&] {
                 faults::FailAllocation(nth);
                 registration(extension);
                 failed = faults::AllocationFailed();
                 faults::FailAllocation(0);
             });
-            EXPECT_EQ(registered == nullptr, failed) << "allocation " << nth;
+            EXPECT_EQ(Module() == nullptr, failed) << "allocation " << nth;
             if (nth <= 2) {
                 std::string what = nth == 1 ? "module definition." : "method definitions.";
                 EXPECT_EQ(log.back(), "VYN Debug: Warning: Failed to allocate memory for " + what);
@@ -170,25 +153,24 @@ TEST(Declaration, WithoutMemoryTheModuleIsLeftOut)
 TEST(Declaration, MethodTableIsOneModuleOnHostsThatTakeModules)
 {
     std::vector<REALmethodDefinition> table(24, {getter, nullptr, "Go", 4, 0, nullptr});
-    for (auto [version, methods] : {std::pair(2012.999, 24), {3000.0, 24}, {2999.999, 0}, {2013.0, 0}}) {
-        StartHost(version);
+    for (auto [version, methods] : {std::pair(2012.999, 24U), {3000.0, 24}, {2999.999, 0}, {2013.0, 0}}) {
+        StartHost(version, 11);
         MyREALRegisterMethodArray(table.data(), table.size());
         built.push_back(gGeneratedModule);
-        EXPECT_EQ(methodsRegistered, methods) << version;
-        EXPECT_EQ(registered != nullptr, methods == 0) << version;
+        EXPECT_EQ(registered, methods == 0 ? Lines{"Module"} : Lines(methods, "Method")) << version;
         EXPECT_EQ(table[23].flags, 4U);
     }
-    ASSERT_NE(registered, nullptr);
-    EXPECT_STREQ(registered->name, "NetworkGlobalsVYN");
-    EXPECT_EQ(registered->version, 11U);
-    EXPECT_EQ(registered->flags, 4U);
-    ASSERT_EQ(registered->methodCount, 24U);
-    EXPECT_EQ(registered->methods[23].flags, 0x14U);
-    EXPECT_EQ(registered->methods[23].function, getter);
-    EXPECT_EQ(registered->properties, gDebuggingProperty);
+    ASSERT_NE(Module(), nullptr);
+    EXPECT_STREQ(Module()->name, "NetworkGlobalsVYN");
+    EXPECT_EQ(Module()->version, 11U);
+    EXPECT_EQ(Module()->flags, 4U);
+    ASSERT_EQ(Module()->methodCount, 24U);
+    EXPECT_EQ(Module()->methods[23].flags, 0x14U);
+    EXPECT_EQ(Module()->methods[23].function, getter);
+    EXPECT_EQ(Module()->properties, gDebuggingProperty);
 
-    StartHost(2013.0);
+    StartHost(2013.0, 11);
     auto log = CaptureLog([&] { MyREALRegisterMethodArray(table.data(), 0); });
     EXPECT_EQ(log, Lines({"Warning: A method array registered with count = 0."}));
-    EXPECT_EQ(registered, nullptr);
+    EXPECT_EQ(Module(), nullptr);
 }

@@ -1,8 +1,8 @@
-// The scenario with one thing failing, of the host or of the system: every entry missing in turn; every call of the
-// host, every allocation and every system call failing in turn.
+// The program of scenario.lua with one thing failing, of the host or of the system: every entry missing in turn; every
+// call of the host, every allocation and every system call failing in turn.
 #include "Source/Utility/rbDebug.h"
+#include "Tests/Shared/Program.h"
 #include "Tests/Unit/Faults.h"
-#include "Tests/Unit/Scenario.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -10,11 +10,86 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <set>
-
-using scenario::Scenario;
-using scenario::Step;
+#include <sys/mman.h>
 
 namespace {
+
+struct Step {
+    std::string name, expected;
+};
+
+// What is wrong with what a step saw, or with the exception that ended it; "" for nothing.
+using Look = std::function<std::string(const Step &step, const std::string &seen)>;
+
+// The number of the step that runs, where the parent of a process that crashed finds it.
+auto &where = *static_cast<std::size_t *>(
+    mmap(nullptr, sizeof(std::size_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
+class Scenario : public program::Program {
+  public:
+    explicit Scenario(const host::Options &options = {}) : Program(options)
+    {
+        // By a name so short that a place in it needs no memory.
+        EXPECT_EQ(Does("local file <close> = io.open('" TESTS
+                       "/Unit/scenario.lua') assert(load(file:read('a'), '=steps'))()"),
+                  "");
+        steps.resize(std::stoul(Does("return #steps")) - (program::Emulated() ? 2 : 0));
+        for (std::size_t i = 0; i < steps.size(); i++) {
+            std::string step = "return steps[" + std::to_string(i + 1) + "]";
+            steps[i] = {Does((step + "[1]").c_str()), Does((step + "[3]").c_str())};
+        }
+    }
+
+    // Runs all steps, while that fails which `before` makes fail. Result: what is wrong.
+    std::string Run(const Look &look, const std::function<void()> &before = {})
+    {
+        open = program::OpenDescriptors();
+        std::string wrong = Does("last = 0");
+        if (before) before();
+        for (where = 1; where <= steps.size(); where++)
+            wrong += look(steps[where - 1], Does("return run()"));
+        where = 0;
+        faults.FailEntry(0);
+        faults::FailAllocation(0);
+        faults::FailSystemCall(0, 0);
+        return wrong;
+    }
+
+    // Ends the program. Result: what is not back then, "" for nothing.
+    std::string End()
+    {
+        std::string wrong = program::OpenDescriptors() == open ? "" : "descriptors differ\n";
+        return wrong + Program::End();
+    }
+
+    // Runs all steps with nothing failing, when each sees what it should, and ends the program. Result: what is wrong.
+    std::string Finish()
+    {
+        std::string wrong = Run([](const Step &step, const std::string &seen) {
+            return seen == step.expected ? "" : step.name + ": " + seen + "\n";
+        });
+        return wrong + End();
+    }
+
+  private:
+    std::vector<Step> steps;
+    std::vector<int> open; // descriptors before the steps
+};
+
+// What a run of a sweep answers when there is no such thing to fail.
+constexpr char kNoSuch[] = "there are not so many";
+
+// Fails the first thing, the second and so on in a process each, until there are not so many. The run answers what was
+// wrong. Result: how many failed. Under an emulator a sample is enough.
+long Sweep(const std::function<std::string(long nth)> &run)
+{
+    for (long nth = 1, failed = 0;; nth += program::Emulated() ? 7 : 1, failed++) {
+        std::string said = program::InChild([&] { return run(nth); });
+        if (said == kNoSuch) return failed;
+        EXPECT_EQ(said, "") << "number " << nth << ", in step " << where;
+        if (testing::Test::HasFailure()) return failed;
+    }
+}
 
 // A host without one of these has no counts, and no account of references can balance.
 bool CountsReferences(const std::string &entry)
@@ -67,8 +142,8 @@ TEST(HostFault, EveryEntryMissingInTurn)
         return std::pair(wrong, scenario.End());
     };
     const host::Entries entries = host::AllEntries();
-    long removed = scenario::Sweep([&](long nth) -> std::string {
-        if (static_cast<std::size_t>(nth) > entries.size()) return scenario::kNoSuch;
+    long removed = Sweep([&](long nth) -> std::string {
+        if (static_cast<std::size_t>(nth) > entries.size()) return kNoSuch;
         std::string name(std::next(entries.begin(), nth - 1)->first);
         auto [wrong, left] = run({.without = {name}}, silent.contains(name));
         if (!CountsReferences(name)) wrong += left; // but it must not crash
@@ -89,7 +164,7 @@ TEST_P(EveryHostCall, FailsOrThrowsInTurn)
 {
     auto [version, throws] = GetParam();
     Scenario scenario({.version = version});
-    long calls = scenario::Sweep([&](long nth) {
+    long calls = Sweep([&](long nth) {
         const char *name = nullptr;
         auto look = [&](const Step &step, const std::string &seen) {
             name = scenario.faults.Failed();
@@ -97,7 +172,7 @@ TEST_P(EveryHostCall, FailsOrThrowsInTurn)
                                                                                      : "";
         };
         std::string wrong = scenario.Run(look, [&, throws = throws] { scenario.faults.FailEntry(nth, throws); });
-        return name != nullptr ? wrong + scenario.End() : scenario::kNoSuch;
+        return name != nullptr ? wrong + scenario.End() : kNoSuch;
     });
     EXPECT_GT(calls, 10);
     std::printf("host calls %s: %ld\n", throws ? "that threw" : "failed", calls);
@@ -111,14 +186,14 @@ TEST(SystemFault, EveryAllocationFailingInTurn)
     Scenario scenario;
     for (bool andAllLater : {false, true}) {
         gDebugging = !andAllLater; // which changes nothing of what a program sees
-        long count = scenario::Sweep([&](long nth) {
+        long count = Sweep([&](long nth) {
             bool failed = false;
             auto look = [&](const Step &step, const std::string &seen) {
                 failed = failed || faults::AllocationFailed();
                 return step.name == "names" && seen.find("Exception: ") != std::string::npos ? seen : "";
             };
             std::string wrong = scenario.Run(look, [&] { faults::FailAllocation(nth, andAllLater); });
-            return failed ? wrong + scenario.Finish() : scenario::kNoSuch;
+            return failed ? wrong + scenario.Finish() : kNoSuch;
         });
         EXPECT_GT(count, 10);
         std::printf("allocations failed%s: %ld\n", andAllLater ? ", and all later ones" : "", count);
@@ -134,7 +209,7 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
     Scenario scenario;
     for (int error : errors) {
         gDebugging = !gDebugging;
-        total += scenario::Sweep([&](long nth) -> std::string {
+        total += Sweep([&](long nth) -> std::string {
             bool failed = false;
             std::string place;
             auto look = [&](const Step &step, const std::string &seen) -> std::string {
@@ -151,7 +226,7 @@ TEST(SystemFault, EverySystemCallFailingInTurn)
                 return place + " gave " + seen + "\n";
             };
             std::string wrong = scenario.Run(look, [&] { faults::FailSystemCall(nth, error); });
-            if (!failed) return scenario::kNoSuch;
+            if (!failed) return kNoSuch;
             wrong += scenario.Finish();
             return wrong.empty() ? wrong : place + ": " + wrong;
         });

@@ -33,15 +33,21 @@ local function words(socket, datagram)
     #(datagram.rawAddress or "")))
 end
 
-local function eventsOf(socket, read)
-  local receiver, port = bound(socket)
-  local seen = {}
-  for _, event in ipairs({ "DataAvailable", "SendComplete", "Error" }) do
-    receiver[event] = function() seen[#seen + 1] = event .. (event == "DataAvailable" and " " .. read() or "") end
+local EVENTS = "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete"
+
+-- A step that sees the events of a socket which sends to itself.
+local function eventsOf(make, read)
+  return function()
+    local socket, seen = make(), {}
+    local _, port = bound(socket)
+    function socket:DataAvailable() seen[1] = "DataAvailable " .. words(self, self[read](self)) end
+    for _, event in ipairs({ "SendComplete", "Error" }) do
+      socket[event] = function() seen[#seen + 1] = event end
+    end
+    socket:SendMessage("event", "127.0.0.1", port)
+    for _ = 1, 3 do host.step() end
+    return table.concat(seen, " ")
   end
-  receiver:SendMessage("event", "127.0.0.1", port)
-  for _ = 1, 3 do host.step() end
-  return table.concat(seen, " ")
 end
 
 local OPTIONS = { "TypeOfService", "TimeToLive", "MulticastTimeToLive", "MulticastLoop", "ReuseAddress", "ReusePort",
@@ -95,15 +101,9 @@ steps = {
 
   { "send nothing", function() return UDPSocketVYN():SendMessage(nil) end, "NilObjectException: Datagram is nil" },
 
-  { "events", function()
-    local socket = UDPSocketVYN()
-    return eventsOf(socket, function() return words(socket, socket:Read()) end)
-  end, "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete" },
+  { "events", eventsOf(UDPSocketVYN, "Read"), EVENTS },
 
-  { "events of a raw socket", function()
-    local socket = raw(DATAGRAM)
-    return eventsOf(socket, function() return words(socket, socket:ReadDatagram()) end)
-  end, "DataAvailable event from 127.0.0.1, 16 bytes of address (0) SendComplete" },
+  { "events of a raw socket", eventsOf(function() return raw(DATAGRAM) end, "ReadDatagram"), EVENTS },
 
   { "options", function()
     local socket, seen = UDPSocketVYN(), {}

@@ -60,12 +60,6 @@ std::string Program::End()
     return Complaints();
 }
 
-bool Emulated()
-{
-    static const bool emulated = std::getenv("VYN_EMULATED") != nullptr;
-    return emulated;
-}
-
 std::vector<int> OpenDescriptors()
 {
     std::vector<int> open; // and the one that is read here

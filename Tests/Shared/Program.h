@@ -5,6 +5,7 @@
 #include "Host/Runtime/Host.h"
 #include "Host/Script/Lua.h"
 
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -30,7 +31,7 @@ class Program : public host::Host {
 
 // Whether an emulator of another machine runs this: it is slow, its select takes no descriptor above 1,023, and it
 // lacks MulticastInterface and the clearing of IP options.
-bool Emulated();
+inline const bool emulated = std::getenv("VYN_EMULATED") != nullptr;
 
 // Descriptors of this process that are open.
 std::vector<int> OpenDescriptors();

@@ -2,7 +2,9 @@
 // one thread; the small one in C allows more, as long as no two use the same value.
 #include "Examples/host.h"
 #include "Source/Plugins/Network/BaseSocket.h"
+#include "Source/SDK/GlueCode/HostOperations.h"
 #include "Source/SDK/GlueCode/PluginMain.h"
+#include "Source/Utility/rbUtil.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -11,31 +13,21 @@
 
 namespace {
 
-template <typename Function>
-Function Entry(const char *name)
-{
-    return reinterpret_cast<Function>(host_resolve(name));
-}
-
 struct Text {
-    explicit Text(const std::string &text)
-        : handle(Entry<REALstringStruct *(*)(const char *, int, unsigned int)>("REALBuildStringWithEncoding")(
-              text.data(), static_cast<int>(text.size()), kEncodingUTF8))
-    {
-    }
-    ~Text() { Entry<void (*)(REALstringStruct *)>("REALUnlockString")(handle); }
+    explicit Text(const char *text) : handle(CString2RB(text, kEncodingUTF8)) {}
+    ~Text() { REALUnlockString(handle); }
     Text(const Text &) = delete;
     REALstringStruct *handle;
 };
 
 // A socket on a free loopback port.
 struct Peer {
-    Peer() : object(Entry<REALobjectStruct *(*)(const char *)>("PluginNewInstance")("UDPSocketVYN"))
+    Peer() : object(REALnewInstance("UDPSocketVYN"))
     {
         reinterpret_cast<void (*)(REALobjectStruct *)>(host_method("UDPSocketVYN", "Constructor"))(object);
         Bind(object, 0, Text("127.0.0.1").handle);
     }
-    ~Peer() { Entry<void (*)(REALobjectStruct *)>("REALUnlockObject")(object); }
+    ~Peer() { REALUnlockObject(object); }
     int FD() const { return Descriptor(GetSocketRecord(object)); }
     Peer(const Peer &) = delete;
     REALobjectStruct *object;

@@ -42,7 +42,7 @@ TEST_F(Decode, EveryThreeByteString)
     GuardedMemory memory(3);
     unsigned char *text = memory.Last(3);
     long wrong = 0;
-    const unsigned int step = program::Emulated() ? 37 : 1;
+    const unsigned int step = program::emulated ? 37 : 1;
     for (unsigned int bytes = 0; bytes < 0x1000000; bytes += step) {
         for (int i = 0; i < 3; i++)
             text[i] = static_cast<unsigned char>(bytes >> (8 * (2 - i)));

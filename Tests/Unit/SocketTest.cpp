@@ -310,6 +310,9 @@ TEST_F(Socket, AHandleOfAHostSocketThatIsNoDescriptorIsRefusedByTheSystem)
 {
     static long handle;
     Does("socket = host.udp()");
+    EXPECT_THROW(running->CallShared<long>("OptionTTLVYN(extends s as SocketCore) as Integer", nullptr),
+                 host::Exception);
+    EXPECT_EQ(running->exceptions.Raised().back().Text(), "NilObjectException: Socket is nil");
     FakeHost::Replace(host::Resolve);
     FakeHost::Provide("REALGetPropValueInteger", [](REALobjectStruct *, const char *, long *value) {
         *value = handle;

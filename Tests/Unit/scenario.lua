@@ -1,5 +1,5 @@
--- One program over everything that the library offers, as a table of steps: what is done, and what a program sees of it.
--- The sweeps run it again and again, each time with one thing failing.
+-- One program over everything that the library offers, as a table of steps: what is done, and what a program sees of
+-- it. The sweeps run it again and again, each time with one thing failing.
 --
 -- A step makes what it needs, so that any step may fail and the next ones still run. What it sees is text without
 -- anything that changes from run to run.
@@ -74,7 +74,8 @@ steps = {
     waitFor(receiver, 1)
     return sent, told(receiver, receiver.AvailableBytes), words(receiver, receiver:Read(true)),
       words(receiver, receiver:Read()), words(receiver, receiver:Read())
-  end, "5 (0) 5 (0) hello from 127.0.0.1, 16 bytes of address (0) hello from 127.0.0.1, 16 bytes of address (0) nil (-1)" },
+  end, "5 (0) 5 (0) hello from 127.0.0.1, 16 bytes of address (0) \z
+    hello from 127.0.0.1, 16 bytes of address (0) nil (-1)" },
 
   { "send in other forms", function()
     local receiver, port = bound(UDPSocketVYN())
@@ -125,15 +126,16 @@ steps = {
     local listening = told(listener, "listening")
     local client = raw(STREAM)
     local connected, message = client:Connect("localhost", port)
-    local connecting = told(client, connected and client.LocalIP or message)
+    local connecting = told(client, connected and "connected" or message)
     local peer, from = listener:Accept(nil)
     local accepting = told(listener, from)
     if not peer then return listening, connecting, accepting end
     local sent = told(client, client:Send(MemoryBlock("stream"), 6, 0x4000))
     waitFor(peer, 6)
     local function bytes(block) return told(peer, block and block:bytes()) end
-    return listening, connecting, accepting, sent, bytes(peer:Read(3, true)), bytes(peer:ReadAll()), client:Close()
-  end, "listening (0) 127.0.0.1 (-1) 127.0.0.1 (0) 6 (0) str (0) stream (0)" },
+    return listening, connecting, accepting, sent, bytes(peer:Read(3, true)), bytes(peer:ReadAll()),
+      told(client, client.LocalIP), client:Close()
+  end, "listening (0) connected (0) 127.0.0.1 (0) 6 (0) str (0) stream (0) 127.0.0.1 (-1)" },
 
   { "raw addresses", function()
     local function address(port) return MemoryBlock(string.pack("=I2>I2", 2, port) .. "\127\0\0\1" .. ("\0"):rep(8)) end
@@ -181,7 +183,7 @@ steps = {
 
 function host.onError() end -- of what a handler meets
 
--- Runs the step after the last one, and lets its objects go. Answers what it saw, or the exception that ended it.
+-- Runs the step after the last one and lets its objects go. Answers what it saw, or the exception that ended it.
 function run()
   last = last + 1
   local function text(ok, ...)

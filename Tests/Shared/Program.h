@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,8 @@ class Program : public host::Host {
   public:
     explicit Program(const host::Options &options = {});
 
-    // Runs a piece of the program. Result: its value as text, "" for nil, or the exception that ended
-    // it, as "Class: message".
+    // Runs a piece of the program. Result: its value as text, "" for nil; or the exception that ended it, as
+    // "Class: message".
     std::string Does(const char *piece);
 
     // Ends the program. Result: what is not back then, "" for nothing.

@@ -156,8 +156,8 @@ INSTANTIATE_TEST_SUITE_P(HostFault, EveryHostCall,
 // hand here.
 TEST_P(EveryHostCall, FailsOrThrowsInTurn)
 {
-    auto [version, throws] = GetParam();
-    Scenario scenario({.version = version});
+    const bool throws = GetParam().second;
+    Scenario scenario({.version = GetParam().first});
     long calls = Sweep([&](long nth) {
         const char *name = nullptr;
         auto look = [&](const Step &step, const std::string &seen) {
@@ -165,7 +165,7 @@ TEST_P(EveryHostCall, FailsOrThrowsInTurn)
             return name != nullptr && seen == std::string("std::exception: ") + name ? step.name + ": came through\n"
                                                                                      : "";
         };
-        std::string wrong = scenario.Run(look, [&, throws = throws] { scenario.faults.FailEntry(nth, throws); });
+        std::string wrong = scenario.Run(look, [&] { scenario.faults.FailEntry(nth, throws); });
         return name != nullptr ? wrong + scenario.End() : kNoSuch;
     });
     EXPECT_GT(calls, 10);

@@ -27,6 +27,7 @@ REALobjectStruct *ObjectOf(const program::Program &program, const char *name)
 
 class Socket : public OnHost {
   protected:
+    // Starts a program that has "support", as the acceptance scripts, and a few functions more.
     void Begin(const host::Options &options = {})
     {
         StartHost(options);
@@ -100,9 +101,9 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
 // Whatever the process prints must not reach a peer. A handle of 0 is none to be closed.
 TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
 {
-    for (auto [stream, stays] : {std::pair("0", "true"), {"1", "false"}, {"2", "false"}}) {
+    for (const auto &row : {std::pair("0", "true"), {"1", "false"}, {"2", "false"}}) {
         EXPECT_EQ(program::InChild([&] {
-                      Does((std::string("stream = ") + stream).c_str());
+                      Does((std::string("stream = ") + row.first).c_str());
                       return Does(R"(
                           local client, listener = support.connected()
                           local into = raw(2)
@@ -118,8 +119,8 @@ TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
                           return stays)") +
                              std::to_string(faults::inheritable);
                   }),
-                  stays + std::string("0"))
-            << stream;
+                  row.second + std::string("0"))
+            << row.first;
     }
 }
 
@@ -284,8 +285,8 @@ TEST_F(Socket, DescriptorsAtTheEndOfTheKeptSetsArePolled)
 TEST_F(Socket, ADatagramBetweenQueryAndReceiveIsNeitherLostNorCut)
 {
     static program::Program *sending;
-    sending = &*running;
     Does("socket = UDPSocketVYN() socket:Bind(0, '127.0.0.1')");
+    sending = &*running;
     faults::afterQuery = [] { sending->Does("socket:SendMessage('whole', '127.0.0.1', socket.LocalPort)"); };
     for (const char *wanted : {"", "whole", ""})
         EXPECT_EQ(Does("local datagram = socket:Read() return datagram and datagram.Data"), wanted);

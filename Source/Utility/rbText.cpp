@@ -222,12 +222,11 @@ Unit *rbText::Own(View<Unit> &view, long units)
     return view.buffer.get();
 }
 
-// Puts a copy of the view's text, with a zero after it, in its place.
+// Puts a copy of the host's text, with a zero after it, in its place.
 template <typename Unit>
 void rbText::CopyText(View<Unit> &view)
 {
     const void *text = view.text;
-    MemoryOwner<Unit> previous = std::move(view.buffer); // which may have the text
     Unit *copy = Own(view, view.length);
     if (copy != nullptr) std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
 }

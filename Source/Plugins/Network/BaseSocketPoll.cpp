@@ -45,13 +45,18 @@ Readiness Select(int fd)
         sets = largeSets.get();
     }
     unsigned long *read = sets, *write = read + stride, *exception = write + stride;
-    read[word] = write[word] = exception[word] = bit;
+    struct Bits {
+        unsigned long *read, *write, *exception;
+        std::size_t word;
+        void Set(unsigned long value) const { read[word] = write[word] = exception[word] = value; }
+        ~Bits() { Set(0); } // also where the thread is cancelled in select
+    } bits = {read, write, exception, word};
+    bits.Set(bit);
     auto set = [](unsigned long *words) { return reinterpret_cast<fd_set *>(words); };
     timeval noTime = {0, 0};
     Readiness ready;
     if (select(fd + 1, set(read), set(write), set(exception), &noTime) > 0)
         ready = {(read[word] & bit) != 0, (write[word] & bit) != 0, (exception[word] & bit) != 0};
-    read[word] = write[word] = exception[word] = 0;
     return ready;
 }
 

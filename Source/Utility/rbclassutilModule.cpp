@@ -149,12 +149,13 @@ bool RewriteMethods(const REALclassDefinition &extension, REALmethodDefinition *
         } halves[] = {{method.setterFunction, AddClassParameterAssign}, {method.function, AddClassParameter}};
         for (auto [function, rewrite] : halves) {
             if (function == nullptr) continue;
+            char *declaration = rewrite(method.declaration, extension.name);
+            if (declaration == nullptr) return false;
             *target = method;
             target->function = function;
             target->setterFunction = nullptr;
-            target->declaration = rewrite(method.declaration, extension.name);
-            target->flags |= kScopeGlobal;
-            if (target++->declaration == nullptr) return false;
+            target->declaration = declaration;
+            target++->flags |= kScopeGlobal;
         }
     }
     return true;

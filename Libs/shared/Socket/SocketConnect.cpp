@@ -24,8 +24,8 @@ static void Report(ErrorText &errorText, const char *format, int error)
     TRACE(errorText);
 }
 
-// The addresses of both families; null, and the reason in `errorMessage`, when there are none.
-static AddressList Resolve(std::string &errorMessage, const char *host, int port, int socketType, int protocol)
+// Asks for the addresses of both families. Result: whether the resolver answered; if not, the reason.
+static bool Resolve(std::string &message, AddressList &list, const char *host, int port, int socketType, int protocol)
 {
     char portText[20];
     std::snprintf(portText, sizeof portText, "%d", port);
@@ -34,12 +34,13 @@ static AddressList Resolve(std::string &errorMessage, const char *host, int port
     hints.ai_protocol = protocol;
     addrinfo *found = nullptr;
     int code = getaddrinfo(host, portText, &hints, &found);
-    if (code == 0) return AddressList(found, freeaddrinfo);
+    if (code == 0) list.reset(found);
+    if (code == 0) return true;
     TRACE("getaddrinfo", code);
     std::string reason = gai_errorstring(code);
     TRACE("error message", reason.c_str());
-    errorMessage = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
-    return AddressList(nullptr, freeaddrinfo);
+    message = "Failed to parse IP or resolve hostname" + (reason.empty() ? "." : ": " + reason);
+    return false;
 }
 
 static bool HasFamily(const addrinfo *entry, int family)
@@ -84,8 +85,8 @@ static bool IsWanted(int family, SocketProtocolPreference preference)
 bool ConnectSocket(std::string &errorMessage, const char *host, int port, int &sock, bool nonBlocking, bool &inProgress,
                    int &family, int socketType, int protocol, SocketProtocolPreference preference)
 {
-    AddressList list = Resolve(errorMessage, host, port, socketType, protocol);
-    if (list == nullptr) return false;
+    AddressList list(nullptr, freeaddrinfo);
+    if (!Resolve(errorMessage, list, host, port, socketType, protocol)) return false;
     LogAddInfo(list.get());
     preference = UsablePreference(list.get(), preference);
 

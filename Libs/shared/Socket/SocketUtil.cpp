@@ -233,8 +233,7 @@ std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTR
 std::string sockaddr_to_text(const sockaddr *address)
 {
     char text[INET6_ADDRSTRLEN];
-    std::size_t length = sockaddr_to_text(address, text);
-    return std::string(text, length);
+    return std::string(text, sockaddr_to_text(address, text));
 }
 
 void LogAddress(const char *label, const sockaddr *address)
@@ -242,7 +241,7 @@ void LogAddress(const char *label, const sockaddr *address)
     char text[INET6_ADDRSTRLEN];
     sockaddr_to_text(address, text);
     LogMessage(label, text);
-    LogMessage("port", ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port));
+    LogMessage("port", *text != 0 ? ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port) : 0);
 }
 
 in_addr_t text_to_ipv4(const char *text)

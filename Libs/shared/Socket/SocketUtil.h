@@ -114,7 +114,7 @@ int ParseSocketAddressIPv6(sockaddr_union &record, const char *text, int port);
 std::string sockaddr_to_text(const sockaddr *address);
 std::size_t sockaddr_to_text(const sockaddr *address, char (&text)[INET6_ADDRSTRLEN]);
 
-// Two lines of the debug log: an address of either family as text under the label, and its port.
+// Two lines of the debug log: an address as text under the label, and its port; "" and 0 for null and other families.
 void LogAddress(const char *label, const sockaddr *address);
 
 // The address of an IPv4 text in network byte order, as inet_addr reads it: INADDR_NONE for anything else.

@@ -283,13 +283,12 @@ void rbText::Decode(View<Unit> &view)
     failed = false;
 }
 
-static unsigned short SwapBytes(unsigned short unit)
+template <typename Unit>
+static Unit SwapBytes(Unit unit)
 {
-    return __builtin_bswap16(unit);
-}
-static unsigned int SwapBytes(unsigned int unit)
-{
-    return __builtin_bswap32(unit);
+    auto bytes = reinterpret_cast<unsigned char *>(&unit);
+    std::reverse(bytes, bytes + sizeof unit);
+    return unit;
 }
 
 // Swaps the bytes of a text in the other byte order, and skips leading byte order marks.
@@ -299,8 +298,7 @@ void rbText::FixByteOrder(View<Unit> &view, Unit swappedMark)
     if (view.length > 0 && view.text[0] == swappedMark) {
         TRACE("String is Little Endian. Swap.");
         if (view.buffer == nullptr) CopyText(view);
-        std::transform(view.text, view.text + view.length, view.buffer.get(),
-                       [](Unit unit) { return SwapBytes(unit); });
+        std::transform(view.text, view.text + view.length, view.buffer.get(), SwapBytes<Unit>);
     }
     for (Unit mark : {Unit{0xFEFF}, Unit{0xFFFE}}) {
         if (view.length == 0 || view.text[0] != mark) return;

@@ -101,9 +101,8 @@ long DecodeUTF16(const unsigned short *text, long count, unsigned int *out)
             continue;
         }
         unsigned int next = UnitAt(text, ++i);
-        if (unit < 0xDC00 && IsSurrogate(next) && next >= 0xDC00) { // a high one and a low one
-            *out++ = (unit - 0xD800) * 1024 + (next - 0xDC00) + 0x10000;
-        }
+        bool isPair = unit < 0xDC00 && next >= 0xDC00 && IsSurrogate(next); // a high one and a low one
+        if (isPair) *out++ = (unit - 0xD800) * 1024 + (next - 0xDC00) + 0x10000;
     }
     return out - start;
 }

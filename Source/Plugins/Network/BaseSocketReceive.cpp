@@ -105,8 +105,7 @@ long AvailableBytes(REALobjectStruct *object, long)
     if (socket == nullptr) return 0;
 
     std::int64_t size;
-    int error = ErrorOf(QuerySize(*socket, size));
-    FinishOperation(*socket, error, "errno");
+    FinishOperation(*socket, ErrorOf(QuerySize(*socket, size)), "errno");
     if (size != 0) TRACE("size", size);
     return size;
 }

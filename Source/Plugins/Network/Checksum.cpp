@@ -72,16 +72,16 @@ struct Lanes128 {
     __m128i lanes = {};
 };
 
-#define AVX2 __attribute__((target("avx2")))
+#define TARGET_AVX2 __attribute__((target("avx2")))
 struct Lanes256 {
-    AVX2 void Add(const unsigned char *bytes)
+    TARGET_AVX2 void Add(const unsigned char *bytes)
     {
         const __m256i bias = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
         __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
         lanes = _mm256_add_epi32(lanes, _mm256_madd_epi16(_mm256_xor_si256(words, bias), ones));
     }
-    AVX2 void Add(const Lanes256 &other) { lanes = _mm256_add_epi32(lanes, other.lanes); }
-    AVX2 std::uint64_t Sum() const
+    TARGET_AVX2 void Add(const Lanes256 &other) { lanes = _mm256_add_epi32(lanes, other.lanes); }
+    TARGET_AVX2 std::uint64_t Sum() const
     {
         Lanes128 low = {_mm256_castsi256_si128(lanes)}, high = {_mm256_extracti128_si256(lanes, 1)};
         return low.Sum() + high.Sum();
@@ -122,7 +122,7 @@ std::uint64_t SumWordsSSE2(const unsigned char *bytes, std::size_t count)
     return sum + SumWordsPortable(bytes, count);
 }
 
-AVX2 std::uint64_t SumWordsAVX2(const unsigned char *bytes, std::size_t count)
+TARGET_AVX2 std::uint64_t SumWordsAVX2(const unsigned char *bytes, std::size_t count)
 {
     std::uint64_t sum = SumVectors<Lanes256>(bytes, count);
     _mm256_zeroupper(); // GCC leaves it out before this call, and SSE2 is slow on some machines without

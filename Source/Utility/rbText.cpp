@@ -201,7 +201,7 @@ void rbText::UseHostData(View<Unit> &view)
     if (data == nullptr || length <= 0) return;
     view.length = length;
     view.text = static_cast<const Unit *>(data);
-    if (reinterpret_cast<std::uintptr_t>(data) % alignof(Unit) != 0) CopyText(view);
+    if (reinterpret_cast<std::uintptr_t>(data) % alignof(Unit) != 0) CopyHostData(view);
 }
 
 template <typename Unit>
@@ -222,13 +222,12 @@ Unit *rbText::Own(View<Unit> &view, long units)
     return view.buffer.get();
 }
 
-// Puts a copy of the host's text, with a zero after it, in its place.
+// Puts a copy of the host's data, with a zero after it, in its place.
 template <typename Unit>
-void rbText::CopyText(View<Unit> &view)
+void rbText::CopyHostData(View<Unit> &view)
 {
-    const void *text = view.text;
     Unit *copy = Own(view, view.length);
-    if (copy != nullptr) std::memcpy(copy, text, static_cast<std::size_t>(view.length) * sizeof(Unit));
+    if (copy != nullptr) std::memcpy(copy, view.data.data, static_cast<std::size_t>(view.length) * sizeof(Unit));
 }
 
 // A host may hand out text without a zero after it.
@@ -237,7 +236,7 @@ void rbText::Terminate(View<Unit> &view)
 {
     if (view.length < 1 || view.text[view.length] == 0) return;
     TRACE("String is not zero terminated. Fixed.");
-    CopyText(view);
+    CopyHostData(view);
 }
 
 const rbText::View<char> &rbText::ConvertBytes(View<char> &view, unsigned int code)
@@ -297,7 +296,7 @@ void rbText::FixByteOrder(View<Unit> &view, Unit swappedMark)
 {
     if (view.length > 0 && view.text[0] == swappedMark) {
         TRACE("String is Little Endian. Swap.");
-        if (view.buffer == nullptr) CopyText(view);
+        if (view.buffer == nullptr) CopyHostData(view);
         std::transform(view.text, view.text + view.length, view.buffer.get(), SwapBytes<Unit>);
     }
     for (Unit mark : {Unit{0xFEFF}, Unit{0xFFFE}}) {

@@ -106,7 +106,7 @@ class rbText {
     template <typename Unit>
     void UseHostData(View<Unit> &view);
     template <typename Unit>
-    void CopyText(View<Unit> &view);
+    void CopyHostData(View<Unit> &view);
     template <typename Unit>
     void Terminate(View<Unit> &view);
     template <typename Unit>

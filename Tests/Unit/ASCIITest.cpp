@@ -12,10 +12,8 @@ static std::vector<bool (*)(const char *, std::size_t)> Forms()
 #if defined(__x86_64__)
     if (HasAVX2()) return {IsASCIIPortable, IsASCIISSE2, IsASCIIAVX2, IsASCII};
     return {IsASCIIPortable, IsASCIISSE2, IsASCII};
-#elif defined(__aarch64__)
-    return {IsASCIIPortable, IsASCIINEON, IsASCII};
 #else
-    return {IsASCIIPortable, IsASCII};
+    return {IsASCIIPortable, IsASCIINEON, IsASCII};
 #endif
 }
 

@@ -26,10 +26,8 @@ std::vector<std::uint64_t (*)(const unsigned char *, std::size_t)> Implementatio
 #if defined(__x86_64__)
     if (HasAVX2()) return {SumWordsPortable, SumWordsSSE2, SumWordsAVX2};
     return {SumWordsPortable, SumWordsSSE2};
-#elif defined(__aarch64__)
-    return {SumWordsPortable, SumWordsNEON};
 #else
-    return {SumWordsPortable};
+    return {SumWordsPortable, SumWordsNEON};
 #endif
 }
 

@@ -3,6 +3,7 @@
 #include "Source/Utility/rbData.h"
 #include "Source/Utility/rbDebug.h"
 #include "Source/Utility/rbException.h"
+#include "Source/Utility/rbclassutil.h"
 
 #include "Tests/Unit/Faults.h"
 #include "Tests/Unit/OnHost.h"
@@ -133,28 +134,38 @@ TEST(Exception, ThreadsThatRaiseAtTheSameTimeAreToldApart)
     EXPECT_EQ(asked, 4); // each thread for the class and for another in its place
 }
 
-TEST(Exception, ACancelledThreadClosesItsDescriptorsAndEndsAsElsewhere)
+TEST(Exception, ACancelledThreadReleasesWhatIsItsOwnAndEndsAsElsewhere)
 {
     // The catch clause binds to an object that such unwinding does not have, which the sanitizer takes for a fault.
     if (!faults::kAllocationsCanFail) GTEST_SKIP() << "not with sanitizers";
     static int closed = dup(STDERR_FILENO);
     FakeHost::Start();
     FakeHost::Provide("REALUnlockString", [](REALstringStruct *) { pthread_testcancel(); });
-    auto run = [](void *) -> void * {
-        pthread_cancel(pthread_self());
-        {
-            OwnedDescriptor owner(closed);
-        } // close(2) would end the thread here
-        return Guarded([]() -> void * {
-            auto string = reinterpret_cast<REALstringStruct *>(8);
-            rbFreeLater release(&string); // the thread ends in its destructor
+    static const std::string declaration(1200, 'n'); // the program's own
+    void *(*const bodies[])(void *) = {
+        [](void *) -> void * {
+            pthread_cancel(pthread_self());
+            (void)OwnedDescriptor(closed); // close(2) would end the thread here
+            return Guarded([]() -> void * {
+                auto string = reinterpret_cast<REALstringStruct *>(8);
+                rbFreeLater release(&string); // the thread ends in its destructor
+                return nullptr;
+            });
+        },
+        [](void *) -> void * {
+            REALmethodDefinition method = {nullptr, &closed, declaration.c_str(), 4, 0, nullptr};
+            REALclassDefinition extension = {.name = "C", .methods = &method, .methodCount = 1};
+            pthread_cancel(pthread_self());
+            BuildXojoModule(&extension); // the thread ends where the log says that it can't be rewritten
             return nullptr;
-        });
+        },
     };
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, nullptr, run, nullptr), 0);
-    void *result = nullptr;
-    EXPECT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    for (auto body : bodies) {
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+        void *result = nullptr;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+    }
     EXPECT_EQ(fcntl(closed, F_GETFD), -1);
 }

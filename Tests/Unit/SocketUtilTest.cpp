@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <string>
 
 namespace {
 
@@ -140,12 +139,4 @@ TEST_F(OnHost, WideTextBecomesUTF8AndTheHostStringIsReleased)
     StartHost();
     EXPECT_EQ(ConvertWCharToUTF8(L"z\u00DF\u6C34\U0001F4A7"), "z\u00DF\u6C34\U0001F4A7");
     EXPECT_EQ(ConvertWCharToUTF8(L""), "");
-}
-
-// A part with a leading zero is octal, also in the short form that is read here.
-TEST(SocketUtil, DottedTextIsReadAsInetAddrDoes)
-{
-    for (const char *text :
-         {"10.0.0.1", "010.0.0.1", "1.2.3.010", "1.08.3.4", "1.2.3.", "1.2.3.4 ", "256.1.1.1", "1:2.3.4"})
-        EXPECT_EQ(text_to_ipv4(text), inet_addr(text)) << text;
 }

@@ -69,7 +69,7 @@ class rbText {
         const Unit *text = nullptr; // never null once converted
         MemoryOwner<Unit> buffer;   // of the text, if it is not the host's
         REALstringData data;
-        bool held = false; // data is to be given back to the host
+        bool held = false; // the host gets the data back
     };
     template <typename Unit>
     static const Unit *NilIfEmpty(const View<Unit> &view)

@@ -98,7 +98,7 @@ TEST_F(Socket, TheLastNumberIsNoUseWhenItIsZero)
               "Socket creation failed with error 24: Too many open files");
 }
 
-// Whatever the process prints must not reach a peer. A handle of 0 is none to be closed.
+// Whatever the process prints must not reach a peer. A handle of 0 is not closed.
 TEST_F(Socket, NoSocketGetsTheNumberOfAStandardStream)
 {
     for (const auto &row : {std::pair("0", "true"), {"1", "false"}, {"2", "false"}}) {
